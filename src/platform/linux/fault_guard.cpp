@@ -1,0 +1,151 @@
+#include "platform/fault_guard.h"
+
+#include <array>
+#include <csetjmp>
+#include <csignal>
+#include <cxxabi.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace orbi::platform {
+
+// The guards of a thread, innermost first
+
+namespace {
+
+struct Guard {
+  Guard* outer;
+  sigjmp_buf entry;
+};
+
+// Volatile, because the signal handler of the same thread reads it between any two instructions.
+thread_local Guard* volatile innermost = nullptr;
+
+struct GuardedSignal {
+  int number;
+  struct sigaction previous;
+};
+
+std::array<GuardedSignal, 4> guardedSignals{
+    {{SIGSEGV, {}}, {SIGBUS, {}}, {SIGFPE, {}}, {SIGILL, {}}}};
+
+} // namespace
+
+// Handling a fault
+
+/// A signal that another process sends isn't a fault of the code under guard.
+static bool isOwnFault(const siginfo_t& info)
+{
+  return info.si_code > 0 || (info.si_code == SI_TKILL && info.si_pid == getpid());
+}
+
+static void handToPrevious(const GuardedSignal& guarded, siginfo_t* info, void* context)
+{
+  const struct sigaction& previous = guarded.previous;
+  if ((previous.sa_flags & SA_SIGINFO) != 0) {
+    previous.sa_sigaction(guarded.number, info, context);
+  } else if (previous.sa_handler == SIG_DFL || previous.sa_handler == SIG_IGN) {
+    // A real fault comes again when the instruction is repeated, and then ends the process.
+    signal(guarded.number, SIG_DFL);
+    if (info->si_code <= 0)
+      raise(guarded.number);
+  } else {
+    previous.sa_handler(guarded.number);
+  }
+}
+
+static void handleFault(int number, siginfo_t* info, void* context)
+{
+  if (innermost != nullptr && isOwnFault(*info))
+    siglongjmp(innermost->entry, 1);
+  for (const GuardedSignal& guarded : guardedSignals)
+    if (guarded.number == number)
+      handToPrevious(guarded, info, context);
+}
+
+static bool installHandlers()
+{
+  struct sigaction action {};
+  action.sa_sigaction = handleFault;
+  // Not deferred: the handler is left by a jump that doesn't restore the mask of signals.
+  action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+  sigemptyset(&action.sa_mask);
+  for (GuardedSignal& guarded : guardedSignals) {
+    sigaction(guarded.number, nullptr, &guarded.previous); // known before ours can run
+    sigaction(guarded.number, &action, nullptr);
+  }
+  return true;
+}
+
+// Entering and leaving
+
+bool runGuarded(void (*call)(void*), void* context)
+{
+  [[maybe_unused]] static const bool installed = installHandlers();
+
+  Guard guard;
+  guard.outer = innermost;
+  if (sigsetjmp(guard.entry, 0) != 0) {
+    innermost = guard.outer;
+    return false;
+  }
+  innermost = &guard;
+  try {
+    call(context);
+  } catch (abi::__forced_unwind&) { // the thread is being ended, which can't be held up
+    innermost = guard.outer;
+    throw;
+  } catch (...) {
+    innermost = guard.outer;
+    return false;
+  }
+  innermost = guard.outer;
+  return true;
+}
+
+// The stack for handling faults
+
+namespace {
+
+class AlternateStack {
+public:
+  AlternateStack();
+  ~AlternateStack();
+
+private:
+  static constexpr std::size_t bytes = 64 * 1024;
+  void* memory_ = MAP_FAILED;
+};
+
+AlternateStack::AlternateStack()
+{
+  stack_t present{};
+  if (sigaltstack(nullptr, &present) != 0 || (present.ss_flags & SS_DISABLE) == 0)
+    return; // somebody gave the thread one already
+  memory_ = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory_ == MAP_FAILED)
+    return;
+  stack_t own{};
+  own.ss_sp = memory_;
+  own.ss_size = bytes;
+  sigaltstack(&own, nullptr);
+}
+
+AlternateStack::~AlternateStack()
+{
+  if (memory_ == MAP_FAILED)
+    return;
+  stack_t none{};
+  none.ss_flags = SS_DISABLE;
+  sigaltstack(&none, nullptr);
+  munmap(memory_, bytes);
+}
+
+} // namespace
+
+void prepareFaultGuard()
+{
+  [[maybe_unused]] thread_local const AlternateStack stack;
+}
+
+} // namespace orbi::platform
