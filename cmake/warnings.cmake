@@ -2,7 +2,7 @@
 add_library(orbi_flags INTERFACE)
 target_compile_features(orbi_flags INTERFACE cxx_std_20)
 target_compile_options(orbi_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Werror
+  -Wall -Wextra -Wpedantic -Wshadow=local -Werror
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wsuggest-override>
   -fvisibility=hidden
   $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)

@@ -1,0 +1,26 @@
+#include "foundation/container.h"
+
+#include "foundation/class_registry.h"
+
+namespace orbi {
+
+CM_REGISTER_ABSTRACT(CmContainer);
+
+void CmIterator::destroy(uint32_t flags)
+{
+  if (flags & 1)
+    delete this;
+  else
+    this->~CmIterator();
+}
+
+int32_t CmContainer::indexOf(const CmObject* item) const
+{
+  CmIteration items(*this);
+  for (int32_t index = 0; !items.atEnd(); ++index)
+    if (items.next() == item)
+      return index;
+  return -1;
+}
+
+} // namespace orbi
