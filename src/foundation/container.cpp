@@ -1,5 +1,6 @@
 #include "foundation/container.h"
 
+#include "foundation/attributes.h"
 #include "foundation/class_registry.h"
 
 namespace orbi {
@@ -21,6 +22,19 @@ int32_t CmContainer::indexOf(const CmObject* item) const
     if (items.next() == item)
       return index;
   return -1;
+}
+
+bool CmContainer::storeAttributes(FAttributes& attributes) const
+{
+  return attributes.setInt("ownership", static_cast<int64_t>(ownership_));
+}
+
+bool CmContainer::loadAttributes(const FAttributes& attributes)
+{
+  int64_t stored = 0;
+  if (attributes.getInt("ownership", stored) && stored >= 0 && stored <= 2)
+    ownership_ = static_cast<CmOwnership>(stored);
+  return true;
 }
 
 } // namespace orbi
