@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cxxabi.h>
 #include <sys/mman.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 namespace orbi::platform {
@@ -56,8 +57,12 @@ static void handToPrevious(const GuardedSignal& guarded, siginfo_t* info, void* 
 
 static void handleFault(int number, siginfo_t* info, void* context)
 {
-  if (innermost != nullptr && isOwnFault(*info))
+  if (innermost != nullptr && isOwnFault(*info)) {
+    // The jump doesn't restore the blocked signals, which keeps entering a guard free of system
+    // calls; so they are put back here, where time doesn't matter.
+    pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
     siglongjmp(innermost->entry, 1);
+  }
   for (const GuardedSignal& guarded : guardedSignals)
     if (guarded.number == number)
       handToPrevious(guarded, info, context);
@@ -67,7 +72,6 @@ static bool installHandlers()
 {
   struct sigaction action {};
   action.sa_sigaction = handleFault;
-  // Not deferred: the handler is left by a jump that doesn't restore the mask of signals.
   action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
   sigemptyset(&action.sa_mask);
   for (GuardedSignal& guarded : guardedSignals) {
