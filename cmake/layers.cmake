@@ -2,10 +2,11 @@
 # folder of its own that holds nothing but a link to it, so a target sees exactly the layers that it
 # links: an include against the direction of knowledge does not build.
 
-# orbi_layer(<name> [<layer to its left> ...])
+# orbi_layer(<name> [<layer to its left> ...] [LIBRARIES <library> ...])
 # Sources are the folder's *.cpp and those of its rooms; classes register themselves, so a layer is
 # an OBJECT library and no registration can be dropped by the linker.
 function(orbi_layer name)
+  cmake_parse_arguments(PARSE_ARGV 1 layer "" "" LIBRARIES)
   set(folder ${PROJECT_SOURCE_DIR}/src/${name})
   if(name STREQUAL "platform")
     file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp ${folder}/linux/*.cpp)
@@ -25,10 +26,10 @@ function(orbi_layer name)
     set(scope INTERFACE)
   endif()
   target_include_directories(orbi_${name} ${scope} ${faces})
-  target_link_libraries(orbi_${name} ${scope} orbi_flags)
+  target_link_libraries(orbi_${name} ${scope} orbi_flags ${layer_LIBRARIES})
 
   set(layers orbi_${name})
-  foreach(left ${ARGN})
+  foreach(left ${layer_UNPARSED_ARGUMENTS})
     target_link_libraries(orbi_${name} ${scope} orbi_${left})
     get_property(further GLOBAL PROPERTY ORBI_LAYERS_OF_${left})
     list(APPEND layers ${further})

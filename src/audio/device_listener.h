@@ -1,0 +1,33 @@
+#pragma once
+
+#include "foundation/realtime.h"
+
+#include <cstdint>
+
+namespace orbi {
+
+/// Who fills the device's blocks. process comes on the driver's thread or the device's worker, all
+/// else on the main thread.
+class LoomDeviceListener {
+public:
+  virtual void formatChanged(int32_t frames, double sampleRate) = 0; ///< end of each open
+  virtual void driverReset(bool failed) = 0;                         ///< after a reset
+  virtual void started() = 0;               ///< buffers exist, the driver isn't started yet
+  virtual void stopped() = 0;               ///< the buffers are gone
+  virtual void process() ORBI_REALTIME = 0; ///< once a block
+
+protected:
+  ~LoomDeviceListener() = default;
+};
+
+/// Watches the blocks for statistics. On the thread that fills them.
+class BlockMeter {
+public:
+  virtual void blockBegins() ORBI_REALTIME = 0; ///< before process
+  virtual void blockEnds() ORBI_REALTIME = 0;   ///< after conversion
+
+protected:
+  ~BlockMeter() = default;
+};
+
+} // namespace orbi

@@ -1,0 +1,146 @@
+#include "audio/driver_list.h"
+
+#include "foundation/object.h"
+#include "foundation/uid.h"
+#include "platform/fault_guard.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace orbi {
+
+namespace {
+
+constexpr size_t longestName = 127;
+
+LoomDriverEntry entryFor(const platform::DriverRegistration& registration, int32_t index)
+{
+  LoomDriverEntry entry;
+  entry.index = index;
+  FUID id;
+  if (id.fromRegistryText(registration.classId))
+    std::copy_n(id.bytes(), 16, entry.classId.begin());
+  entry.name = registration.hasDescription ? registration.description : registration.key;
+  entry.name.resize(std::min(entry.name.size(), longestName));
+  entry.server = registration.server;
+  return entry;
+}
+
+} // namespace
+
+LoomDriverList::LoomDriverList(const std::vector<platform::DriverRegistration>& registrations)
+{
+  for (const platform::DriverRegistration& registration : registrations)
+    entries_.push_back(entryFor(registration, count()));
+}
+
+LoomDriverList::~LoomDriverList()
+{
+  for (LoomDriverEntry& entry : entries_)
+    releaseDriver(entry);
+}
+
+int32_t LoomDriverList::name(int32_t index, char* out, int32_t limit) const
+{
+  if (!out || limit < 4)
+    return noBuffer;
+  if (index < 0 || index >= count())
+    return noSuchDriver;
+  const std::string& whole = entries_[size_t(index)].name;
+  bool cut = whole.size() >= static_cast<size_t>(limit);
+  std::string shown = cut ? whole.substr(0, size_t(limit) - 4) + "..." : whole;
+  std::memcpy(out, shown.c_str(), shown.size() + 1);
+  return 0;
+}
+
+int32_t LoomDriverList::names(char (*out)[nameLimit], int32_t maximum) const
+{
+  int32_t filled = std::min(count(), std::max(maximum, 0));
+  for (int32_t i = 0; i < filled; ++i)
+    name(i, out[i], nameLimit);
+  return filled;
+}
+
+bool LoomDriverList::selectedName(char (&out)[nameLimit]) const
+{
+  return selected_ >= 0 && name(selected_, out, nameLimit) == 0;
+}
+
+int32_t LoomDriverList::findByName(const char* wanted) const
+{
+  char cut[nameLimit];
+  for (int32_t i = 0; i < count(); ++i)
+    if (name(i, cut, nameLimit) == 0 && std::strcmp(cut, wanted) == 0)
+      return i;
+  return -1;
+}
+
+bool LoomDriverList::selectByName(const char* wanted)
+{
+  int32_t index = wanted ? findByName(wanted) : -1;
+  if (index < 0)
+    return false;
+  char former[nameLimit] = {};
+  bool hadSelection = selectedName(former);
+  unselect();
+
+  LoomDriver* driver = nullptr;
+  if (createDriver(index, &driver) == 0) {
+    entries_[size_t(index)].interface = driver;
+    selected_ = index;
+    loom::setCurrent(driver);
+    return true;
+  }
+  if (hadSelection && std::strcmp(former, wanted) != 0)
+    selectByName(former);
+  return false;
+}
+
+void LoomDriverList::unselect()
+{
+  if (selected_ >= 0)
+    releaseDriver(entries_[size_t(selected_)]);
+  selected_ = -1;
+  loom::setCurrent(nullptr);
+}
+
+int32_t LoomDriverList::createDriver(int32_t index, LoomDriver** out)
+{
+  if (!out)
+    return noBuffer;
+  if (index < 0 || index >= count())
+    return noSuchDriver;
+  LoomDriverEntry& entry = entries_[size_t(index)];
+  if (entry.interface)
+    return alreadyOpen;
+  constexpr auto failed = static_cast<int32_t>(resultFailed);
+  std::string error;
+  platform::Module module;
+  bool loaded = platform::guarded([&] { module = platform::Module::load(entry.server, error); });
+  auto* create =
+      module.function<std::remove_pointer_t<LoomCreateDriverFunction>>("LoomCreateDriver");
+  if (!loaded || !create)
+    return failed;
+  int32_t result = failed;
+  void* made = nullptr;
+  if (!platform::guarded([&] { result = create(entry.classId.data(), &made); })) {
+    module.abandon(); // it faulted half-way; nobody knows what of it still runs
+    return failed;
+  }
+  if (result != 0 || !made)
+    return result ? result : failed;
+  entry.module = std::move(module);
+  *out = static_cast<LoomDriver*>(made);
+  return 0;
+}
+
+void LoomDriverList::releaseDriver(LoomDriverEntry& entry)
+{
+  LoomDriver* driver = std::exchange(entry.interface, nullptr);
+  if (driver && !platform::guarded([&] { driver->table->release(driver); }))
+    entry.module.abandon();
+  entry.module.close();
+}
+
+} // namespace orbi
