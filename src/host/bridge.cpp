@@ -1,0 +1,236 @@
+#include "host/bridge.h"
+
+#include "foundation/class_registry.h"
+#include "foundation/dependencies.h"
+#include "foundation/message.h"
+#include "host/settings.h"
+#include "ui/application.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace orbi {
+
+CM_REGISTER_ABSTRACT(OrbiPlayerAudioBridge); // needs its plug-in
+
+OrbiPlayerAudioBridge::OrbiPlayerAudioBridge(OrbPlugin& plugin, OrbiPlayerMidiInput* midiInput,
+                                             HostSettings* settings)
+    : plugin_(plugin), midiInput_(midiInput), settings_(settings), eventList_(makeEventList()),
+      routing_(make<PluginRouting>(plugin)), kernels_(audioKernels())
+{
+  instance_ = this;
+  if (UApplication* application = UApplication::instance())
+    application->addIdle(this);
+}
+
+OrbiPlayerAudioBridge::~OrbiPlayerAudioBridge()
+{
+  if (UApplication* application = UApplication::instance())
+    application->removeIdle(this);
+  LoomDevice* device = LoomDevice::instance();
+  char driver[LoomDriverList::nameLimit] = {};
+  if (device && settings_) {
+    device->driverName(driver);
+    settings_->setString("OrbiPlayerAudio", "LOOM Driver",
+                         storedDriver_.empty() ? driver : storedDriver_);
+  }
+  saveRouting();
+  if (device && device->listener() == this)
+    device->setListener(nullptr);
+  instance_ = nullptr;
+}
+
+// ---- events and buffers ----
+
+void OrbiPlayerAudioBridge::EventListFree::operator()(OrbEventList* list) const
+{
+  for (OrbMidiEventRecord* record : list->events)
+    std::free(record);
+  std::free(list);
+}
+
+// One record for each place, reused for the life of the bridge: the plug-in is handed the same
+// pointers with every block.
+std::unique_ptr<OrbEventList, OrbiPlayerAudioBridge::EventListFree>
+OrbiPlayerAudioBridge::makeEventList()
+{
+  std::unique_ptr<OrbEventList, EventListFree> list(
+      static_cast<OrbEventList*>(std::calloc(1, orbEventListBytes)));
+  if (!list)
+    return list;
+  for (OrbMidiEventRecord*& record : list->events) {
+    record = static_cast<OrbMidiEventRecord*>(std::calloc(1, sizeof(OrbMidiEventRecord)));
+    if (!record)
+      return nullptr;
+    record->type = orbEventMidi;
+    record->byteSize = orbMidiEventBytes;
+  }
+  return list;
+}
+
+void OrbiPlayerAudioBridge::Buffers::allocate(int32_t channels, int32_t frames)
+{
+  auto count = static_cast<size_t>(std::max(channels, 0));
+  samples.assign(count * static_cast<size_t>(frames), 0.0f);
+  pointers.resize(count);
+  for (size_t channel = 0; channel < count; ++channel)
+    pointers[channel] = samples.data() + channel * static_cast<size_t>(frames);
+}
+
+void OrbiPlayerAudioBridge::Buffers::clear()
+{
+  std::fill(samples.begin(), samples.end(), 0.0f);
+}
+
+// ---- the device's listener ----
+
+void OrbiPlayerAudioBridge::formatChanged(int32_t frames, double sampleRate)
+{
+  if (frames != blockFrames_) {
+    blockFrames_ = frames;
+    inputs_.allocate(plugin_.numInputs(), frames);
+    outputs_.allocate(plugin_.numOutputs(), frames);
+    plugin_.setBlockSize(frames);
+  }
+  if (sampleRate != sampleRate_) {
+    sampleRate_ = sampleRate;
+    plugin_.setSampleRate(static_cast<float>(sampleRate));
+  }
+}
+
+void OrbiPlayerAudioBridge::driverReset(bool failed)
+{
+  if (failed)
+    routing_->reset();
+  else if (LoomDevice* device = LoomDevice::instance())
+    routing_->clamp(device->outputCount() - 1);
+  routing_->changed(0);
+  applyRouting();
+}
+
+void OrbiPlayerAudioBridge::started()
+{
+  if (midiInput_)
+    midiInput_->clearNotes();
+  plugin_.resume();
+}
+
+void OrbiPlayerAudioBridge::stopped()
+{
+  if (isInProcess())
+    plugin_.abandon(); // the device waited for this block and gave up
+  plugin_.suspend();
+  if (midiInput_)
+    midiInput_->clearNotes();
+}
+
+void OrbiPlayerAudioBridge::process()
+{
+  inProcess_.store(true, std::memory_order_relaxed);
+  LoomDevice* device = LoomDevice::instance();
+  OrbPluginHost* host = OrbPluginHost::instance();
+  if (!stopRequested_.load(std::memory_order_relaxed) && device && plugin_.effect()) {
+    int32_t frames = device->blockFrames();
+    if (host)
+      host->updateTime(device->samplePosition(), device->timeStamp(), -1.0, false);
+    handOverEvents();
+    runPlugin(frames);
+    if (tap_)
+      tap_->processed(outputs_.pointers.data(), static_cast<int32_t>(outputs_.pointers.size()),
+                      frames);
+    route(*device, frames);
+  }
+  inProcess_.store(false, std::memory_order_relaxed);
+}
+
+void OrbiPlayerAudioBridge::handOverEvents()
+{
+  if (midiInput_ && eventList_ && midiInput_->fillEventList(*eventList_, orbMaxEvents) > 0)
+    plugin_.processEvents(eventList_.get());
+}
+
+void OrbiPlayerAudioBridge::runPlugin(int32_t frames)
+{
+  bool sounds = false;
+  if (plugin_.canReplace()) {
+    sounds = plugin_.processReplacing(inputs_.pointers.data(), outputs_.pointers.data(), frames);
+  } else {
+    outputs_.clear();
+    sounds = plugin_.processAccumulating(inputs_.pointers.data(), outputs_.pointers.data(), frames);
+  }
+  if (!sounds)
+    outputs_.clear(); // it faulted: silence instead of what it left
+}
+
+void OrbiPlayerAudioBridge::route(LoomDevice& device, int32_t frames)
+{
+  bool written[loomMaxChannels] = {};
+  auto count = std::min(static_cast<int32_t>(outputs_.pointers.size()), routing_->outputCount());
+  for (int32_t output = 0; output < count; ++output) {
+    int32_t place = routing_->at(output);
+    float* target = device.outputBuffer(place);
+    if (!target)
+      continue;
+    const float* source = outputs_.pointers[size_t(output)];
+    if (written[place]) {
+      kernels_.addFrames(source, target, frames);
+    } else {
+      kernels_.copyFrames(source, target, frames);
+      written[place] = true;
+    }
+  }
+}
+
+// ---- routing ----
+
+void OrbiPlayerAudioBridge::applyRouting()
+{
+  LoomDevice* device = LoomDevice::instance();
+  if (!device)
+    return;
+  bool wasRunning = device->isRunning();
+  if (wasRunning)
+    device->stop();
+  bool active = false;
+  for (int32_t output = 0; output < device->outputCount(); ++output) {
+    bool isSecond = output & 1;
+    active = routing_->isUsed(output) || (isSecond && active);
+    device->setOutputActive(output, active);
+  }
+  if (wasRunning)
+    device->start();
+}
+
+void OrbiPlayerAudioBridge::loadRouting()
+{
+  LoomDevice* device = LoomDevice::instance();
+  if (!device)
+    return;
+  char driver[LoomDriverList::nameLimit];
+  routing_->reset();
+  if (device->driverName(driver) && driver[0] && settings_)
+    routing_->load(*settings_, driver);
+  routing_->clamp(device->outputCount() - 1);
+  applyRouting();
+}
+
+void OrbiPlayerAudioBridge::saveRouting()
+{
+  LoomDevice* device = LoomDevice::instance();
+  char driver[LoomDriverList::nameLimit];
+  if (device && settings_ && device->driverName(driver) && driver[0])
+    routing_->save(*settings_, driver);
+}
+
+// ---- idle ----
+
+int32_t OrbiPlayerAudioBridge::handleMessage(FMessage& message)
+{
+  if (!message.isMessage("Idle"))
+    return 0;
+  if (LoomDevice* device = LoomDevice::instance())
+    device->checkReset();
+  return 1;
+}
+
+} // namespace orbi

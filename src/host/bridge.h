@@ -1,0 +1,100 @@
+#pragma once
+
+#include "audio/device.h"
+#include "foundation/object.h"
+#include "foundation/ref.h"
+#include "host/midi_input.h"
+#include "host/plugin_host.h"
+#include "host/routing.h"
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+namespace orbi {
+
+class HostSettings;
+
+/// Optional observer of the process; none in this program.
+class ProcessTap {
+public:
+  virtual void processed(float** outputs, int32_t count, int32_t frames) ORBI_REALTIME = 0;
+
+protected:
+  ~ProcessTap() = default;
+};
+
+/// The device's listener: one block of the device is one process call of the plug-in, whose outputs
+/// go to the device's by the routing table. Nothing is buffered between them.
+class OrbiPlayerAudioBridge final : public CmClass<OrbiPlayerAudioBridge, CmObject>,
+                                    public LoomDeviceListener {
+public:
+  static constexpr const char* className = "OrbiPlayerAudioBridge";
+
+  /// Borrows the plug-in, the MIDI input (null for none) and the settings (null remembers nothing).
+  OrbiPlayerAudioBridge(OrbPlugin& plugin, OrbiPlayerMidiInput* midiInput, HostSettings* settings);
+  OrbiPlayerAudioBridge(const OrbiPlayerAudioBridge&) = delete;
+  ~OrbiPlayerAudioBridge() override; ///< writes the driver's name and the routing to the settings
+
+  static OrbiPlayerAudioBridge* instance() { return instance_; }
+
+  // The device's listener
+  void formatChanged(int32_t frames, double sampleRate) override;
+  void driverReset(bool failed) override;
+  void started() override;
+  void stopped() override;
+  void process() ORBI_REALTIME override;
+
+  // Routing
+  PluginRouting& outputs() { return *routing_; }
+  void applyRouting(); ///< switches the device's pairs, restarts a running device
+  void loadRouting();
+  void saveRouting();
+
+  OrbPlugin& plugin() { return plugin_; }
+  int32_t blockFrames() const { return blockFrames_; }
+  double sampleRate() const { return sampleRate_; }
+  bool isInProcess() const { return inProcess_.load(std::memory_order_relaxed); }
+  void setTap(ProcessTap* tap) { tap_ = tap; } ///< while stopped
+  /// The driver whose name is written at the end; another one than the selected for a run that was
+  /// told to use it. Empty: the selected one's.
+  void setStoredDriver(std::string name) { storedDriver_ = std::move(name); }
+
+  int32_t handleMessage(FMessage& message) override; ///< "Idle"
+
+private:
+  struct EventListFree {
+    void operator()(OrbEventList* list) const;
+  };
+  /// Buffers of one direction, and the pointers to them as the plug-in takes them.
+  struct Buffers {
+    std::vector<float> samples;
+    std::vector<float*> pointers;
+    void allocate(int32_t channels, int32_t frames);
+    void clear();
+  };
+
+  static std::unique_ptr<OrbEventList, EventListFree> makeEventList();
+  void handOverEvents() ORBI_REALTIME;
+  void runPlugin(int32_t frames) ORBI_REALTIME;
+  void route(LoomDevice& device, int32_t frames) ORBI_REALTIME;
+
+  static inline OrbiPlayerAudioBridge* instance_ = nullptr;
+
+  OrbPlugin& plugin_;
+  OrbiPlayerMidiInput* midiInput_;
+  HostSettings* settings_;
+  std::unique_ptr<OrbEventList, EventListFree> eventList_;
+  Buffers inputs_;
+  Buffers outputs_;
+  Ref<PluginRouting> routing_;
+  const AudioKernels& kernels_;
+  ProcessTap* tap_ = nullptr;
+  int32_t blockFrames_ = 0;
+  double sampleRate_ = 44100.0;
+  std::string storedDriver_;
+  std::atomic<bool> stopRequested_{false}; ///< nothing sets it; for a stop that would need it
+  std::atomic<bool> inProcess_{false};
+};
+
+} // namespace orbi

@@ -1,0 +1,107 @@
+#include "host/midi_input.h"
+
+#include "foundation/class_registry.h"
+#include "foundation/message.h"
+
+namespace orbi {
+
+CM_REGISTER(OrbiPlayerMidiInput);
+
+namespace {
+
+constexpr uint8_t noteOff = 0x80;
+constexpr uint8_t noteOn = 0x90;
+
+} // namespace
+
+/// Writes records into a list up to its maximum.
+class OrbiPlayerMidiInput::Writer {
+public:
+  Writer(OrbEventList& list, int32_t maximum) : list_(list), maximum_(maximum) {}
+  bool isFull() const { return count_ >= maximum_; }
+  int32_t count() const { return count_; }
+  void write(int32_t status, uint8_t data1, uint8_t data2)
+  {
+    OrbMidiEventRecord& record = *list_.events[count_++];
+    record.status = static_cast<uint8_t>(status);
+    record.data1 = data1;
+    record.data2 = data2;
+  }
+
+private:
+  OrbEventList& list_;
+  int32_t maximum_;
+  int32_t count_ = 0;
+};
+
+OrbiPlayerMidiInput::OrbiPlayerMidiInput()
+{
+  instance_ = this;
+}
+
+OrbiPlayerMidiInput::~OrbiPlayerMidiInput()
+{
+  instance_ = nullptr;
+}
+
+void OrbiPlayerMidiInput::receive(PMidiEvent& event)
+{
+  auto copy = Ref<PMidiEvent>::adopt(static_cast<PMidiEvent*>(event.clone()));
+  if (!copy)
+    return; // no memory: this one is lost
+  FGuard guard(lock_);
+  events_.insertEvent(copy.get());
+  waiting_.store(events_.count(), std::memory_order_relaxed);
+}
+
+int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
+{
+  // Without the lock: an event that this test misses comes with the next block.
+  if (waiting_.load(std::memory_order_relaxed) == 0) {
+    list.count = 0;
+    return 0;
+  }
+  FGuard guard(lock_);
+  Writer writer(list, maximum);
+  for (PEvent* waiting = events_.firstEvent(); waiting && !writer.isFull();
+       waiting = PEventQueue::nextEvent(waiting)) {
+    auto* event = static_cast<PMidiEvent*>(waiting);
+    uint8_t status = event->getStatus();
+    uint8_t channel = event->getChannel();
+    uint8_t key = event->getData1();
+    uint8_t velocity = event->getData2();
+    std::atomic<int32_t>& heldNote = notesOn_[channel][key & 127];
+    int32_t held = heldNote.load(std::memory_order_relaxed);
+    if (status == noteOff || (status == noteOn && held > 0 && velocity == 0)) {
+      heldNote.store(0, std::memory_order_relaxed);
+    } else if (status == noteOn && held <= 0) {
+      heldNote.store(held + 1, std::memory_order_relaxed);
+    } else if (status == noteOn) {
+      // Struck twice: the plug-in hears the end of the first one before the second.
+      writer.write(channel | noteOff, key, 0);
+      if (writer.isFull())
+        break;
+    }
+    writer.write(status | channel, key, velocity);
+  }
+  events_.removeAll();
+  waiting_.store(0, std::memory_order_relaxed);
+  list.count = writer.count();
+  return writer.count();
+}
+
+void OrbiPlayerMidiInput::clearNotes()
+{
+  for (auto& channel : notesOn_)
+    for (std::atomic<int32_t>& held : channel)
+      held.store(0, std::memory_order_relaxed);
+}
+
+void OrbiPlayerMidiInput::resetMidi()
+{
+  FMessage message("Reset MIDI");
+  if (port_)
+    port_->handleMessage(message);
+}
+
+} // namespace orbi

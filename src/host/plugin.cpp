@@ -1,0 +1,265 @@
+#include "host/plugin.h"
+
+#include "foundation/message.h"
+#include "host/output_arrangement.h"
+#include "platform/fault_guard.h"
+#include "ui/application.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace orbi {
+
+namespace {
+
+constexpr const char* entryNames[] = {"ORBPluginMain", "MAIN", "main"};
+constexpr float firstSampleRate = 44100.0f;
+constexpr int32_t firstBlockFrames = 1024;
+constexpr size_t textBytes = 128;
+
+/// Buffer for a text that a plug-in writes, with room for those that write past their limit.
+struct TextBuffer {
+  char text[4 * textBytes] = {};
+  std::string cut(size_t bytes) const { return {text, strnlen(text, bytes - 1)}; }
+};
+
+std::string trimmed(const std::string& text)
+{
+  constexpr const char* white = " \t\r\n\v\f";
+  size_t first = text.find_first_not_of(white);
+  if (first == std::string::npos)
+    return {};
+  return text.substr(first, text.find_last_not_of(white) - first + 1);
+}
+
+std::string nameOf(const std::string& moduleName)
+{
+  return moduleName.substr(0, std::min(moduleName.rfind('.'), OrbPlugin::nameBytes - 1));
+}
+
+} // namespace
+
+OrbPlugin::OrbPlugin(const std::string& moduleName, int32_t moduleIndex)
+    : name_(nameOf(moduleName)), moduleIndex_(moduleIndex)
+{
+  platform::prepareFaultGuard();
+  if (UApplication* application = UApplication::instance())
+    application->addIdle(this);
+}
+
+OrbPlugin::~OrbPlugin()
+{
+  if (UApplication* application = UApplication::instance())
+    application->removeIdle(this);
+  if (current_ == this)
+    current_ = nullptr;
+  if (keepsLibrary_ || !platform::guarded([this] { module_.close(); }))
+    module_.abandon();
+}
+
+template <class Call>
+bool OrbPlugin::guard(Call&& call)
+{
+  if (platform::guarded(call))
+    return true;
+  keepsLibrary_ = true; // what it left behind may still run
+  return false;
+}
+
+bool OrbPlugin::load(const std::filesystem::path& module, OrbHostCallback callback,
+                     bool hostNeedsIdle)
+{
+  std::string error;
+  if (!guard([&] { module_ = platform::Module::load(module, error); }) || !module_)
+    return false;
+  OrbPluginEntry entry = nullptr;
+  for (const char* name : entryNames)
+    if (!entry)
+      entry = module_.function<std::remove_pointer_t<OrbPluginEntry>>(name);
+  OrbEffect* effect = nullptr;
+  if (!entry || !guard([&] { effect = entry(callback); }) || !effect || !effect->dispatcher)
+    return false;
+  effect_ = effect;
+  if (hostNeedsIdle)
+    needsIdle.store(true, std::memory_order_relaxed);
+  return true;
+}
+
+bool OrbPlugin::open()
+{
+  return guard([this] {
+    OrbDispatcher call = effect_->dispatcher;
+    call(effect_, opOpen, 0, 0, nullptr, 0.0f);
+    call(effect_, opSetSampleRate, 0, 0, nullptr, firstSampleRate);
+    call(effect_, opSetBlockSize, 0, firstBlockFrames, nullptr, 0.0f);
+    char question[] = "receiveOrbMidiEvent";
+    if (call(effect_, opCanDo, 0, 0, question, 0.0f) == 1)
+      receivesMidi.store(true, std::memory_order_relaxed);
+  });
+}
+
+void OrbPlugin::close()
+{
+  dispatch(opClose);
+  effect_ = nullptr;
+}
+
+void OrbPlugin::abandon()
+{
+  faulted_.store(true, std::memory_order_relaxed);
+  keepsLibrary_ = abandoned_ = true;
+}
+
+int64_t OrbPlugin::dispatch(int32_t opcode, int32_t index, int64_t value, void* ptr, float opt)
+{
+  int64_t result = 0;
+  if (!effect_ || abandoned_)
+    return 0;
+  bool done = guard([&] { result = effect_->dispatcher(effect_, opcode, index, value, ptr, opt); });
+  return done ? result : 0;
+}
+
+bool OrbPlugin::canDo(const char* text)
+{
+  std::string question = text;
+  return dispatch(opCanDo, 0, 0, question.data()) == 1;
+}
+
+std::string OrbPlugin::productString()
+{
+  TextBuffer buffer;
+  return dispatch(opGetProductString, 0, 0, buffer.text) == 1 ? buffer.cut(textBytes)
+                                                              : std::string();
+}
+
+void OrbPlugin::setProgram(int32_t program)
+{
+  if (program >= 0 && program < numPrograms())
+    dispatch(opSetProgram, 0, program);
+}
+
+int32_t OrbPlugin::programName(std::string& out)
+{
+  TextBuffer buffer;
+  if (dispatch(opGetProgramName, 0, 0, buffer.text) < 0)
+    return -1;
+  out = trimmed(buffer.cut(textBytes));
+  return static_cast<int32_t>(out.size());
+}
+
+bool OrbPlugin::outputProperties(int32_t output, OrbOutputProperties& properties)
+{
+  union {
+    OrbOutputProperties properties;
+    char room[4 * sizeof(OrbOutputProperties)];
+  } answer = {};
+  bool filled = dispatch(opGetOutputProperties, output, 0, &answer.properties) != 0;
+  properties = answer.properties;
+  properties.label[sizeof properties.label - 1] = 0;
+  return filled;
+}
+
+std::string OrbPlugin::outputName(int32_t output)
+{
+  OrbOutputProperties properties;
+  if (outputProperties(output, properties) && properties.label[0])
+    return properties.label;
+  return "Out " + std::to_string(output);
+}
+
+bool OrbPlugin::outputIsStereo(int32_t output)
+{
+  OrbOutputProperties properties;
+  return outputProperties(output, properties) && (properties.flags & orbOutputStereo);
+}
+
+int32_t OrbPlugin::outputChannelCount(int32_t output)
+{
+  OrbOutputProperties properties;
+  outputProperties(output, properties);
+  if (!(properties.flags & orbOutputArrangement))
+    return properties.flags & orbOutputStereo ? 2 : 1;
+  const OutputArrangement* arrangement = findArrangement(properties.arrangement);
+  return arrangement ? arrangement->channels : 1;
+}
+
+void OrbPlugin::outputChannelLabel(int32_t output, int32_t channel, std::string& out)
+{
+  OrbOutputProperties properties;
+  outputProperties(output, properties);
+  if (!(properties.flags & orbOutputArrangement)) {
+    bool stereo = properties.flags & orbOutputStereo;
+    out = !stereo ? "M" : channel == 0 ? "L" : "R";
+    return;
+  }
+  const OutputArrangement* arrangement = findArrangement(properties.arrangement);
+  if (arrangement && channel >= 0 && channel < arrangement->channels)
+    out = arrangement->labels[channel];
+}
+
+void OrbPlugin::setSampleRate(float rate)
+{
+  dispatch(opSetSampleRate, 0, 0, nullptr, rate);
+}
+
+void OrbPlugin::setBlockSize(int32_t frames)
+{
+  dispatch(opSetBlockSize, 0, frames);
+}
+
+void OrbPlugin::resume()
+{
+  if (!suspended_)
+    return;
+  dispatch(opMainsChanged, 0, 1);
+  suspended_ = false;
+}
+
+void OrbPlugin::suspend()
+{
+  if (suspended_)
+    return;
+  dispatch(opMainsChanged, 0, 0);
+  suspended_ = true;
+}
+
+bool OrbPlugin::processEvents(OrbEventList* events)
+{
+  if (hasFaulted() ||
+      platform::guarded([&] { effect_->dispatcher(effect_, opProcessEvents, 0, 0, events, 0.0f); }))
+    return !hasFaulted();
+  faulted_.store(true, std::memory_order_relaxed);
+  return false;
+}
+
+bool OrbPlugin::processReplacing(float** inputs, float** outputs, int32_t frames)
+{
+  if (hasFaulted() ||
+      platform::guarded([&] { effect_->processReplacing(effect_, inputs, outputs, frames); }))
+    return !hasFaulted();
+  faulted_.store(true, std::memory_order_relaxed);
+  return false;
+}
+
+bool OrbPlugin::processAccumulating(float** inputs, float** outputs, int32_t frames)
+{
+  if (hasFaulted() || !effect_->processAccumulating ||
+      platform::guarded([&] { effect_->processAccumulating(effect_, inputs, outputs, frames); }))
+    return !hasFaulted();
+  faulted_.store(true, std::memory_order_relaxed);
+  return false;
+}
+
+int32_t OrbPlugin::handleMessage(FMessage& message)
+{
+  if (!message.isMessage("Idle"))
+    return 0;
+  if (needsIdle.load(std::memory_order_relaxed)) {
+    if (UApplication* application = UApplication::instance())
+      application->wantBusyIdle();
+    dispatch(opIdle);
+  }
+  return 1;
+}
+
+} // namespace orbi

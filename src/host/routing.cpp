@@ -1,0 +1,78 @@
+#include "host/routing.h"
+
+#include "host/plugin.h"
+#include "host/settings.h"
+
+#include <algorithm>
+
+namespace orbi {
+
+namespace {
+
+std::string keyOf(int32_t output)
+{
+  return "Port" + std::to_string(output);
+}
+
+} // namespace
+
+PluginRouting::PluginRouting(OrbPlugin& plugin) : pluginName_(plugin.name())
+{
+  int32_t count = std::max(plugin.numOutputs(), 0);
+  defaults_.assign(static_cast<size_t>(count), 0);
+  for (int32_t output = 0; output < count; ++output)
+    if (plugin.outputIsStereo(output) && ++output < count)
+      defaults_[size_t(output)] = 1;
+  current_ = std::make_unique<std::atomic<int32_t>[]>(defaults_.size());
+  reset();
+}
+
+void PluginRouting::set(int32_t output, int32_t deviceOutput)
+{
+  if (output >= 0 && output < outputCount())
+    current_[size_t(output)].store(deviceOutput, std::memory_order_relaxed);
+}
+
+bool PluginRouting::isUsed(int32_t deviceOutput) const
+{
+  for (int32_t output = 0; output < outputCount(); ++output)
+    if (at(output) == deviceOutput)
+      return true;
+  return false;
+}
+
+void PluginRouting::reset()
+{
+  for (int32_t output = 0; output < outputCount(); ++output)
+    set(output, defaultAt(output));
+}
+
+void PluginRouting::clamp(int32_t last)
+{
+  for (int32_t output = 0; output < outputCount(); ++output)
+    if (at(output) > last)
+      set(output, defaultAt(output));
+}
+
+std::string PluginRouting::group(const std::string& driverName) const
+{
+  return "OrbPlugRouting\\" + pluginName_ + "\\" + driverName;
+}
+
+void PluginRouting::load(const HostSettings& settings, const std::string& driverName)
+{
+  for (int32_t output = 0; output < outputCount(); ++output) {
+    int64_t stored = 0;
+    if (settings.getInt(group(driverName), keyOf(output), stored) && stored >= 0 &&
+        stored <= INT32_MAX)
+      set(output, static_cast<int32_t>(stored));
+  }
+}
+
+void PluginRouting::save(HostSettings& settings, const std::string& driverName) const
+{
+  for (int32_t output = 0; output < outputCount(); ++output)
+    settings.setInt(group(driverName), keyOf(output), at(output));
+}
+
+} // namespace orbi

@@ -1,0 +1,106 @@
+#include "ui/application.h"
+
+#include "foundation/class_registry.h"
+#include "foundation/startup_records.h"
+#include "platform/clock.h"
+
+#include <algorithm>
+
+namespace orbi {
+
+CM_REGISTER_ABSTRACT(UApplication);
+
+UApplication::UApplication(const char* title) : title_(title)
+{
+  instance_ = this;
+  messenger_.setWakeUp([] {
+    if (platform::RunLoop* loop = platform::RunLoop::instance())
+      loop->wake();
+  });
+}
+
+UApplication::~UApplication()
+{
+  messenger_.setWakeUp(nullptr);
+  instance_ = nullptr;
+}
+
+void UApplication::run()
+{
+  if (preInitialize())
+    startup();
+  else
+    setQuit();
+  if (!isQuitting() && enterRunState())
+    messageLoop();
+  beforeQuit();
+}
+
+bool UApplication::preInitialize()
+{
+  DeferredRegistration::runAll();
+  return FPreInitializer::runAll();
+}
+
+bool UApplication::enterRunState()
+{
+  return FPostInitializer::runAll();
+}
+
+void UApplication::beforeQuit()
+{
+  FTerminator::runAll();
+  dropStartupRecords();
+}
+
+void UApplication::messageLoop()
+{
+  idleTimer_ = runLoop_.addTimer(idleMilliseconds, [this] { idle(); });
+  while (!isQuitting() && !runLoop_.quitRequested()) {
+    runLoop_.runOnce(platform::RunLoop::forever);
+    runPasses();
+  }
+  runLoop_.removeTimer(idleTimer_);
+  idleTimer_ = 0;
+}
+
+void UApplication::runPasses()
+{
+  dependencies_.flush();
+  messenger_.dispatch();
+  dependencies_.flush();
+}
+
+void UApplication::addIdle(CmObject* receiver)
+{
+  if (receiver)
+    idleReceivers_.push_back(receiver);
+}
+
+void UApplication::removeIdle(CmObject* receiver)
+{
+  std::replace(idleReceivers_.begin(), idleReceivers_.end(), receiver,
+               static_cast<CmObject*>(nullptr));
+}
+
+void UApplication::wantBusyIdle()
+{
+  if (idleTimer_ == 0 || busyIdle_)
+    return;
+  busyIdle_ = true;
+  runLoop_.removeTimer(idleTimer_);
+  idleTimer_ = runLoop_.addTimer(busyIdleMilliseconds, [this] { idle(); });
+}
+
+void UApplication::idle()
+{
+  FMessage message("Idle");
+  message.setInt("CurrentTicks", platform::steadyNanoseconds() / 1000000);
+  // By index: a receiver may add or remove others, or itself.
+  for (size_t i = 0; i < idleReceivers_.size(); ++i)
+    if (idleReceivers_[i])
+      idleReceivers_[i]->handleMessage(message);
+  std::erase(idleReceivers_, nullptr);
+}
+
+} // namespace orbi

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "foundation/array.h"
+#include "foundation/dependencies.h"
+#include "foundation/lock.h"
+#include "foundation/message.h"
+#include "foundation/messenger.h"
+#include "foundation/string.h"
+#include "platform/run_loop.h"
+
+#include <atomic>
+#include <vector>
+
+namespace orbi {
+
+/// The process's application: its main loop, its idle list and its wish to quit. Main thread, but
+/// for what says otherwise.
+class UApplication : public CmClass<UApplication, CmObject> {
+public:
+  static constexpr const char* className = "UApplication";
+  static constexpr int64_t idleMilliseconds = 100;
+  static constexpr int64_t busyIdleMilliseconds = 20; ///< while somebody asked for it
+
+  explicit UApplication(const char* title);
+  UApplication(const UApplication&) = delete;
+  ~UApplication() override;
+
+  static UApplication* instance() { return instance_; }
+
+  const CmString& title() const { return title_; }
+  FRecursiveLock& lock() { return lock_; }
+
+  // Running
+  void run(); ///< startup, then the message loop, then the end
+  void setQuit()
+  {
+    quit_.store(true, std::memory_order_relaxed);
+  } ///< ends the loop at its next turn
+  bool isQuitting() const { return quit_.load(std::memory_order_relaxed); }
+  /// What follows each event: deferred changes, posted messages, deferred changes.
+  void runPasses();
+
+  // Idle
+  void addIdle(CmObject* receiver); ///< borrowed; it hears "Idle" until it is removed
+  void removeIdle(CmObject* receiver);
+  void wantBusyIdle(); ///< somebody needs idle more often from now on
+
+  // Wait state: the pointer that says that the program is at work
+  virtual bool canWait() const { return false; } ///< whether a window layer shows it
+  int32_t waitState() const { return waitState_; }
+  void setWaitState(int32_t state) { waitState_ = state; }
+
+protected:
+  // The steps of run, in their order
+  virtual bool preInitialize(); ///< the first list of start-up records
+  virtual void startup() = 0;
+  virtual bool enterRunState(); ///< the third list
+  virtual void beforeQuit();    ///< the terminators
+  virtual void idle();
+
+private:
+  void messageLoop();
+
+  static inline UApplication* instance_ = nullptr;
+
+  CmString title_;
+  FRecursiveLock lock_{"UApplication"};
+  platform::RunLoop runLoop_;
+  FMessenger messenger_;
+  FDependencies dependencies_;
+  std::vector<CmObject*> idleReceivers_; ///< null where one left during the walk
+  platform::RunLoop::TimerId idleTimer_ = 0;
+  bool busyIdle_ = false;
+  std::atomic<bool> quit_{false};
+  int32_t waitState_ = 0;
+};
+
+} // namespace orbi
