@@ -92,6 +92,7 @@ class Part(Track):
     def __init__(self, channel, name, program, volume, pan, reverb):
         super().__init__(name)
         self.channel = channel - 1
+        self.notes = {}  # (key, start pulse) -> (end pulse, velocity)
         self.program(0, program)
         for controller, value in ((7, volume), (10, pan), (91, reverb), (11, 127)):
             self.control(0, controller, value)
@@ -103,9 +104,12 @@ class Part(Track):
         self.add(pulse, 1, [0xB0 | self.channel, controller, value])
 
     def note(self, bar, beat, quarters, note, velocity):
-        start = (bar * BEATS + beat) * PULSES
-        self.add(start, 3, [0x90 | self.channel, note, velocity])
-        self.add(start + quarters * PULSES, 2, [0x80 | self.channel, note, 0])
+        start = int((bar * BEATS + beat) * PULSES)
+        end, louder = int(start + quarters * PULSES), velocity
+        if (note, start) in self.notes:  # two voices meet on one key
+            before_end, before_velocity = self.notes[note, start]
+            end, louder = max(end, before_end), max(velocity, before_velocity)
+        self.notes[note, start] = (end, louder)
 
     def tune(self, bar, bars, velocity, transpose=0, length=0.8):
         for number, line in enumerate(bars):
@@ -123,6 +127,17 @@ class Part(Track):
         for step in range(steps + 1):
             self.control((bar + step / 8) * BEATS * PULSES, 11,
                          low + (high - low) * step // steps)
+
+
+    def chunk(self):
+        """A key that is struck again while it sounds is let go first."""
+        order = sorted(self.notes.items())
+        for ((note, start), (end, velocity)), following in zip(order, order[1:] + [None]):
+            if following and following[0][0] == note:
+                end = min(end, following[0][1])
+            self.add(start, 3, [0x90 | self.channel, note, velocity])
+            self.add(end, 2, [0x80 | self.channel, note, 0])
+        return super().chunk()
 
 
 def variable_length(value):
