@@ -96,11 +96,6 @@ std::string Plugin::programName(int program)
   return call(opGetProgramName, 0, 0, text) < 0 ? "" : text;
 }
 
-long Plugin::forbiddenCalls()
-{
-  return RealtimeWatch::calls();
-}
-
 double pitchOf(const std::vector<float>& sound, size_t from, double rate)
 {
   const size_t length = (sound.size() - from) / 2;

@@ -29,15 +29,13 @@ public:
   void off() { call(opMainsChanged, 0, 0); }
   void setRate(float rate) { call(opSetSampleRate, 0, 0, nullptr, rate); }
   void setBlock(int frames);
-  void send(const std::vector<Message>& messages); ///< at the start of the next block
+  /// At the start of the next block. As in play(), a RealtimeWatch looks at the instrument's call.
+  void send(const std::vector<Message>& messages);
   Sound play(int frames, bool accumulating = false);
 
   std::vector<uint8_t> chunk(int index);
   int64_t setChunk(int index, const std::vector<uint8_t>& chunk);
   std::string programName(int program);
-
-  /// Allocations and locks that the instrument made inside send() and play().
-  static long forbiddenCalls();
 
 private:
   void* module_ = nullptr;

@@ -9,5 +9,6 @@ public:
   RealtimeWatch(const RealtimeWatch&) = delete;
   RealtimeWatch& operator=(const RealtimeWatch&) = delete;
 
-  static long calls(); ///< of this thread since the program began
+  static long allocations(); ///< of this thread since the program began
+  static long locks();       ///< likewise
 };
