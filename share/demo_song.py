@@ -164,16 +164,16 @@ def passes(parts):
     minor_home = MINOR[:3] + [CLOSING_BAR]
     home_chords = MINOR_CHORDS[:3] + [CLOSING_CHORDS]
     # First: the basses begin alone, the bassoons answer.
-    parts["basses"].tune(0, MINOR, 82, 12)
-    parts["bassoon"].tune(4, DOMINANT, 74, 12)
-    bass(parts["basses"], 4, DOMINANT_CHORDS, 62, 12)
+    parts["basses"].tune(0, MINOR, 104, 12)
+    parts["bassoon"].tune(4, DOMINANT, 96, 12)
+    bass(parts["basses"], 4, DOMINANT_CHORDS, 78, 12)
     # Second: an octave higher, plucked violins and oboes over a beat.
-    parts["violins"].tune(8, MINOR, 84, 24)
-    parts["oboes"].tune(12, DOMINANT, 72, 24)
-    parts["violins"].tune(12, DOMINANT, 66, 24)
+    parts["violins"].tune(8, MINOR, 106, 24)
+    parts["oboes"].tune(12, DOMINANT, 88, 24)
+    parts["violins"].tune(12, DOMINANT, 90, 24)
     for bar, chords in ((8, MINOR_CHORDS), (12, DOMINANT_CHORDS)):
-        bass(parts["basses"], bar, chords, 74, 12)
-        offbeats(parts["bassoon"], bar, chords, 46)
+        bass(parts["basses"], bar, chords, 90, 12)
+        offbeats(parts["bassoon"], bar, chords, 62)
     # Third: bowed violins, tremolo beneath, horns on the off-beats.
     parts["violins"].program(16 * BEATS * PULSES, 49)
     parts["violins"].tune(16, MINOR, 84, 36)
@@ -248,11 +248,11 @@ def coda(parts):
             parts[name].tune(bar, [MINOR[2]], 108, octave)
         bass(parts["timpani"], bar, [MINOR_CHORDS[2]], 96, 12)
         bass(parts["basses"], bar, [MINOR_CHORDS[2]], 108, 12)
-        chord(parts, bar + 1, 0, 0.5, 116)
-        chord(parts, bar + 1, 2, 0.5, 112)
+        chord(parts, bar + 1, 0, 0.5, 88)
+        chord(parts, bar + 1, 2, 0.5, 84)
     roll(parts["timpani"], 36, 4, key("B2"), 56, 112)
     roll(parts["drums"], 36, 4, SNARE, 40, 100)
-    chord(parts, 37, 0, 3, 120)
+    chord(parts, 37, 0, 3, 90)
 
 
 def conductor():

@@ -30,7 +30,7 @@ struct ParameterRange {
 };
 
 constexpr std::array<ParameterRange, parameterCount> parameterRanges{{
-    {0.0, 2.0, 0.5},  // gain: linear factor
+    {0.0, 2.0, 0.3},  // gain: linear factor
     {0.0, 1.0, 1.0},  // reverb on: from one half on
     {0.0, 1.0, 0.2},  // room size
     {0.0, 1.0, 0.0},  // damping of the highs

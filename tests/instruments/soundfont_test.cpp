@@ -1,11 +1,13 @@
 #include "instruments/plugin.h"
 #include "instruments/realtime_watch.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
+#include <thread>
 
 namespace {
 
@@ -291,6 +293,35 @@ TEST_F(SoundFont, playing_allocates_and_locks_nothing_whatever_comes)
     performance(plugin);
   }
   EXPECT_EQ(RealtimeWatch::allocations(), allocations);
+}
+
+TEST_F(SoundFont, changes_on_the_main_thread_reach_an_instrument_that_plays_on_another)
+{
+  Plugin plugin(ORBI_SOUNDFONT_MODULE);
+  plugin.on();
+  const auto bank = plugin.chunk(0);
+  std::atomic<bool> stop{false};
+  std::thread audio([&] {
+    for (uint8_t i = 0; !stop; ++i) {
+      plugin.send({{0x90, static_cast<uint8_t>(40 + i % 40), 90}, {0xB1, 7, i}, {0xC2, i, 0}});
+      plugin.play(256);
+    }
+  });
+  for (int round = 0; round < 60; ++round) {
+    plugin.effect().setParameter(&plugin.effect(), round % 11, 0.5f);
+    plugin.call(opSetProgram, 0, round);
+    EXPECT_EQ(plugin.call(opGetProgram), round);
+    EXPECT_FALSE(plugin.chunk(0).empty());
+    if (round % 20 == 19) {
+      EXPECT_EQ(plugin.setChunk(0, bank), 1);
+      plugin.setRate(round % 40 == 19 ? 44100.0f : 48000.0f);
+      EXPECT_EQ(plugin.chunk(1), Plugin(ORBI_SOUNDFONT_MODULE).chunk(1));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  stop = true;
+  audio.join();
+  plugin.off();
 }
 
 TEST_F(SoundFont, rate_change_while_on_keeps_the_channels)
