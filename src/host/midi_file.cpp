@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 namespace orbi {
 
@@ -9,6 +11,7 @@ namespace {
 
 constexpr uint32_t longestTrack = 0x0FFFFFFF; // pulses; the most that one delta time can tell
 constexpr size_t mostTracks = 4096;
+constexpr size_t eventsAPiece = 2000; // libsmf's time grows with the square of a track's length
 constexpr uint64_t mostWork = 1'000'000'000; // events times tempo steps: the cost of timing them
 
 using Track = std::vector<uint8_t>; // tidied
@@ -98,7 +101,7 @@ class TrackTidier {
 public:
   TrackTidier(std::span<const uint8_t> bytes, Totals& totals) : in_(bytes), totals_(totals) {}
 
-  std::string run(Track& track)
+  std::string run(std::vector<Track>& tracks)
   {
     while (!ended_ && !in_.atEnd()) {
       const uint32_t delta = in_.variableLength();
@@ -112,9 +115,8 @@ public:
       if (totals_.events > mostMidiFileEvents || totals_.tempo.size() > mostTempoSteps)
         return "has more events than can be played";
     }
-    putVariableLength(out_, pulse_ - written_);
-    out_.insert(out_.end(), {0xFF, 0x2F, 0x00});
-    track = std::move(out_);
+    finishPiece(pulse_);
+    std::move(pieces_.begin(), pieces_.end(), std::back_inserter(tracks));
     return {};
   }
 
@@ -193,8 +195,21 @@ private:
     return {};
   }
 
+  void finishPiece(uint32_t end)
+  {
+    putVariableLength(out_, end - written_);
+    out_.insert(out_.end(), {0xFF, 0x2F, 0x00});
+    pieces_.push_back(std::exchange(out_, {}));
+    written_ = 0;
+    eventsInPiece_ = 0;
+  }
+
   void startEvent()
   {
+    if (eventsInPiece_++ == eventsAPiece) {
+      finishPiece(written_);
+      eventsInPiece_ = 1;
+    }
     putVariableLength(out_, pulse_ - written_);
     written_ = pulse_;
     ++totals_.events;
@@ -202,7 +217,9 @@ private:
 
   Cursor in_;
   Totals& totals_;
-  Track out_;
+  std::vector<Track> pieces_;
+  Track out_; // the piece in work
+  size_t eventsInPiece_ = 0;
   std::vector<uint8_t> pending_; // SysEx so far
   uint32_t pulse_ = 0;
   uint32_t written_ = 0; // pulse of the last event in out_
@@ -244,10 +261,9 @@ std::string readHeader(Cursor& in, Header& header)
 
 std::string readTracks(Cursor& in, const Header& header, std::vector<Track>& tracks, Totals& totals)
 {
-  while (tracks.size() < header.tracks) {
+  for (uint32_t found = 0; found < header.tracks;) {
     if (in.atEnd())
-      return "is cut off: " + std::to_string(header.tracks - tracks.size()) +
-             " of its tracks are missing";
+      return "is cut off: " + std::to_string(header.tracks - found) + " of its tracks are missing";
     const auto name = in.take(4);
     const uint32_t length = in.bigEndian(4);
     if (!in.ok())
@@ -257,7 +273,8 @@ std::string readTracks(Cursor& in, const Header& header, std::vector<Track>& tra
     const auto bytes = in.take(length);
     if (std::memcmp(name.data(), "MTrk", 4) != 0)
       continue; // chunks of other kinds may stand anywhere
-    if (std::string wrong = TrackTidier(bytes, totals).run(tracks.emplace_back()); !wrong.empty())
+    ++found;
+    if (std::string wrong = TrackTidier(bytes, totals).run(tracks); !wrong.empty())
       return wrong;
   }
   return {};

@@ -21,8 +21,8 @@ std::string sentence(const std::string& name, const std::string& wrong)
 
 #ifdef ORBI_HAVE_SMF
 
-/// libsmf and the GLib beneath it, loaded only for those who play a song: together they take 1.4 MiB
-/// of memory and half a millisecond.
+/// libsmf and the GLib beneath it, loaded only for those who play a song: together they take 1.4
+/// MiB of memory and half a millisecond.
 class SmfLibrary {
 public:
   SmfLibrary()

@@ -170,6 +170,22 @@ TEST(Song, foreign_chunks_and_messages_that_do_not_sound_are_passed_over)
   EXPECT_NEAR(song->events[0].seconds, 0.5, 1e-9);
 }
 
+TEST(Song, a_long_track_keeps_its_times_and_order)
+{
+  Bytes events;
+  for (int i = 0; i < 9000; ++i)
+    events.insert(events.end(),
+                  {static_cast<uint8_t>(i % 3), 0xB0, static_cast<uint8_t>(i % 128), 1});
+  const auto song = read(joined({header(0, 1), track(joined({events, endOfTrack}))}));
+  ASSERT_TRUE(song);
+  ASSERT_EQ(song->events.size(), 9000u);
+  for (int i = 0, pulse = 0; i < 9000; ++i) {
+    pulse += i % 3;
+    ASSERT_EQ(song->events[i].bytes[1], i % 128);
+    ASSERT_NEAR(song->events[i].seconds, pulse / 192.0, 1e-6);
+  }
+}
+
 TEST(Song, missing_files_and_folders_are_named)
 {
   std::string error;
