@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace soundfont {
+
+/// The SoundFont file to play, or an empty text when there is none. In this order: the module's own
+/// name with .sf2 or .sf3 beside the module, the file that ORBI_SOUNDFONT names, the system's.
+std::string findSoundFont();
+
+} // namespace soundfont
