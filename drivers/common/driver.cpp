@@ -16,7 +16,7 @@ constexpr size_t halfAlignment = 64;
 
 /// The functions of the table: check the order of calls and the pointers, then call the driver.
 struct DriverCalls {
-  static Driver& of(LoomDriver* self) { return static_cast<Driver&>(*self); }
+  static Driver& of(LoomDriver* self) { return static_cast<Driver::Face*>(self)->driver; }
 
   template <class Call>
   static int32_t guarded(LoomDriver* self, Call call)
@@ -209,7 +209,7 @@ struct DriverCalls {
                                             outputReady};
 };
 
-Driver::Driver(const ClassId& id) : LoomDriver{&DriverCalls::table}, id_(id) {}
+Driver::Driver(const ClassId& id) : face_{{&DriverCalls::table}, *this}, id_(id) {}
 
 int32_t Driver::setSampleRate(double rate)
 {

@@ -33,10 +33,12 @@ struct BufferSizes {
 /// for an error, the buffers' two halves. A driver overrides the operations below; they are called
 /// on the host's main thread, in an order that has been checked, and may throw: the table turns an
 /// exception into loomNoMemory.
-class Driver : public LoomDriver {
+class Driver {
 public:
   Driver(const Driver&) = delete;
   Driver& operator=(const Driver&) = delete;
+
+  LoomDriver* face() { return &face_; } ///< what the host gets
 
 protected:
   explicit Driver(const ClassId& id);
@@ -71,6 +73,11 @@ protected:
 private:
   friend struct DriverCalls;
 
+  /// The object as the host sees it: the table first.
+  struct Face : LoomDriver {
+    Driver& driver;
+  };
+
   int32_t createBuffers(std::span<LoomBufferInfo> infos, int frames,
                         const LoomCallbacks* callbacks);
   void allocateHalves(std::span<LoomBufferInfo> infos, int frames);
@@ -80,6 +87,7 @@ private:
   bool accepts(std::span<const LoomBufferInfo> infos) const;
   int32_t describe(LoomChannelInfo& info) const;
 
+  Face face_;
   const ClassId id_;
   std::atomic<uint32_t> references_{1};
   bool initialised_ = false;
@@ -103,7 +111,7 @@ int32_t createDriver(const uint8_t* classId, void** driver)
   if (!classId || !std::equal(D::classId.begin(), D::classId.end(), classId))
     return loomNotPresent;
   try {
-    *driver = static_cast<LoomDriver*>(new D);
+    *driver = (new D)->face();
   } catch (...) {
     return loomNoMemory;
   }

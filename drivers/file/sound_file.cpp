@@ -15,6 +15,8 @@ namespace {
 
 // Blocks are gathered to this size: a system call for each would cost more than the copy.
 constexpr size_t pendingBytes = 128 * 1024;
+// The lengths in a WAV file have 32 bits; some room is left for the header.
+constexpr uint64_t mostBytes = 0xFFFF0000;
 
 std::string errorWords(const char* what, int systemError)
 {
@@ -29,10 +31,11 @@ std::string resolved(const std::string& path)
   return real ? real.get() : path;
 }
 
-bool isDevice(const std::string& path)
+/// The kind of file (S_IFMT) that is there already, 0 when there is none.
+mode_t kindOf(const std::string& path)
 {
   struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+  return ::stat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
 }
 
 int subtype(const SoundFileFormat& format)
@@ -113,6 +116,7 @@ bool SoundFile::create(const SoundFileLibrary& library, const std::string& path,
 {
   library_ = &library;
   error_.clear();
+  full_ = false;
   pending_.clear();
   pending_.reserve(pendingBytes);
   if (openTarget(path, reason) && openStream(format, reason))
@@ -124,8 +128,13 @@ bool SoundFile::create(const SoundFileLibrary& library, const std::string& path,
 bool SoundFile::openTarget(const std::string& path, std::string& reason)
 {
   target_ = resolved(path);
+  const mode_t kind = kindOf(target_);
+  if (kind == S_IFDIR) {
+    reason = errorWords("the sound file can't be created", EISDIR) + ": " + path;
+    return false;
+  }
   int flags = O_WRONLY | O_CLOEXEC;
-  if (isDevice(target_)) {
+  if (kind != 0 && kind != S_IFREG) {
     partial_ = target_;
     flags |= O_NONBLOCK; // a pipe that nobody reads is an error and no reason to wait
   } else {
@@ -146,7 +155,7 @@ bool SoundFile::openStream(const SoundFileFormat& format, std::string& reason)
   SF_INFO info{};
   info.samplerate = format.rate;
   info.channels = format.channels;
-  info.format = SF_FORMAT_RF64 | subtype(format);
+  info.format = SF_FORMAT_WAV | subtype(format);
   stream_ = library_->openFd(descriptor_, SFM_WRITE, &info, SF_FALSE);
   if (!stream_) {
     reason = std::string("the sound file can't be begun: ") + library_->errorText(nullptr);
@@ -154,8 +163,8 @@ bool SoundFile::openStream(const SoundFileFormat& format, std::string& reason)
   }
   // A peak chunk carries the time of day, and two runs should give equal files.
   library_->command(stream_, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
-  // An ordinary WAV file unless it has grown too long for one.
-  library_->command(stream_, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+  const uint64_t frameBytes = uint64_t(format.bytes) * format.channels;
+  bytesLeft_ = mostBytes / frameBytes * frameBytes;
   return true;
 }
 
@@ -163,6 +172,11 @@ void SoundFile::write(std::span<const uint8_t> bytes)
 {
   if (!stream_)
     return;
+  if (bytes.size() > bytesLeft_) {
+    full_ = true;
+    bytes = bytes.first(bytesLeft_);
+  }
+  bytesLeft_ -= bytes.size();
   pending_.insert(pending_.end(), bytes.begin(), bytes.end());
   if (pending_.size() + bytes.size() > pendingBytes)
     flush();
@@ -193,7 +207,9 @@ bool SoundFile::finish(std::string& reason)
     return false;
   }
   partial_.clear();
-  return true;
+  if (full_)
+    reason = "the sound file ends at 4 GB, where a WAV file is full: " + target_;
+  return !full_;
 }
 
 /// The header is written once more with the final lengths.

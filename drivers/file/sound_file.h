@@ -43,7 +43,7 @@ struct SoundFileFormat {
 };
 
 /// A WAV file that gets its name when it is complete. It holds exactly the bytes that are written,
-/// and past 4 GB it turns into an RF64 file. Used by one thread at a time.
+/// up to 4 GB; what comes after that is lost, and finish tells. Used by one thread at a time.
 class SoundFile {
 public:
   SoundFile() = default;
@@ -76,6 +76,8 @@ private:
   int descriptor_ = -1;
   SNDFILE* stream_ = nullptr;
   std::vector<uint8_t> pending_;
+  uint64_t bytesLeft_ = 0; ///< until the file is full
+  bool full_ = false;
   std::string error_;
 };
 
