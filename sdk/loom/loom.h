@@ -131,7 +131,7 @@ typedef struct LoomDriverTable {
   int32_t (*init)(LoomDriver* self, void* systemHandle); /* nonzero on success */
   void (*getDriverName)(LoomDriver* self, char* name);   /* loomNameBytes */
   int32_t (*getDriverVersion)(LoomDriver* self);         /* -> version */
-  void (*getErrorMessage)(LoomDriver* self, char* text); /* loomErrorBytes; words for a failed init */
+  void (*getErrorMessage)(LoomDriver* self, char* text); /* loomErrorBytes; why the last call failed */
 
   int32_t (*start)(LoomDriver* self);
   /* Returns after the last buffer switch has returned. Called from within a buffer switch it returns

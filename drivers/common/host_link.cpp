@@ -1,0 +1,69 @@
+#include "common/host_link.h"
+
+namespace loom {
+
+namespace {
+
+bool hostTakesTimeInfo(const LoomCallbacks& callbacks)
+{
+  return callbacks.bufferSwitchTimeInfo && callbacks.message &&
+         callbacks.message(loomSelectorSupported, loomSupportsTimeInfo) == 1 &&
+         callbacks.message(loomSupportsTimeInfo, 0) == 1;
+}
+
+} // namespace
+
+LoomCounter toCounter(uint64_t value)
+{
+  return {static_cast<uint32_t>(value >> 32), static_cast<uint32_t>(value)};
+}
+
+void HostLink::attach(const LoomCallbacks& callbacks)
+{
+  callbacks_ = callbacks;
+  usesTimeInfo_ = hostTakesTimeInfo(callbacks_);
+  resetRequested_.store(false, std::memory_order_relaxed);
+  message_.store(callbacks.message, std::memory_order_release);
+}
+
+void HostLink::detach()
+{
+  message_.store(nullptr, std::memory_order_release);
+}
+
+void HostLink::beginRun()
+{
+  position_.store(0, std::memory_order_relaxed);
+  timeStamp_.store(0, std::memory_order_relaxed);
+}
+
+void HostLink::bufferSwitch(int half, uint64_t position, uint64_t timeStamp)
+{
+  position_.store(position, std::memory_order_relaxed);
+  timeStamp_.store(timeStamp, std::memory_order_relaxed);
+  switchThread_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+  if (usesTimeInfo_) {
+    time_ = LoomTimeRecord{};
+    time_.speed = 1.0;
+    time_.timeStamp = toCounter(timeStamp);
+    time_.samplePosition = toCounter(position);
+    callbacks_.bufferSwitchTimeInfo(&time_, half, 1);
+  } else {
+    callbacks_.bufferSwitch(half, 1);
+  }
+  switchThread_.store(std::thread::id{}, std::memory_order_relaxed);
+}
+
+bool HostLink::insideSwitch() const
+{
+  return switchThread_.load(std::memory_order_relaxed) == std::this_thread::get_id();
+}
+
+void HostLink::requestReset()
+{
+  const MessageFunction message = message_.load(std::memory_order_acquire);
+  if (message && !resetRequested_.exchange(true, std::memory_order_relaxed))
+    message(loomResetRequest, 0);
+}
+
+} // namespace loom

@@ -1,0 +1,55 @@
+#include "common/threaded_driver.h"
+
+#include <algorithm>
+#include <ctime>
+
+namespace loom {
+
+namespace {
+
+constexpr uint64_t nanosecondsPerSecond = 1'000'000'000;
+// A thread asleep looks for a stop this often.
+constexpr uint64_t longestSleep = nanosecondsPerSecond / 50;
+
+} // namespace
+
+void ThreadedDriver::sleepUntil(uint64_t deadline) const
+{
+  for (uint64_t now = steadyNow(); now < deadline && !stopping(); now = steadyNow()) {
+    const uint64_t until = std::min(deadline, now + longestSleep);
+    const timespec time{static_cast<time_t>(until / nanosecondsPerSecond),
+                        static_cast<long>(until % nanosecondsPerSecond)};
+    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr);
+  }
+}
+
+int32_t ThreadedDriver::start()
+{
+  if (thread_.joinable())
+    return loomBadMode;
+  const int32_t result = beforeRun();
+  if (result != loomOk)
+    return result;
+  host().beginRun();
+  stopping_.store(false, std::memory_order_relaxed);
+  try {
+    thread_ = std::thread([this] { run(); });
+  } catch (...) {
+    afterRun();
+    return fail(loomNoMemory, "no thread can be started");
+  }
+  return loomOk;
+}
+
+int32_t ThreadedDriver::stop()
+{
+  stopping_.store(true, std::memory_order_relaxed);
+  if (host().insideSwitch())
+    return loomOk; // the thread ends after this block; a stop from outside joins it
+  if (!thread_.joinable())
+    return loomOk;
+  thread_.join();
+  return afterRun();
+}
+
+} // namespace loom

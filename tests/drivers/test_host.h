@@ -1,0 +1,107 @@
+#pragma once
+
+#include "loom/loom.h"
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// One buffer switch as the host saw it.
+struct Switch {
+  int half;
+  bool timeInfo;
+  uint64_t position;
+  uint64_t timeStamp;
+};
+
+/// A small host that drives one driver module through its table. The callbacks carry no context, so
+/// there is one at a time.
+class TestHost {
+public:
+  /// Finds the module by the registration file *-name.loom, as the player does.
+  explicit TestHost(const std::string& name);
+  TestHost(const std::filesystem::path& registration, const std::filesystem::path& folder);
+  TestHost(const TestHost&) = delete;
+  TestHost& operator=(const TestHost&) = delete;
+  ~TestHost();
+
+  // Set before createBuffers
+  bool takesTimeInfo = true;
+  int stopAfter = 0; ///< calls stop inside this switch (counted from 1); 0: never
+  std::function<void(int block, int half)> fill; ///< driver's thread
+
+  // The driver's operations
+  LoomDriver* driver = nullptr;
+  const LoomDriverTable& table() const { return *driver->table; }
+  bool init() { return table().init(driver, nullptr) != 0; }
+  int32_t createBuffers(const std::vector<int>& channels, int frames);
+  int32_t start() { return table().start(driver); }
+  int32_t stop() { return table().stop(driver); }
+  int32_t disposeBuffers() { return table().disposeBuffers(driver); }
+  std::string error() const;
+  std::string channelName(int channel) const;
+  int sampleType() const;
+  int outputs() const;
+  int preferredFrames() const;
+  double sampleRate() const;
+
+  // What was seen
+  std::vector<LoomBufferInfo> buffers;
+  std::vector<Switch> switches; ///< read while nothing runs
+  std::atomic<int> blocks{0};
+  std::atomic<int> resets{0};
+  /// False when that doesn't happen for half a minute.
+  bool waitForBlocks(int count) const
+  {
+    return waitFor([=, this] { return blocks >= count; });
+  }
+  static bool waitFor(const std::function<bool()>& condition);
+
+  static TestHost* current;
+  void onSwitch(const Switch& seen);
+
+private:
+  void load(const std::filesystem::path& registration, const std::filesystem::path& folder);
+
+  void* module_ = nullptr;
+};
+
+struct Registration {
+  std::string description;
+  std::string server;
+  uint8_t classId[16];
+};
+
+Registration readRegistration(const std::filesystem::path& file);
+std::filesystem::path driverFolder();
+
+/// An environment variable for the length of a test.
+class Variable {
+public:
+  Variable(const char* name, const std::string& value);
+  Variable(const Variable&) = delete;
+  Variable& operator=(const Variable&) = delete;
+  ~Variable();
+
+private:
+  const char* name_;
+};
+
+/// A folder of its own that goes with the test.
+class TemporaryFolder {
+public:
+  TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+  std::string file(const char* name) const { return path_ / name; }
+  bool isEmpty() const { return std::filesystem::is_empty(path_); }
+
+private:
+  std::filesystem::path path_;
+};
+
+std::vector<uint8_t> readFile(const std::string& path);
