@@ -4,7 +4,7 @@ option(ORBI_LIBFUZZER "Build the fuzz targets for libFuzzer, which needs clang" 
 add_library(orbi_flags INTERFACE)
 target_compile_features(orbi_flags INTERFACE cxx_std_20)
 target_compile_options(orbi_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow $<$<NOT:$<BOOL:${ORBI_LIBFUZZER}>>:-Werror>
+  -Wall -Wextra -Wpedantic $<$<NOT:$<BOOL:${ORBI_LIBFUZZER}>>:-Wshadow=local -Werror>
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wsuggest-override>
   -fvisibility=hidden
   $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)

@@ -1,0 +1,262 @@
+#include "foundation/attribute_value.h"
+
+#include "foundation/class_registry.h"
+#include "foundation/stream.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+namespace orbi {
+
+CM_REGISTER(FAttributeValue);
+CM_REGISTER(FIntIDAttribute);
+CM_REGISTER(FStringIDAttribute);
+
+namespace {
+
+constexpr uint16_t userMask = attributeUser0 | attributeUser1;
+
+/// Objects within objects on a stream; deeper input is no honest file.
+constexpr int deepestObject = 64;
+thread_local int objectDepth = 0;
+
+} // namespace
+
+FAttributeValue::FAttributeValue(int userFlags)
+    : value_{0}, kind_(static_cast<uint16_t>((userFlags & 3) << 6))
+{
+}
+
+FAttributeValue::FAttributeValue(const FAttributeValue& other)
+    : CmClass(other), value_{0}, kind_(other.kind_ & userMask)
+{
+  *this = other;
+}
+
+FAttributeValue& FAttributeValue::operator=(const FAttributeValue& other)
+{
+  if (this == &other)
+    return *this;
+  if (other.is(attributeInterface)) {
+    if (other.value_.interface)
+      other.value_.interface->addRef();
+    setInterface(other.value_.interface);
+  } else if (other.is(attributeInt)) {
+    setInt(other.value_.integer);
+  } else if (other.is(attributeDouble)) {
+    setDouble(other.value_.number);
+  } else if (other.is(attributeText)) {
+    setText(other.asText());
+  } else if (other.is(attributeObject)) {
+    setObject(other.value_.object, ObjectMode::shared);
+  } else {
+    clear();
+  }
+  if (other.is(attributeNoExport))
+    setNoExport();
+  return *this;
+}
+
+void FAttributeValue::clear()
+{
+  if (is(attributeInterface)) {
+    if (value_.interface)
+      value_.interface->release();
+  } else if (hasOwnText()) {
+    value_.string->releaseRef();
+  } else if (is(attributeObject) && is(attributeShared | attributeAdopted) && value_.object) {
+    value_.object->releaseRef();
+  }
+  value_.integer = 0;
+  kind_ &= userMask;
+}
+
+void FAttributeValue::setInt(int64_t value)
+{
+  clear();
+  value_.integer = value;
+  kind_ |= attributeInt;
+}
+
+void FAttributeValue::setDouble(double value)
+{
+  clear();
+  value_.number = value;
+  kind_ |= attributeDouble;
+}
+
+void FAttributeValue::setText(const char* text, bool borrow)
+{
+  if (borrow) {
+    clear();
+    value_.borrowed = text;
+    kind_ |= attributeText | attributeBorrowedText;
+    return;
+  }
+  if (hasOwnText()) {
+    value_.string->set(text);
+    return;
+  }
+  auto* own = new CmString(text); // before clearing: the text may be part of the old value
+  clear();
+  value_.string = own;
+  kind_ |= attributeText;
+}
+
+void FAttributeValue::setObject(CmObject* object, ObjectMode mode)
+{
+  bool present = is(attributeObject) && !is(attributeInterface) && value_.object == object;
+  if (present)
+    return;
+  if (object && mode == ObjectMode::shared)
+    object->retain();
+  clear();
+  value_.object = object;
+  kind_ |= attributeObject;
+  if (mode != ObjectMode::borrowed)
+    kind_ |= mode == ObjectMode::shared ? attributeShared : attributeAdopted;
+}
+
+void FAttributeValue::setInterface(FUnknown* interface)
+{
+  clear();
+  value_.interface = interface;
+  kind_ = (kind_ & attributeUser1) | attributeInterface | attributeUser0;
+}
+
+int64_t FAttributeValue::asInt() const
+{
+  if (is(attributeInt))
+    return value_.integer;
+  const char* text = asText();
+  return text ? std::strtoll(text, nullptr, 10) : 0;
+}
+
+double FAttributeValue::asDouble() const
+{
+  if (is(attributeDouble))
+    return value_.number;
+  const char* text = asText();
+  return text ? std::strtod(text, nullptr) : 0.0;
+}
+
+const char* FAttributeValue::asText() const
+{
+  if (is(attributeText))
+    return is(attributeBorrowedText) ? value_.borrowed : value_.string->text();
+  auto* string = castTo<CmString>(asObject());
+  return string ? string->text() : nullptr;
+}
+
+CmObject* FAttributeValue::asObject() const
+{
+  return is(attributeObject) && !is(attributeInterface) ? value_.object : nullptr;
+}
+
+FUnknown* FAttributeValue::asInterface() const
+{
+  return is(attributeInterface) ? value_.interface : nullptr;
+}
+
+bool FAttributeValue::write(FStream& stream) const
+{
+  if (!stream.writeUint16(kind_))
+    return false;
+  switch (persistentKind()) {
+  case attributeInt:
+    return stream.writeInt64(value_.integer);
+  case attributeDouble:
+    return stream.writeDouble(value_.number);
+  case attributeText:
+    return stream.writeText(asText());
+  case attributeObject:
+    return value_.object
+               ? stream.writeText(value_.object->getClassName()) && value_.object->write(stream)
+               : stream.writeText(nullptr);
+  default:
+    return true;
+  }
+}
+
+bool FAttributeValue::read(FStream& stream)
+{
+  uint16_t kind = 0;
+  clear();
+  if (!stream.readUint16(kind))
+    return false;
+  kind_ = kind & userMask;
+  switch (kind & attributePersistentMask) {
+  case attributeInt: {
+    int64_t value = 0;
+    if (!stream.readInt64(value))
+      return false;
+    setInt(value);
+    return true;
+  }
+  case attributeDouble: {
+    double value = 0;
+    if (!stream.readDouble(value))
+      return false;
+    setDouble(value);
+    return true;
+  }
+  case attributeText: {
+    CmString text;
+    if (!text.read(stream))
+      return false;
+    setText(text.text());
+    return true;
+  }
+  case attributeObject:
+    return readObject(stream);
+  default:
+    return true;
+  }
+}
+
+bool FAttributeValue::readObject(FStream& stream)
+{
+  CmString name;
+  if (objectDepth >= deepestObject || !name.read(stream))
+    return false;
+  if (name.isEmpty()) {
+    setObject(nullptr, ObjectMode::borrowed);
+    return true;
+  }
+  Ref<CmObject> object = createAs<CmObject>(name.text());
+  ++objectDepth;
+  bool complete = object && object->read(stream);
+  --objectDepth;
+  if (complete)
+    setObject(object.detach(), ObjectMode::adopted);
+  return complete;
+}
+
+bool FIntIDAttribute::isEqual(const CmObject* other) const
+{
+  auto* attribute = castTo<FIntIDAttribute>(other);
+  return attribute && attribute->key_ == key_;
+}
+
+int FIntIDAttribute::compare(const CmObject* other) const
+{
+  auto* attribute = castTo<FIntIDAttribute>(other);
+  if (!attribute)
+    return CmObject::compare(other);
+  return (key_ > attribute->key_) - (key_ < attribute->key_);
+}
+
+bool FStringIDAttribute::isEqual(const CmObject* other) const
+{
+  auto* attribute = castTo<FStringIDAttribute>(other);
+  return attribute && attribute->key_.isEqual(&key_);
+}
+
+int FStringIDAttribute::compare(const CmObject* other) const
+{
+  auto* attribute = castTo<FStringIDAttribute>(other);
+  return attribute ? key_.compare(&attribute->key_) : CmObject::compare(other);
+}
+
+} // namespace orbi

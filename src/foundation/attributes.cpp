@@ -1,0 +1,492 @@
+#include "foundation/attributes.h"
+
+#include "foundation/buffer.h"
+#include "foundation/class_registry.h"
+#include "foundation/memory_stream.h"
+#include "foundation/stream.h"
+#include "foundation/uid_object.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace orbi {
+
+CM_REGISTER(FAttributes);
+CM_ALIAS(FAttributes, "Attributes");
+
+namespace {
+
+constexpr int32_t success = 0;
+constexpr int32_t failure = 1;
+
+/// Bytes of a binary value, whichever object holds them.
+struct Block {
+  const void* data = nullptr;
+  int64_t size = 0;
+};
+
+Block blockOf(CmObject* object)
+{
+  if (auto* stream = castTo<FMemoryStream>(object))
+    return {stream->data(), stream->size()};
+  if (auto* buffer = castTo<CmBuffer>(object))
+    return {buffer->buffer.data(), buffer->buffer.used()};
+  if (auto* buffer = castTo<FAttrBuffer>(object))
+    return {buffer->data, buffer->size};
+  return {};
+}
+
+int64_t truncated(double value)
+{
+  if (!(value > -9.2233720368547748e18))
+    return std::isnan(value) ? 0 : INT64_MIN;
+  return value < 9.2233720368547748e18 ? static_cast<int64_t>(value) : INT64_MAX;
+}
+
+} // namespace
+
+CmObject* resolveObject(CmObject* object)
+{
+  void* found = nullptr;
+  if (!object || object->queryInterface(IObjectReference::interfaceId, &found) != resultOk)
+    return object;
+  auto* reference = static_cast<IObjectReference*>(found);
+  CmObject* target = reference->resolved();
+  reference->release();
+  return target;
+}
+
+FAttributes& FAttributes::operator=(const FAttributes& other)
+{
+  assign(other);
+  return *this;
+}
+
+void FAttributes::assign(const FAttributes& source)
+{
+  source.values();
+  values_ = source.values_;
+}
+
+void FAttributes::copyValues(const FAttributes& source)
+{
+  for (uint32_t i = 0; i < source.count(); ++i) {
+    const FStringIDAttribute* value = source.at(i);
+    int userFlags = value->kind() >> 6 & 3;
+    static_cast<FAttributeValue&>(require(value->key().text(), userFlags)) = *value;
+  }
+}
+
+CmResult FAttributes::queryInterface(const FUID& id, void** out)
+{
+  if (out && id == IAttributes::interfaceId) {
+    retain();
+    *out = static_cast<IAttributes*>(this);
+    return resultOk;
+  }
+  return CmObject::queryInterface(id, out);
+}
+
+CmArray& FAttributes::values() const
+{
+  if (!values_)
+    values_ = make<CmArray>(CmOwnership::adopts);
+  return *values_;
+}
+
+FStringIDAttribute* FAttributes::at(uint32_t index) const
+{
+  return values_ ? static_cast<FStringIDAttribute*>(values_->at(static_cast<int32_t>(index)))
+                 : nullptr;
+}
+
+FStringIDAttribute* FAttributes::find(const char* key) const
+{
+  if (!key || !values_)
+    return nullptr;
+  for (CmObject* item : *values_) {
+    auto* value = static_cast<FStringIDAttribute*>(item);
+    if (value->key().compare(key, TextCompare::byFlag) == 0)
+      return value;
+  }
+  return nullptr;
+}
+
+FStringIDAttribute& FAttributes::require(const char* key, int userFlags)
+{
+  if (FStringIDAttribute* present = find(key))
+    return *present;
+  auto* value = new FStringIDAttribute(key ? key : "", userFlags);
+  values().add(value);
+  return *value;
+}
+
+bool FAttributes::remove(const char* key)
+{
+  FStringIDAttribute* value = find(key);
+  return value && values_->remove(value);
+}
+
+void FAttributes::removeAll()
+{
+  if (values_)
+    values_->removeAll();
+}
+
+bool FAttributes::setInt(const char* key, int64_t value)
+{
+  require(key).setInt(value);
+  return true;
+}
+
+bool FAttributes::setDouble(const char* key, double value)
+{
+  require(key).setDouble(value);
+  return true;
+}
+
+bool FAttributes::setString(const char* key, const char* text, bool borrow)
+{
+  require(key).setText(text, borrow);
+  return true;
+}
+
+bool FAttributes::setObject(const char* key, CmObject* object, ObjectMode mode)
+{
+  require(key).setObject(object, mode);
+  return true;
+}
+
+bool FAttributes::getInt(const char* key, int64_t& value) const
+{
+  const FStringIDAttribute* found = find(key);
+  if (!found)
+    return false;
+  if (found->kind() & attributeDouble)
+    value = truncated(found->asDouble());
+  else if ((found->kind() & attributeInt) || found->asText())
+    value = found->asInt();
+  else
+    return false;
+  return true;
+}
+
+int64_t FAttributes::getInt(const char* key) const
+{
+  int64_t value = 0;
+  getInt(key, value);
+  return value;
+}
+
+bool FAttributes::getDouble(const char* key, double& value) const
+{
+  const FStringIDAttribute* found = find(key);
+  if (!found)
+    return false;
+  if (found->kind() & attributeInt)
+    value = static_cast<double>(found->asInt());
+  else if ((found->kind() & attributeDouble) || found->asText())
+    value = found->asDouble();
+  else
+    return false;
+  return true;
+}
+
+double FAttributes::getDouble(const char* key) const
+{
+  double value = 0;
+  getDouble(key, value);
+  return value;
+}
+
+const char* FAttributes::getString(const char* key) const
+{
+  const FStringIDAttribute* found = find(key);
+  return found ? found->asText() : nullptr;
+}
+
+CmObject* FAttributes::getObject(const char* key) const
+{
+  const FStringIDAttribute* found = find(key);
+  return found ? resolveObject(found->asObject()) : nullptr;
+}
+
+CmObject* FAttributes::getObject(const char* key, const char* classWanted) const
+{
+  CmObject* object = getObject(key);
+  return object && object->isA(classWanted) ? object : nullptr;
+}
+
+FAttrList* FAttributes::getList(const char* key) const
+{
+  const FStringIDAttribute* found = find(key);
+  return found ? castTo<FAttrList>(found->asObject()) : nullptr;
+}
+
+/// The list under the key, made when the key is free; null when something else is there. The flag
+/// is what the list is made with.
+template <class List>
+List* FAttributes::listFor(const char* key, bool flag)
+{
+  if (const FStringIDAttribute* found = find(key))
+    return castTo<List>(found->asObject());
+  List* list = nullptr;
+  if constexpr (std::is_constructible_v<List, bool>)
+    list = new List(flag);
+  else
+    list = new List;
+  require(key).setObject(list, ObjectMode::adopted);
+  return list;
+}
+
+bool FAttributes::appendInt(const char* key, int64_t value)
+{
+  auto* list = listFor<FIntList>(key, true);
+  if (list)
+    list->values.push_back(value);
+  return list != nullptr;
+}
+
+bool FAttributes::appendDouble(const char* key, double value)
+{
+  auto* list = listFor<FFloatList>(key, true);
+  if (list)
+    list->values.push_back(value);
+  return list != nullptr;
+}
+
+bool FAttributes::appendString(const char* key, const char* text, bool copy)
+{
+  auto* list = listFor<FStringList>(key, copy);
+  return list && list->append(text, copy);
+}
+
+bool FAttributes::appendObject(const char* key, CmObject* object, bool adopt)
+{
+  auto* attributes = castTo<FAttributes>(object);
+  if (!attributes) {
+    auto* list = listFor<FObjectList>(key, adopt);
+    return list && list->append(object, adopt);
+  }
+  auto* list = listFor<FSubList>(key, true);
+  if (!list)
+    return false;
+  if (!adopt)
+    attributes->retain(); // such a list always owns
+  return list->append(attributes);
+}
+
+FAttributes* FAttributes::findAttributes(std::string_view search) const
+{
+  for (uint32_t i = 0; i < count(); ++i) {
+    const FStringIDAttribute* value = at(i);
+    CmObject* object = resolveObject(value->asObject());
+    if (auto* container = castTo<FAttributes>(object)) {
+      if (value->key() == search)
+        return container;
+      size_t bar = search.find('|');
+      // The rest counts from here on, for the values that follow as well.
+      if (bar != search.npos && value->key() == search.substr(0, bar))
+        search.remove_prefix(bar + 1);
+      if (FAttributes* found = container->findAttributes(search))
+        return found;
+    } else if (auto* list = castTo<FSubList>(object)) {
+      for (uint32_t item = 0; item < list->count(); ++item)
+        if (FAttributes* found = list->at(item)->findAttributes(search))
+          return found;
+    }
+  }
+  return nullptr;
+}
+
+int32_t FAttributes::setValue(const char* key, const AttributeVariant& value)
+{
+  if (!key)
+    return failure;
+  AttributeVariant given = value;
+  switch (value.tag & ~tagOwned) {
+  case tagInt:
+    setInt(key, value.integer);
+    return success;
+  case tagDouble:
+    setDouble(key, value.number);
+    return success;
+  case tagText:
+    setString(key, value.text);
+    given.clear();
+    return success;
+  case tagObject: {
+    CmObject* object = objectBehind(value.object);
+    if (!(value.tag & tagOwned) && value.object)
+      value.object->addRef();
+    setObject(key, object ? object : new CmDelegatingUnknown(value.object), ObjectMode::adopted);
+    return success;
+  }
+  default:
+    return failure;
+  }
+}
+
+int32_t FAttributes::appendValue(const char* key, const AttributeVariant& value)
+{
+  if (!key)
+    return failure;
+  AttributeVariant given = value;
+  bool appended = false;
+  switch (value.tag & ~tagOwned) {
+  case tagInt:
+    appended = appendInt(key, value.integer);
+    break;
+  case tagDouble:
+    appended = appendDouble(key, value.number);
+    break;
+  case tagText:
+    appended = appendString(key, value.text);
+    if (appended)
+      given.clear();
+    break;
+  case tagObject: {
+    CmObject* object = objectBehind(value.object);
+    Ref<CmObject> item;
+    if (value.object && !(value.tag & tagOwned))
+      value.object->addRef();
+    item = Ref<CmObject>::adopt(object ? object : new CmDelegatingUnknown(value.object));
+    appended = appendObject(key, item.get(), true);
+    if (appended || (value.tag & tagOwned))
+      item.detach();
+    break;
+  }
+  default:
+    break;
+  }
+  return appended ? success : failure;
+}
+
+int32_t FAttributes::setBinary(const char* key, const void* data, int64_t size, bool copy)
+{
+  if (!key || size < 0 || size > UINT32_MAX || (!data && size > 0))
+    return failure;
+  CmObject* block = nullptr;
+  if (copy)
+    block = new CmBuffer(data, static_cast<uint32_t>(size));
+  else
+    block = new FAttrBuffer(data, size);
+  setObject(key, block, ObjectMode::adopted);
+  return success;
+}
+
+int32_t FAttributes::getValue(const char* key, AttributeVariant& value) const
+{
+  const FStringIDAttribute* found = find(key);
+  if (!found)
+    return failure;
+  uint16_t kind = found->kind();
+  if (kind & attributeInt)
+    value = AttributeVariant(found->asInt());
+  else if (kind & attributeDouble)
+    value = AttributeVariant(found->asDouble());
+  else if (kind & attributeText)
+    value = AttributeVariant(found->asText());
+  else if (kind & attributeInterface)
+    value = AttributeVariant(found->asInterface());
+  else if (kind & attributeObject)
+    value = AttributeVariant(static_cast<FUnknown*>(resolveObject(found->asObject())));
+  else
+    return failure;
+  return success;
+}
+
+int32_t FAttributes::nextValue(const char* key, AttributeVariant& value)
+{
+  FAttrList* list = getList(key);
+  return list && list->next(value) ? success : failure;
+}
+
+int32_t FAttributes::countValues(const char* key) const
+{
+  FAttrList* list = getList(key);
+  return list ? static_cast<int32_t>(list->count()) : 0;
+}
+
+int32_t FAttributes::rewindList(const char* key)
+{
+  FAttrList* list = getList(key);
+  if (!list)
+    return failure;
+  list->rewindList();
+  return success;
+}
+
+int32_t FAttributes::rewindAllLists()
+{
+  for (uint32_t i = 0; i < count(); ++i) {
+    CmObject* object = at(i)->asObject();
+    if (auto* list = castTo<FAttrList>(object))
+      list->rewindList();
+    if (auto* container = castTo<FAttributes>(object))
+      container->rewindAllLists();
+    if (auto* list = castTo<FSubList>(object))
+      for (uint32_t item = 0; item < list->count(); ++item)
+        list->at(item)->rewindAllLists();
+  }
+  return success;
+}
+
+int32_t FAttributes::getBinary(const char* key, void* buffer, int64_t size) const
+{
+  Block block = blockOf(getObject(key));
+  if (size < 0 || size > block.size || !block.data || !buffer)
+    return failure;
+  std::memcpy(buffer, block.data, static_cast<size_t>(size));
+  return success;
+}
+
+int64_t FAttributes::getBinarySize(const char* key) const
+{
+  return blockOf(getObject(key)).size;
+}
+
+bool FAttributes::write(FStream& stream) const
+{
+  if (!stream.writeUint32(count()))
+    return false;
+  for (uint32_t i = 0; i < count(); ++i) {
+    const FStringIDAttribute* value = at(i);
+    if (!value->key().write(stream) || !value->write(stream))
+      return false;
+  }
+  return true;
+}
+
+bool FAttributes::read(FStream& stream)
+{
+  uint32_t stored = 0;
+  if (!stream.readUint32(stored))
+    return false;
+  Ref<CmArray> loaded = make<CmArray>(CmOwnership::adopts);
+  for (uint32_t i = 0; i < stored; ++i) {
+    CmString key;
+    if (!key.read(stream))
+      return false;
+    Ref<FStringIDAttribute> value = make<FStringIDAttribute>(key.view());
+    if (!value->read(stream))
+      return false;
+    loaded->add(value.detach());
+  }
+  values_ = loaded;
+  return true;
+}
+
+bool FAttributes::storeAttributes(FAttributes& attributes) const
+{
+  attributes.copyValues(*this);
+  return true;
+}
+
+bool FAttributes::loadAttributes(const FAttributes& attributes)
+{
+  assign(attributes);
+  return true;
+}
+
+} // namespace orbi

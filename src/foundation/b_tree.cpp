@@ -1,0 +1,272 @@
+#include "foundation/b_tree.h"
+
+#include "foundation/class_registry.h"
+
+#include <algorithm>
+
+namespace orbi {
+
+CM_REGISTER(CmBTree);
+
+/// In-order walk with a stack of (node, next key).
+class CmBTree::Walker final : public CmIterator {
+public:
+  explicit Walker(const Node* root) { descend(root); }
+  bool atEnd() const override { return path_.empty(); }
+  CmObject* next() override
+  {
+    if (path_.empty())
+      return nullptr;
+    auto [node, index] = path_.back();
+    CmObject* item = node->keys[index];
+    ++path_.back().index;
+    if (!node->isLeaf())
+      descend(node->children[index + 1].get());
+    while (!path_.empty() && path_.back().index >= path_.back().node->keys.size())
+      path_.pop_back();
+    return item;
+  }
+
+private:
+  struct Step {
+    const Node* node;
+    size_t index;
+  };
+  void descend(const Node* node)
+  {
+    for (; node; node = node->isLeaf() ? nullptr : node->children.front().get())
+      if (!node->keys.empty() || !node->isLeaf())
+        path_.push_back({node, 0});
+  }
+  std::vector<Step> path_;
+};
+
+CmBTree::CmBTree(int order, CmOwnership ownership)
+    : maxKeys_(static_cast<size_t>(std::max(order, 3)) - 1)
+{
+  ownership_ = ownership;
+}
+
+CmBTree::CmBTree(const CmBTree& other) : CmClass(other), maxKeys_(other.maxKeys_)
+{
+  if (other.root_)
+    copyBelow(*other.root_);
+}
+
+void CmBTree::copyBelow(const Node& node)
+{
+  for (size_t i = 0; i <= node.keys.size(); ++i) {
+    if (!node.isLeaf())
+      copyBelow(*node.children[i]);
+    if (i < node.keys.size()) {
+      bool added = add(node.keys[i]);
+      if (added && ownership_ == CmOwnership::adopts)
+        node.keys[i]->retain();
+    }
+  }
+}
+
+bool CmBTree::add(CmObject* item)
+{
+  if (!item)
+    return false;
+  if (!root_)
+    root_ = std::make_unique<Node>();
+  insertBelow(*root_, item);
+  if (root_->keys.size() > maxKeys_) {
+    auto grown = std::make_unique<Node>();
+    grown->children.push_back(std::move(root_));
+    root_ = std::move(grown);
+    splitChild(*root_, 0);
+  }
+  taken(item);
+  ++count_;
+  return true;
+}
+
+void CmBTree::insertBelow(Node& node, CmObject* item)
+{
+  auto place =
+      std::upper_bound(node.keys.begin(), node.keys.end(), item,
+                       [](const CmObject* a, const CmObject* b) { return a->compare(b) < 0; });
+  size_t index = static_cast<size_t>(place - node.keys.begin());
+  if (node.isLeaf()) {
+    node.keys.insert(place, item);
+    return;
+  }
+  insertBelow(*node.children[index], item);
+  if (node.children[index]->keys.size() > maxKeys_)
+    splitChild(node, index);
+}
+
+void CmBTree::splitChild(Node& parent, size_t index)
+{
+  Node& left = *parent.children[index];
+  auto right = std::make_unique<Node>();
+  size_t middle = left.keys.size() / 2;
+  auto offset = static_cast<std::ptrdiff_t>(middle);
+  parent.keys.insert(parent.keys.begin() + static_cast<std::ptrdiff_t>(index), left.keys[middle]);
+  right->keys.assign(left.keys.begin() + offset + 1, left.keys.end());
+  left.keys.resize(middle);
+  if (!left.isLeaf()) {
+    std::move(left.children.begin() + offset + 1, left.children.end(),
+              std::back_inserter(right->children));
+    left.children.resize(middle + 1);
+  }
+  parent.children.insert(parent.children.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+                         std::move(right));
+}
+
+CmObject* CmBTree::find(const CmObject* key) const
+{
+  const Node* node = key ? root_.get() : nullptr;
+  while (node) {
+    auto place =
+        std::lower_bound(node->keys.begin(), node->keys.end(), key,
+                         [](const CmObject* a, const CmObject* b) { return a->compare(b) < 0; });
+    if (place != node->keys.end() && (*place)->compare(key) == 0)
+      return *place;
+    node = node->isLeaf() ? nullptr : node->children[size_t(place - node->keys.begin())].get();
+  }
+  return nullptr;
+}
+
+bool CmBTree::remove(CmObject* item)
+{
+  if (!item || !root_ || !removeBelow(*root_, item))
+    return false;
+  if (root_->keys.empty())
+    root_ = root_->isLeaf() ? nullptr : std::move(root_->children.front());
+  --count_;
+  dropped(item);
+  return true;
+}
+
+bool CmBTree::removeAt(int32_t index)
+{
+  CmObject* item = at(index);
+  return item && remove(item);
+}
+
+// Equal items may stand in several branches, so every one that can hold the object is tried.
+bool CmBTree::removeBelow(Node& node, const CmObject* item)
+{
+  for (size_t i = 0; i <= node.keys.size(); ++i) {
+    if (i < node.keys.size() && node.keys[i]->compare(item) < 0)
+      continue;
+    if (!node.isLeaf() && removeBelow(*node.children[i], item)) {
+      refill(node, i);
+      return true;
+    }
+    if (i == node.keys.size() || node.keys[i]->compare(item) > 0)
+      return false;
+    if (node.keys[i] == item) {
+      if (node.isLeaf()) {
+        node.keys.erase(node.keys.begin() + static_cast<std::ptrdiff_t>(i));
+      } else {
+        node.keys[i] = takeLast(*node.children[i]);
+        refill(node, i);
+      }
+      return true;
+    }
+  }
+  return false;
+}
+
+CmObject* CmBTree::takeLast(Node& node)
+{
+  if (node.isLeaf()) {
+    CmObject* item = node.keys.back();
+    node.keys.pop_back();
+    return item;
+  }
+  size_t lastChild = node.children.size() - 1;
+  CmObject* item = takeLast(*node.children[lastChild]);
+  refill(node, lastChild);
+  return item;
+}
+
+void CmBTree::refill(Node& parent, size_t index)
+{
+  size_t minKeys = maxKeys_ / 2;
+  if (parent.children[index]->keys.size() >= minKeys)
+    return;
+  if (index > 0 && parent.children[index - 1]->keys.size() > minKeys)
+    borrowFromLeft(parent, index);
+  else if (index < parent.keys.size() && parent.children[index + 1]->keys.size() > minKeys)
+    borrowFromRight(parent, index);
+  else
+    mergeChildren(parent, index > 0 ? index - 1 : 0);
+}
+
+void CmBTree::borrowFromLeft(Node& parent, size_t index)
+{
+  Node& child = *parent.children[index];
+  Node& left = *parent.children[index - 1];
+  child.keys.insert(child.keys.begin(), parent.keys[index - 1]);
+  parent.keys[index - 1] = left.keys.back();
+  left.keys.pop_back();
+  if (!left.isLeaf()) {
+    child.children.insert(child.children.begin(), std::move(left.children.back()));
+    left.children.pop_back();
+  }
+}
+
+void CmBTree::borrowFromRight(Node& parent, size_t index)
+{
+  Node& child = *parent.children[index];
+  Node& right = *parent.children[index + 1];
+  child.keys.push_back(parent.keys[index]);
+  parent.keys[index] = right.keys.front();
+  right.keys.erase(right.keys.begin());
+  if (!right.isLeaf()) {
+    child.children.push_back(std::move(right.children.front()));
+    right.children.erase(right.children.begin());
+  }
+}
+
+void CmBTree::mergeChildren(Node& parent, size_t index)
+{
+  if (index + 1 >= parent.children.size())
+    return;
+  Node& left = *parent.children[index];
+  Node& right = *parent.children[index + 1];
+  left.keys.push_back(parent.keys[index]);
+  left.keys.insert(left.keys.end(), right.keys.begin(), right.keys.end());
+  std::move(right.children.begin(), right.children.end(), std::back_inserter(left.children));
+  parent.keys.erase(parent.keys.begin() + static_cast<std::ptrdiff_t>(index));
+  parent.children.erase(parent.children.begin() + static_cast<std::ptrdiff_t>(index) + 1);
+}
+
+void CmBTree::removeAll()
+{
+  std::unique_ptr<Node> root = std::move(root_);
+  count_ = 0;
+  if (root)
+    dropBelow(*root);
+}
+
+void CmBTree::dropBelow(Node& node)
+{
+  for (CmObject* item : node.keys)
+    dropped(item);
+  for (auto& child : node.children)
+    dropBelow(*child);
+}
+
+CmObject* CmBTree::at(int32_t index) const
+{
+  if (index < 0 || static_cast<uint32_t>(index) >= count_)
+    return nullptr;
+  Walker walker(root_.get());
+  for (; index > 0; --index)
+    walker.next();
+  return walker.next();
+}
+
+CmIterator* CmBTree::newIterator() const
+{
+  return new Walker(root_.get());
+}
+
+} // namespace orbi

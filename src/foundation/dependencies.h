@@ -1,0 +1,90 @@
+#pragma once
+
+#include "foundation/lock.h"
+#include "foundation/object.h"
+
+#include <array>
+#include <cstddef>
+#include <deque>
+#include <unordered_set>
+#include <vector>
+
+namespace orbi {
+
+class FPlugDependencies;
+
+/// Who depends on whom, and the change notices between them. `changed` tells the dependents at once
+/// on the caller's thread; `deferChanged` queues the notice, from any thread, and `flush` tells
+/// them on the main thread. Never calls out while its lock is held. Classes that take part call
+/// removeDependent in their destructors; those that queue notices also removeFromDeferred.
+class FDependencies final : public CmClass<FDependencies, CmObject> {
+public:
+  static constexpr const char* className = "FDependencies";
+  static constexpr size_t maxFanOut = 5000; ///< dependents of one subject that hear of a change
+
+  FDependencies();
+  ~FDependencies() override;
+  FDependencies(const FDependencies&) = delete;
+
+  static FDependencies* instance() { return instance_; } ///< null at the very start and end
+
+  // The table
+  using CmObject::addDependent;
+  using CmObject::removeDependent;
+  void addDependent(CmObject* subject, CmObject* dependent); ///< duplicates are kept
+  /// Either may be null, which means all of them. Who is removed is not called any more, not even
+  /// by a fan-out that is under way.
+  void removeDependent(CmObject* subject, CmObject* dependent);
+  bool hasDependents(const CmObject* subject);
+
+  // Notices
+  using CmObject::changed;
+  using CmObject::deferChanged;
+  bool changed(CmObject* subject, int32_t code); ///< whether anybody was told
+  void deferChanged(CmObject* subject, int32_t code);
+  void removeFromDeferred(const CmObject* subject);
+  void flush(CmObject* subject = nullptr); ///< main thread; null: all that is queued
+
+private:
+  struct Pair {
+    CmObject* subject;
+    CmObject* dependent;
+  };
+  struct Notice {
+    CmObject* subject;
+    int32_t code;
+    bool operator==(const Notice&) const = default;
+  };
+  struct NoticeHash {
+    size_t operator()(const Notice& notice) const;
+  };
+  /// A fan-out under way: its dependents, of which those that leave are overwritten by null.
+  struct Frame {
+    const CmObject* subject;
+    CmObject** dependents;
+    size_t count;
+    Frame* outer;
+  };
+  using Table = std::vector<Pair>; ///< sorted by subject; one subject's pairs in order of addition
+
+  Table& tableOf(const CmObject* subject);
+  const Table& tableOf(const CmObject* subject) const;
+  bool knows(const CmObject* subject) const;
+  size_t gather(CmObject* subject, CmObject** dependents);
+  void blankFrames(const CmObject* subject, const CmObject* dependent);
+  void popFrame(Frame& frame);
+  void dropDeferred(const CmObject* subject);
+  bool isBeingTold(const CmObject* subject);
+  bool takeNotice(const CmObject* subject, Notice& notice);
+  bool enqueue(const Notice& notice);
+
+  static inline FDependencies* instance_ = nullptr;
+
+  FLock lock_{"FDependencies"};
+  std::array<Table, 256> tables_;
+  std::deque<Notice> deferred_;
+  std::unordered_set<Notice, NoticeHash> queued_; ///< what deferred_ holds, to find equal notices
+  Frame* frames_ = nullptr;
+};
+
+} // namespace orbi
