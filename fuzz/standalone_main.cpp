@@ -213,7 +213,6 @@ void reportFailures()
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-exception-escape): a corpus that can't be read ends the run
 int main(int argumentCount, char** arguments)
 {
   const Options options = readOptions(argumentCount, arguments);

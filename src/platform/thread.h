@@ -46,7 +46,8 @@ public:
                             ThreadPriority priority = ThreadPriority::normal);
 
   explicit operator bool() const { return state_ != nullptr; }
-  ThreadId id() const; ///< 0 for an empty handle; waits for a thread that is just starting
+  /// 0 for an empty handle and after the end of the body; waits for a thread that is just starting.
+  ThreadId id() const;
   bool isCurrent() const;
 
   /// True once the thread has wholly ended, also when asked again. One thread may join at a time,

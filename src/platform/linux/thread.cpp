@@ -146,7 +146,7 @@ ThreadId ThreadHandle::id() const
   if (!state_)
     return 0;
   state_->identified.wait();
-  return state_->id;
+  return state_->finished.wait(0) ? 0 : state_->id; // the system gives numbers away again
 }
 
 bool ThreadHandle::isCurrent() const
