@@ -12,6 +12,7 @@ function(orbi_layer name)
     file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp ${folder}/linux/*.cpp)
   else()
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${folder}/*.cpp)
+    list(FILTER sources EXCLUDE REGEX "/main\\.cpp$") # a program's own
   endif()
   set(faces ${PROJECT_BINARY_DIR}/include/${name})
   file(MAKE_DIRECTORY ${faces})

@@ -179,8 +179,10 @@ bool LoomDevice::createBuffers()
   enterChannels(inputs_, inputCount_, 1, infos);
   enterChannels(outputs_, outputCount_, 0, infos);
   auto count = static_cast<int32_t>(infos.size());
-  if (loom::createBuffers(infos.data(), count, blockFrames_, &callbacks_) != 0)
+  if (loom::createBuffers(infos.data(), count, blockFrames_, &callbacks_) != 0) {
+    keepErrorMessage();
     return false;
+  }
   buffersCreated_ = true;
   const LoomBufferInfo* next = infos.data();
   takeBuffers(inputs_, inputCount_, 1, next);
@@ -239,13 +241,23 @@ bool LoomDevice::start()
   RealtimeWorker::start();
   if (!running_)
     running_ = loom::start() == 0;
+  stopFailed_ = false;
+  if (!running_)
+    keepErrorMessage();
   return running_;
+}
+
+void LoomDevice::keepErrorMessage()
+{
+  loom::getErrorMessage(info_.errorMessage);
 }
 
 void LoomDevice::stop()
 {
-  if (running_)
-    loom::stop();
+  if (running_ && loom::stop() != 0) {
+    stopFailed_ = true;
+    keepErrorMessage();
+  }
   running_ = false;
   RealtimeWorker::stop();
   if (buffersCreated_)

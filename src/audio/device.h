@@ -42,10 +42,8 @@ public:
   /// taken, since this one couldn't be made.
   bool selectDriver(int32_t index);
   bool showControlPanel();
-  const char* errorMessage() const
-  {
-    return info_.errorMessage;
-  } ///< of the last driver that failed
+  const char* errorMessage() const { return info_.errorMessage; } ///< of the last failure
+  bool hasStopFailed() const { return stopFailed_; } ///< what was played last is incomplete
 
   // Channels, in stereo pairs
   int32_t inputCount() const { return inputCount_; }
@@ -98,6 +96,7 @@ private:
   void takeBuffers(LoomChannelTable& table, int32_t count, int32_t isInput,
                    const LoomBufferInfo*& next);
   void freeBuffers();
+  void keepErrorMessage();
 
   // The driver's thread and the worker
   static void bufferSwitch(int32_t half, int32_t direct);
@@ -128,6 +127,7 @@ private:
   bool running_ = false;
   bool buffersCreated_ = false;
   bool usesOutputReady_ = false;
+  bool stopFailed_ = false;
 
   // What crosses threads without a lock: single words of which either value will do, hence relaxed.
   std::atomic<double> sampleRate_{44100.0};

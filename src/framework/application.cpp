@@ -16,8 +16,15 @@ void GApplication::startup()
   }
   afterStartup();
   buildMenuBar();
+}
+
+bool GApplication::enterRunState()
+{
+  if (!UApplication::enterRunState())
+    return false;
   if (!fileToOpen_.empty())
     openFile(fileToOpen_);
+  return true;
 }
 
 } // namespace orbi

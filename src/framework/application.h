@@ -13,13 +13,14 @@ public:
 
   explicit GApplication(const char* title) : CmClass(title) {}
 
-  /// A file named on the command line; opened last in startup.
+  /// A file named on the command line; opened last, when the start is done.
   void setFileToOpen(std::filesystem::path file) { fileToOpen_ = std::move(file); }
 
 protected:
-  /// Initializers, afterStartup, menu bar, the file of the command line. A false initializer, or a
-  /// wish to stop before them, ends the start.
+  /// Initializers, afterStartup, menu bar. A false initializer, or a wish to stop before them, ends
+  /// the start.
   void startup() override;
+  bool enterRunState() override;
   virtual void afterStartup() { createMainWindow(); }
   virtual void buildMenuBar() {}
   virtual void createMainWindow() {}

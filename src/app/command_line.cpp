@@ -1,0 +1,242 @@
+#include "app/command_line.h"
+
+#include "loom/loom.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+
+namespace orbi {
+
+namespace {
+
+constexpr const char* formatNames[] = {
+#define ORBI_FORMAT_NAME(name, type, bytes, big) #name,
+    LOOM_SAMPLE_FORMATS(ORBI_FORMAT_NAME)
+#undef ORBI_FORMAT_NAME
+};
+
+constexpr int statusUnavailable = 1;
+constexpr int statusWrong = 2;
+
+/// Reads a value into the options; false when it isn't one.
+using TakeValue = bool (*)(Options& options, const std::string& value);
+
+struct Option {
+  const char* name;
+  const char* value; ///< placeholder of its value, null for none
+  TakeValue take;    ///< null: known, but not there yet
+  const char* help;
+};
+
+std::optional<double> parseNumber(const std::string& text)
+{
+  double number = 0.0;
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(number))
+    return std::nullopt;
+  return number;
+}
+
+bool takeNumber(const std::string& text, double lowest, double highest, double& out)
+{
+  std::optional<double> number = parseNumber(text);
+  if (!number || *number < lowest || *number > highest)
+    return false;
+  out = *number;
+  return true;
+}
+
+bool takeInteger(const std::string& text, int32_t lowest, int32_t highest, int32_t& out)
+{
+  double number = 0.0;
+  if (!takeNumber(text, lowest, highest, number) || number != std::floor(number))
+    return false;
+  out = static_cast<int32_t>(number);
+  return true;
+}
+
+template <Options::Action action>
+bool takeAction(Options& options, const std::string&)
+{
+  options.action = action;
+  return true;
+}
+
+template <bool Options::*flag>
+bool takeFlag(Options& options, const std::string&)
+{
+  return options.*flag = true;
+}
+
+template <std::optional<std::filesystem::path> Options::*path>
+bool takePath(Options& options, const std::string& value)
+{
+  options.*path = value;
+  return !value.empty();
+}
+
+constexpr Option optionTable[] = {
+    {"--help", nullptr, takeAction<Options::Action::help>, "print this and end"},
+    {"--version", nullptr, takeAction<Options::Action::version>, "print the version and end"},
+    {"--list-drivers", nullptr, takeAction<Options::Action::listDrivers>,
+     "one driver name a line, and end"},
+    {"--list-midi", nullptr, nullptr, "one MIDI port name a line, and end"},
+    {"--headless", nullptr, takeFlag<&Options::headless>,
+     "no window; messages go to standard error"},
+    {"--driver", "NAME",
+     [](Options& options, const std::string& value) {
+       options.driver = value;
+       return !value.empty();
+     },
+     "use this LOOM driver for this run"},
+    {"--midi-port", "NAME", nullptr, "connect this input port for this run"},
+    {"--play", "FILE.mid", takePath<&Options::song>, "play a song, then quit"},
+    {"--render", "OUT.wav", takePath<&Options::render>,
+     "with --play: into a sound file, as fast as possible"},
+    {"--rate", "HZ",
+     [](Options& options, const std::string& value) {
+       return takeNumber(value, 1000.0, 768000.0, options.rate);
+     },
+     "sample rate of the LOOM File Driver, 48000"},
+    {"--block", "FRAMES",
+     [](Options& options, const std::string& value) {
+       return takeInteger(value, 1, 65536, options.block);
+     },
+     "its block size, 256"},
+    {"--outputs", "N",
+     [](Options& options, const std::string& value) {
+       return takeInteger(value, 1, loomMaxChannels, options.outputs);
+     },
+     "its outputs, 2"},
+    {"--format", "TYPE",
+     [](Options& options, const std::string& value) {
+       options.format = value;
+       return std::any_of(std::begin(formatNames), std::end(formatNames),
+                          [&](const char* name) { return value == name; });
+     },
+     "its sample format, float32"},
+    {"--seconds", "S",
+     [](Options& options, const std::string& value) {
+       return takeNumber(value, 1e-6, 1e9, options.seconds);
+     },
+     "quit after that much audio"},
+    {"--load", "FILE", nullptr, "load a program or bank before anything plays"},
+    {"--save-program", "FILE", nullptr, "save the program at the end"},
+    {"--save-bank", "FILE", nullptr, "save the bank at the end"},
+    {"--stats", nullptr, takeFlag<&Options::stats>, "at the end print a line of JSON"},
+};
+
+const Option* findOption(const std::string& name)
+{
+  for (const Option& option : optionTable)
+    if (name == option.name)
+      return &option;
+  return nullptr;
+}
+
+std::string lowerExtension(const std::filesystem::path& path)
+{
+  std::string extension = path.extension().string();
+  for (char& c : extension)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return extension;
+}
+
+bool takeFile(Options& options, const std::string& argument, CommandLineError& error)
+{
+  std::string extension = lowerExtension(argument);
+  if (options.file)
+    error = {"more than one file: " + argument, statusWrong};
+  else if (extension == ".fxp" || extension == ".fxb")
+    error = {"programs and banks can't be opened yet: " + argument, statusUnavailable};
+  else if (extension != ".mid")
+    error = {"unknown kind of file: " + argument, statusWrong};
+  else
+    options.file = argument;
+  return options.file && error.text.empty();
+}
+
+/// Options that make sense only together.
+bool agree(const Options& options, CommandLineError& error)
+{
+  if (options.render && !options.song)
+    error = {"--render needs a song: --play FILE.mid", statusWrong};
+  else if (options.render && options.driver && *options.driver != "LOOM File Driver")
+    error = {"--render goes through the LOOM File Driver, not --driver " + *options.driver,
+             statusWrong};
+  else if (options.song && options.file)
+    error = {"--play and a file to open: " + options.file->string(), statusWrong};
+  return error.text.empty();
+}
+
+} // namespace
+
+std::optional<Options> parseCommandLine(const std::vector<std::string>& arguments,
+                                        CommandLineError& error)
+{
+  Options options;
+  error = {};
+  bool onlyFiles = false;
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    std::string name = arguments[i];
+    if (!onlyFiles && name == "--") {
+      onlyFiles = true;
+      continue;
+    }
+    if (onlyFiles || name.empty() || name[0] != '-') {
+      if (!takeFile(options, name, error))
+        return std::nullopt;
+      continue;
+    }
+    // Both --name value and --name=value
+    std::optional<std::string> value;
+    if (size_t equals = name.find('='); equals != std::string::npos) {
+      value = name.substr(equals + 1);
+      name.resize(equals);
+    }
+    const Option* option = findOption(name);
+    if (!option) {
+      error = {"unknown option: " + arguments[i], statusWrong};
+      return std::nullopt;
+    }
+    if (!option->take) {
+      error = {name + " isn't there yet", statusUnavailable};
+      return std::nullopt;
+    }
+    if (!option->value && value) {
+      error = {name + " takes no value", statusWrong};
+      return std::nullopt;
+    }
+    if (option->value && !value) {
+      if (++i >= arguments.size()) {
+        error = {name + " needs a value: " + option->value, statusWrong};
+        return std::nullopt;
+      }
+      value = arguments[i];
+    }
+    if (!option->take(options, value.value_or(""))) {
+      error = {"wrong value for " + name + ": " + value.value_or(""), statusWrong};
+      return std::nullopt;
+    }
+  }
+  if (!agree(options, error))
+    return std::nullopt;
+  return options;
+}
+
+std::string usageText(const std::string& programName)
+{
+  std::string text = "usage: " + programName + " [options] [FILE]\n";
+  for (const Option& option : optionTable) {
+    std::string head = std::string("  ") + option.name;
+    if (option.value)
+      head += std::string(" ") + option.value;
+    head.resize(std::max<size_t>(head.size() + 2, 26), ' ');
+    text += head + option.help + (option.take ? "" : " (not there yet)") + "\n";
+  }
+  return text + "FILE is opened last: a .mid file is played once.\n";
+}
+
+} // namespace orbi

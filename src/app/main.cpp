@@ -1,0 +1,121 @@
+#include "app/player_application.h"
+
+#include "audio/driver_list.h"
+#include "foundation/class_registry.h"
+#include "platform/message_box.h"
+#include "platform/paths.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#ifndef ORBI_VERSION
+#define ORBI_VERSION "0"
+#endif
+
+namespace {
+
+using namespace orbi;
+
+constexpr int statusFailed = 1;
+constexpr int statusWrong = 2;
+
+int complain(const std::string& program, const std::string& text, int status)
+{
+  std::fprintf(stderr, "%s: %s\n", program.c_str(), text.c_str());
+  return status;
+}
+
+std::vector<std::string> driverNames(const LoomDriverList& list)
+{
+  std::vector<std::string> names;
+  char name[LoomDriverList::nameLimit];
+  for (int32_t i = 0; list.name(i, name, LoomDriverList::nameLimit) == 0; ++i)
+    names.emplace_back(name);
+  return names;
+}
+
+/// A driver that was named has to be there; the line says which ones are.
+int checkDriver(const std::string& program, const std::string& wanted,
+                const std::vector<std::string>& names)
+{
+  std::string known;
+  for (const std::string& name : names) {
+    if (name == wanted)
+      return 0;
+    known += (known.empty() ? "" : ", ") + name;
+  }
+  return complain(program,
+                  "wrong value for --driver: " + wanted +
+                      " (there are: " + (known.empty() ? "none" : known) + ")",
+                  statusWrong);
+}
+
+int runApplication(Options options, const std::filesystem::path& executable,
+                   std::vector<platform::DriverRegistration> drivers)
+{
+  std::string program = executable.stem().string();
+  std::string title = OrbiPlayerApplication::titleFor(executable);
+  platform::StandardErrorMessages messages;
+
+  std::optional<Song> song;
+  if (options.song) {
+    std::string error;
+    song = readSong(*options.song, error);
+    if (!song)
+      return complain(program, error, statusFailed);
+  }
+  bool answersScript = options.song.has_value();
+  std::optional<std::filesystem::path> file = options.file;
+  auto application = make<OrbiPlayerApplication>(
+      title.c_str(), std::move(options),
+      OrbiPlayerApplication::Surroundings{executable, std::move(drivers), messages});
+  if (song)
+    application->setSong(std::move(*song));
+  if (file)
+    application->setFileToOpen(*file);
+  application->run();
+  application->finishRun();
+  // A window's run always ends well; one that was asked to play or render says how it went.
+  int status = answersScript ? application->exitStatus() : 0;
+  application = nullptr;
+  CmClassRegistry::destroyInstance();
+  return status;
+}
+
+} // namespace
+
+int main(int count, char** values)
+{
+  const std::filesystem::path& executable = platform::executablePath();
+  std::string program = executable.stem().string();
+  std::vector<std::string> arguments(values + (count > 0 ? 1 : 0), values + count);
+
+  CommandLineError error;
+  std::optional<Options> options = parseCommandLine(arguments, error);
+  if (!options)
+    return complain(program, error.text, error.status);
+  switch (options->action) {
+  case Options::Action::help:
+    std::fputs(usageText(program).c_str(), stdout);
+    return 0;
+  case Options::Action::version:
+    std::printf("%s (ORBiPlayer %s)\n", OrbiPlayerApplication::titleFor(executable).c_str(),
+                ORBI_VERSION);
+    return 0;
+  default:
+    break;
+  }
+
+  auto drivers = platform::registeredDrivers(executable.parent_path());
+  std::vector<std::string> names = driverNames(LoomDriverList(drivers));
+  if (options->action == Options::Action::listDrivers) {
+    for (const std::string& name : names)
+      std::printf("%s\n", name.c_str());
+    return 0;
+  }
+  if (options->driver)
+    if (int status = checkDriver(program, *options->driver, names))
+      return status;
+  return runApplication(std::move(*options), executable, std::move(drivers));
+}

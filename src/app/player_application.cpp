@@ -1,0 +1,308 @@
+#include "app/player_application.h"
+
+#include "foundation/class_registry.h"
+#include "host/song.h"
+
+#include <algorithm>
+
+namespace orbi {
+
+CM_REGISTER_ABSTRACT(OrbiPlayerApplication); // needs its title and surroundings
+
+namespace {
+
+constexpr size_t longestProgramName = 260;
+
+} // namespace
+
+std::string OrbiPlayerApplication::titleFor(const std::filesystem::path& executable)
+{
+  std::string name = "ORBiPlayer";
+  if (std::string file = executable.stem().string(); !file.empty())
+    name = file.substr(0, longestProgramName);
+  return name + " Standalone";
+}
+
+// ---- construction ----
+
+OrbiPlayerApplication::OrbiPlayerApplication(const char* title, Options options,
+                                             Surroundings surroundings)
+    : CmClass(title), options_(std::move(options)), surroundings_(std::move(surroundings))
+{
+  createSkinManager();
+  createStudio();
+  createUrlOpener();
+}
+
+// The skin manager and its first provider come with the skin language.
+void OrbiPlayerApplication::createSkinManager() {}
+
+// The studio comes with the device tree.
+void OrbiPlayerApplication::createStudio() {}
+
+// The opener of web pages comes with the menu that needs it.
+void OrbiPlayerApplication::createUrlOpener() {}
+
+// ---- start ----
+
+void OrbiPlayerApplication::startup()
+{
+  GApplication::startup();
+  if (isQuitting())
+    return;
+  loadDefaults();
+  createPluginHost();
+
+  int32_t formerWait = waitState();
+  if (canWait())
+    setWaitState(1);
+  bool loaded = loadPlugin();
+  if (canWait() && formerWait != 1)
+    setWaitState(formerWait);
+  if (!loaded) {
+    exitStatus_ = 1;
+    show("Plugin \"" + pluginHost_->expectedModuleName() + "\" not found!");
+    afterStartup();
+    setQuit();
+    return;
+  }
+  afterStartup();
+  if (!openEditor()) {
+    fail("Failed to open Plugin Editor!");
+    return;
+  }
+
+  if (canWait())
+    setWaitState(1);
+  extendMenus();
+  startMidiInput();
+  if (startAudio()) {
+    showFirstStart();
+    restoreTime();
+  } else {
+    fail("Audio Engine could not be started !");
+  }
+  if (canWait())
+    setWaitState(formerWait);
+}
+
+// Comes twice: from the framework's own start, before there is a host, and when the plug-in is
+// there.
+void OrbiPlayerApplication::afterStartup()
+{
+  if (pluginHost_)
+    GApplication::afterStartup();
+}
+
+// The settings file is read by the defaults store; without one everything starts as it ships.
+void OrbiPlayerApplication::loadDefaults() {}
+
+void OrbiPlayerApplication::createPluginHost()
+{
+  pluginHost_ = std::make_unique<OrbPluginHost>(surroundings_.executable);
+}
+
+bool OrbiPlayerApplication::loadPlugin()
+{
+  plugin_ = pluginHost_->loadPlugin(0);
+  OrbPlugin::setCurrent(plugin_);
+  return plugin_ != nullptr;
+}
+
+// Without a window system there is no editor to open, and nothing fails.
+bool OrbiPlayerApplication::openEditor()
+{
+  return true;
+}
+
+// The entries that the plug-in asks for go into the menu bar, which stands with the window system.
+void OrbiPlayerApplication::extendMenus() {}
+
+void OrbiPlayerApplication::startMidiInput()
+{
+  midiInput_ = make<OrbiPlayerMidiInput>();
+}
+
+bool OrbiPlayerApplication::startAudio()
+{
+  prepareFileDriver();
+  bridge_ = make<OrbiPlayerAudioBridge>(*plugin_, midiInput_.get(), settings_);
+  songPlayer_ = std::make_unique<SongPlayer>(*bridge_, *midiInput_);
+  device_ = std::make_unique<LoomDevice>(songPlayer_.get(),
+                                         std::make_unique<LoomDriverList>(surroundings_.drivers));
+  if (!selectDriver()) {
+    stopAudio();
+    return false;
+  }
+  if (options_.stats) {
+    statistics_ = std::make_unique<BlockStatistics>(*device_);
+    device_->setMeter(statistics_.get());
+  }
+  if (song_) {
+    songPlayer_->play(std::move(*song_));
+    songPlayer_->endWithSong();
+  }
+  songPlayer_->endAfter(options_.seconds);
+  if (options_.render)
+    songPlayer_->stopDriverAtEnd();
+  bridge_->loadRouting();
+  // The time base is set before the first block, so that a render doesn't depend on when it comes.
+  restoreTime();
+  if (!device_->start() && options_.render) {
+    show(device_->errorMessage());
+    exitStatus_ = 1;
+    setQuit();
+  }
+  return true;
+}
+
+/// The driver of this run or the stored one, else the first of the list, else the default one.
+bool OrbiPlayerApplication::selectDriver()
+{
+  std::string stored;
+  if (settings_)
+    settings_->getString("OrbiPlayerAudio", "LOOM Driver", stored);
+  std::string wanted = stored.empty() ? defaultDriverName : stored;
+  if (options_.driver || options_.render) {
+    wanted = options_.render ? "LOOM File Driver" : *options_.driver;
+    bridge_->setStoredDriver(stored);
+  }
+  if (device_->selectDriver(std::max(device_->findDriver(wanted.c_str()), 0))) {
+    char selected[LoomDriverList::nameLimit];
+    // A sound file was asked for: no other driver will do.
+    return !options_.render || (device_->driverName(selected) && wanted == selected);
+  }
+  if (options_.render) {
+    show(device_->errorMessage());
+    return false;
+  }
+  return device_->selectDriver(std::max(device_->findDriver(defaultDriverName), 0));
+}
+
+// The dialog of the first start needs windows; without one the mark isn't written either.
+void OrbiPlayerApplication::showFirstStart() {}
+
+void OrbiPlayerApplication::restoreTime()
+{
+  if (!pluginHost_ || !bridge_ || !device_)
+    return;
+  auto restore = [this](const char* key, int32_t& value) {
+    int64_t stored = value;
+    if (settings_ && settings_->getInt("Orbiplayer", key, stored) && stored >= INT32_MIN &&
+        stored <= INT32_MAX)
+      value = static_cast<int32_t>(stored);
+  };
+  restore("Tempo", tempo_);
+  restore("SigNumerator", signatureNumerator_);
+  restore("SigDenominator", signatureDenominator_);
+  pluginHost_->setTimeBase(device_->sampleRate(), tempo_, signatureNumerator_,
+                           signatureDenominator_);
+}
+
+bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
+{
+  if (!songPlayer_)
+    return false;
+  std::string error;
+  std::optional<Song> song = readSong(file, error);
+  if (song)
+    songPlayer_->play(std::move(*song));
+  else
+    show(error);
+  return song.has_value();
+}
+
+// ---- running ----
+
+bool OrbiPlayerApplication::canQuit()
+{
+  // The question is asked by the editor's window; a run without one may always end.
+  return quitConfirmed_ || !plugin_ || !plugin_->editorWindow;
+}
+
+void OrbiPlayerApplication::idle()
+{
+  GApplication::idle();
+  if (plugin_ && plugin_->hasFaulted() && !pluginFaultShown_) {
+    pluginFaultShown_ = true;
+    show("Plugin \"" + plugin_->name() + "\" failed while it played and was switched off.");
+    if (options_.render) {
+      exitStatus_ = 1;
+      setQuit();
+    }
+  }
+  if (options_.render)
+    showProgress();
+  if (songPlayer_ && songPlayer_->isOver())
+    setQuit();
+}
+
+void OrbiPlayerApplication::beforeQuit()
+{
+  GApplication::beforeQuit();
+  saveDefaults();
+}
+
+// ---- stop ----
+
+OrbiPlayerApplication::~OrbiPlayerApplication()
+{
+  stopAudio();
+  stopMidi();
+  stopStudio();
+  unloadPlugin();
+  deletePluginHost();
+  saveDefaults();
+}
+
+void OrbiPlayerApplication::stopAudio()
+{
+  if (device_) {
+    device_->stop();
+    device_->setListener(nullptr);
+  }
+  bridge_ = nullptr;
+  device_ = nullptr;
+  songPlayer_ = nullptr;
+}
+
+void OrbiPlayerApplication::stopMidi()
+{
+  midiInput_ = nullptr;
+}
+
+// The studio is stopped here once it stands.
+void OrbiPlayerApplication::stopStudio() {}
+
+void OrbiPlayerApplication::unloadPlugin()
+{
+  if (plugin_ && pluginHost_)
+    pluginHost_->unloadPlugin(plugin_);
+  plugin_ = nullptr;
+}
+
+void OrbiPlayerApplication::deletePluginHost()
+{
+  if (pluginHost_)
+    pluginHost_->unloadAll();
+  pluginHost_ = nullptr;
+}
+
+// The settings are written by the defaults store.
+void OrbiPlayerApplication::saveDefaults() {}
+
+// ---- words ----
+
+void OrbiPlayerApplication::show(const std::string& text)
+{
+  surroundings_.messages.show(title().view(), text);
+}
+
+void OrbiPlayerApplication::fail(const std::string& text)
+{
+  show(text);
+  exitStatus_ = 1;
+  setQuit();
+}
+
+} // namespace orbi

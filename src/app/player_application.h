@@ -1,0 +1,106 @@
+#pragma once
+
+#include "app/command_line.h"
+#include "framework/application.h"
+#include "host/block_statistics.h"
+#include "host/bridge.h"
+#include "host/plugin_host.h"
+#include "host/settings.h"
+#include "host/song_player.h"
+#include "platform/message_box.h"
+
+#include <memory>
+
+namespace orbi {
+
+/// The one application object. Loads the plug-in that belongs to the executable, starts MIDI input
+/// and audio, restores the time, and from then on only reacts. Owns the life and the order of all
+/// process-wide singletons.
+class OrbiPlayerApplication final : public CmClass<OrbiPlayerApplication, GApplication> {
+public:
+  static constexpr const char* className = "OrbiPlayerApplication";
+
+  /// Where the process's modules and drivers are looked for, and where words go.
+  struct Surroundings {
+    std::filesystem::path executable;
+    std::vector<platform::DriverRegistration> drivers;
+    platform::MessageBox& messages;
+  };
+
+  OrbiPlayerApplication(const char* title, Options options, Surroundings surroundings);
+  ~OrbiPlayerApplication() override; ///< stops everything in its order
+
+  /// "<file name of the executable without extension> Standalone"
+  static std::string titleFor(const std::filesystem::path& executable);
+
+  /// A song that is played from the first block on, and ends the run.
+  void setSong(Song song) { song_ = std::move(song); }
+  void setSettings(HostSettings* settings) { settings_ = settings; } ///< borrowed; null: none
+
+  /// Stops the audio, as the destructor does, and tells what a script wants to know of the run.
+  void finishRun();
+  int exitStatus() const { return exitStatus_; }
+
+protected:
+  void startup() override;
+  void afterStartup() override;
+  void beforeQuit() override;
+  bool canQuit() override;
+  bool openFile(const std::filesystem::path& file) override;
+  void idle() override;
+
+private:
+  // Construction, in this order
+  void createSkinManager();
+  void createStudio();
+  void createUrlOpener();
+
+  // Start, in this order
+  void loadDefaults();
+  void createPluginHost();
+  bool loadPlugin();
+  bool openEditor();
+  void extendMenus();
+  void startMidiInput();
+  bool startAudio();
+  bool selectDriver();
+  void prepareFileDriver() const;
+  void showFirstStart();
+  void restoreTime();
+
+  // Stop, in this order
+  void stopAudio();
+  void stopMidi();
+  void stopStudio();
+  void unloadPlugin();
+  void deletePluginHost();
+  void saveDefaults();
+
+  void show(const std::string& text);
+  void fail(const std::string& text); ///< shown, and the program ends
+  void showProgress();
+  void reportRender();
+
+  Options options_;
+  Surroundings surroundings_;
+  HostSettings* settings_ = nullptr;
+  std::optional<Song> song_;
+  bool quitConfirmed_ = false; ///< the quit question is asked once
+  bool pluginFaultShown_ = false;
+  int exitStatus_ = 0;
+
+  // The three process values that the setup edits; the time block holds what the plug-in sees
+  int32_t tempo_ = 120;
+  int32_t signatureNumerator_ = 4;
+  int32_t signatureDenominator_ = 4;
+
+  std::unique_ptr<OrbPluginHost> pluginHost_;
+  OrbPlugin* plugin_ = nullptr; ///< owned by the host
+  Ref<OrbiPlayerMidiInput> midiInput_;
+  Ref<OrbiPlayerAudioBridge> bridge_;
+  std::unique_ptr<SongPlayer> songPlayer_;
+  std::unique_ptr<LoomDevice> device_;
+  std::unique_ptr<BlockStatistics> statistics_;
+};
+
+} // namespace orbi

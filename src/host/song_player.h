@@ -1,0 +1,82 @@
+#pragma once
+
+#include "audio/device_listener.h"
+#include "host/midi_input.h"
+#include "host/song.h"
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+namespace orbi {
+
+class LoomDevice;
+
+/// Stands between the device and its listener: pushes a song's events into the MIDI input in the
+/// block in which they fall due, and tells when a run that has an end is over.
+class SongPlayer final : public LoomDeviceListener {
+public:
+  static constexpr double silence = 1e-5; ///< a tail below this level counts as died away, -100 dB
+  static constexpr double silentSeconds = 0.5; ///< for which it has to stay there
+  static constexpr double longestTailSeconds = 10.0;
+
+  SongPlayer(LoomDeviceListener& next, OrbiPlayerMidiInput& input) : next_(next), input_(input) {}
+  ~SongPlayer();
+
+  // Main thread, before the device starts, but for play
+  void play(Song song); ///< from the next block on; also while the device runs
+  void endWithSong() { endsWithSong_ = true; } ///< the run is over when its tail has died away
+  void endAfter(double seconds) { limitSeconds_ = seconds; }
+  /// Tells the driver by itself that a block is the last one, so that a file ends with it.
+  void stopDriverAtEnd() { stopsDriver_ = true; }
+
+  // Any thread
+  bool isOver() const { return over_.load(std::memory_order_relaxed); }
+  double seconds() const { return seconds_.load(std::memory_order_relaxed); } ///< of audio so far
+  double songSeconds() const; ///< length of the song, 0 without one
+  float peak() const { return peak_.load(std::memory_order_relaxed); } ///< highest level so far
+
+  // The device's listener
+  void formatChanged(int32_t frames, double sampleRate) override;
+  void driverReset(bool failed) override { next_.driverReset(failed); }
+  void started() override { next_.started(); }
+  void stopped() override { next_.stopped(); }
+  void process() ORBI_REALTIME override;
+
+private:
+  /// A song ready to be played. System exclusive messages stand as events, so that sending one
+  /// costs no allocation.
+  struct Track {
+    Song song;
+    std::vector<Ref<PSysexEvent>> sysex;
+  };
+
+  void sendDueEvents(const Track& track, double until, double now) ORBI_REALTIME;
+  float measureBlock(LoomDevice& device) const ORBI_REALTIME;
+  bool reachedEnd(const Track* track, float level) ORBI_REALTIME;
+
+  LoomDeviceListener& next_;
+  OrbiPlayerMidiInput& input_;
+  std::vector<std::unique_ptr<Track>> tracks_; ///< all that were ever played
+  std::atomic<const Track*> track_{nullptr};
+  bool endsWithSong_ = false;
+  bool stopsDriver_ = false;
+  double limitSeconds_ = 0.0;
+  int32_t frames_ = 0;
+  double sampleRate_ = 44100.0;
+
+  std::atomic<bool> over_{false};
+  std::atomic<double> seconds_{0.0};
+  std::atomic<float> peak_{0.0f};
+
+  struct {
+    const Track* track = nullptr;
+    size_t next = 0; ///< event
+    size_t nextSysex = 0;
+    int64_t songFrames = 0; ///< since the song's start
+    int64_t allFrames = 0;
+    int64_t silentFrames = 0; ///< since the tail was last heard
+  } audio_;                   // the thread that fills the blocks only, while the device runs
+};
+
+} // namespace orbi
