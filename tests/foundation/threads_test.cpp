@@ -114,12 +114,13 @@ TEST(ThreadBase, thread_that_was_let_go_of_ends_by_itself)
 
 TEST(ThreadSnapshot, finds_exactly_the_threads_started_since)
 {
+  runTogether(1, [] {}); // a sanitizer starts a thread of its own with the first one
   FSignal go;
   FThreadSnapshot snapshot;
   TestThread thread([&](TestThread&) { go.wait(); });
   EXPECT_EQ(snapshot.compare(), 0);
   ASSERT_TRUE(thread.start("driver"));
-  ASSERT_EQ(snapshot.compare(), 1);
+  EXPECT_EQ(snapshot.compare(), 1);
   EXPECT_EQ(snapshot.getThread(0), thread.threadId());
   EXPECT_EQ(snapshot.getThread(1), 0u);
   EXPECT_EQ(snapshot.getThread(-1), 0u);
