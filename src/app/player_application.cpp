@@ -167,16 +167,19 @@ bool OrbiPlayerApplication::selectDriver()
     wanted = options_.render ? "LOOM File Driver" : *options_.driver;
     bridge_->setStoredDriver(stored);
   }
-  if (device_->selectDriver(std::max(device_->findDriver(wanted.c_str()), 0))) {
-    char selected[LoomDriverList::nameLimit];
-    // A sound file was asked for: no other driver will do.
-    return !options_.render || (device_->driverName(selected) && wanted == selected);
-  }
-  if (options_.render) {
-    show(device_->errorMessage());
-    return false;
-  }
-  return device_->selectDriver(std::max(device_->findDriver(defaultDriverName), 0));
+  // A driver that was made but doesn't open stays selected; it is no success.
+  auto select = [this](const char* name) {
+    return device_->selectDriver(std::max(device_->findDriver(name), 0)) && device_->isOpened();
+  };
+  bool selected = select(wanted.c_str());
+  if (!options_.render)
+    return selected || select(defaultDriverName);
+  // A sound file was asked for: no other driver will do.
+  char name[LoomDriverList::nameLimit];
+  if (selected && device_->driverName(name) && wanted == name)
+    return true;
+  show(device_->errorMessage());
+  return false;
 }
 
 // The dialog of the first start needs windows; without one the mark isn't written either.

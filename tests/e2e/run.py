@@ -1,0 +1,300 @@
+#!/usr/bin/env python3
+"""The programs as a user starts them. run.py BUILD_FOLDER [NAME ...]
+
+Each case prints "ok NAME" or "FAILED NAME"; the status is 1 when any failed.
+"""
+import array
+import json
+import os
+import pathlib
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(sys.argv[1]).resolve()
+BIN = BUILD / "bin"
+PLAYER = BIN / "SoundFont"
+DEMO = ROOT / "share" / "demo.mid"
+SILENT = ["--headless", "--driver", "LOOM File Driver"]
+
+CASES = []
+
+
+def case(function):
+    CASES.append(function)
+    return function
+
+
+def run(program, *arguments, timeout=120, **options):
+    return subprocess.run([str(program), *map(str, arguments)], capture_output=True, text=True,
+                          timeout=timeout, **options)
+
+
+def check(condition, *words):
+    if not condition:
+        raise AssertionError(" ".join(str(word) for word in words) or "condition is false")
+
+
+def check_one_line(result, status, *parts):
+    """Status, nothing on standard output, and one line on standard error that names the thing."""
+    check(result.returncode == status, "status", result.returncode, "for", result.args, result.stderr)
+    lines = result.stderr.strip().splitlines()
+    check(len(lines) == 1, "not one line:", result.stderr)
+    for part in parts:
+        check(part in lines[0], repr(part), "isn't in", lines[0])
+
+
+def wav(path):
+    """Format tag, channels, rate, bits and the data of a WAV file."""
+    data = pathlib.Path(path).read_bytes()
+    check(data[:4] == b"RIFF" and data[8:12] == b"WAVE", "no WAV:", path)
+    fields, samples, place = None, None, 12
+    while place + 8 <= len(data):
+        name, size = data[place:place + 4], struct.unpack("<I", data[place + 4:place + 8])[0]
+        body = data[place + 8:place + 8 + size]
+        if name == b"fmt ":
+            tag, channels, rate, _, _, bits = struct.unpack("<HHIIHH", body[:16])
+            fields = (struct.unpack("<H", body[24:26])[0] if tag == 0xFFFE else tag, channels, rate, bits)
+        elif name == b"data":
+            samples = body
+        place += 8 + size + (size & 1)
+    return (*fields, samples)
+
+
+def floats(data):
+    values = array.array("f")
+    values.frombytes(data)
+    return values
+
+
+def song(folder, events, division=480, name="song.mid"):
+    """A format 0 file of (ticks, bytes) at 120 beats a minute."""
+    track, now = b"", 0
+    for ticks, message in events:
+        delta, now = ticks - now, ticks
+        digits = [delta & 127]
+        while delta := delta >> 7:
+            digits.insert(0, delta & 127 | 128)
+        track += bytes(digits) + bytes(message)
+    track += b"\0\xff\x2f\0"
+    path = pathlib.Path(folder) / name
+    path.write_bytes(b"MThd" + struct.pack(">IHHH", 6, 0, 1, division) + b"MTrk"
+                     + struct.pack(">I", len(track)) + track)
+    return path
+
+
+@case
+def help_and_version_and_lists(folder):
+    for option, words in (("--help", "--render"), ("--version", "SoundFont Standalone")):
+        result = run(PLAYER, option)
+        check(result.returncode == 0 and words in result.stdout and not result.stderr, result)
+    result = run(PLAYER, "--list-drivers")
+    check(result.stdout.splitlines() == ["LOOM Multimedia Driver", "LOOM JACK Driver",
+                                         "LOOM File Driver"], result.stdout)
+
+
+@case
+def wrong_options_end_with_2_and_one_line(folder):
+    for arguments, word in ((["--bogus"], "--bogus"), (["--rate"], "--rate"),
+                            (["--rate", "fast"], "fast"), (["--block", "0"], "--block"),
+                            (["--block", "2.5"], "2.5"), (["--outputs", "129"], "--outputs"),
+                            (["--format", "int17"], "int17"), (["--seconds", "-1"], "--seconds"),
+                            (["--headless=1"], "--headless"), (["--render", "x.wav"], "--play"),
+                            (["--driver", "Nobody"], "LOOM JACK Driver"), (["song.txt"], "song.txt"),
+                            (["a.mid", "b.mid"], "b.mid")):
+        check_one_line(run(PLAYER, *arguments), 2, word)
+
+
+@case
+def what_is_not_there_yet_says_so(folder):
+    for arguments in (["--list-midi"], ["--midi-port", "x"], ["--load", "a.fxp"],
+                      ["--save-program", "a"], ["--save-bank", "b"], ["x.fxp"], ["x.fxb"]):
+        check_one_line(run(PLAYER, *arguments), 1, "yet")
+
+
+@case
+def a_program_plays_the_module_of_its_own_name(folder):
+    folder = pathlib.Path(folder)
+    shutil.copy(BIN / "orbiplayer", folder / "Sine")
+    os.symlink(BIN / "orbiplayer", folder / "Link")
+    os.link(folder / "Sine", folder / "Hard.Name")
+    shutil.copytree(BIN / "Loom Drivers", folder / "Loom Drivers")
+    for program, expected in (("Sine", "Sine.so"), ("Link", "Link.so"), ("Hard.Name", "Hard.so")):
+        result = run(folder / program, *SILENT, "--seconds", "0.1")
+        check_one_line(result, 0, f'Plugin "{expected}" not found!', f"{expected[:-3]} Standalone")
+    for name in ("Sine.so", "Link.so"):
+        shutil.copy(BUILD / "sdk" / "sine.so", folder / name)
+    for program in ("Sine", "Link"):
+        result = run(f"./{program}", *SILENT, "--seconds", "0.1", "--stats", cwd=folder)
+        check(result.returncode == 0 and not result.stderr, result)
+        check(json.loads(result.stdout)["blocks"] >= 18, result.stdout)
+
+
+@case
+def a_module_that_cannot_be_used_is_not_found(folder):
+    folder = pathlib.Path(folder)
+    shutil.copy(BIN / "orbiplayer", folder / "Bad")
+    shutil.copytree(BIN / "Loom Drivers", folder / "Loom Drivers")
+    for content in (b"", b"no library", (BIN / "Loom Drivers" / "loom_file.so").read_bytes()):
+        (folder / "Bad.so").write_bytes(content)
+        check_one_line(run(folder / "Bad", *SILENT), 0, 'Plugin "Bad.so" not found!')
+        result = run(folder / "Bad", "--play", DEMO, "--render", folder / "out.wav")
+        check_one_line(result, 1, 'Plugin "Bad.so" not found!')
+        check(not (folder / "out.wav").exists())
+
+
+@case
+def the_demo_renders_the_same_file_twice_at_its_level(folder):
+    paths = [pathlib.Path(folder) / name for name in ("a.wav", "b.wav")]
+    for path in paths:
+        result = run(PLAYER, "--headless", "--play", DEMO, "--render", path, "--stats")
+        check(result.returncode == 0, result.stderr)
+        stats = json.loads(result.stdout)
+        check(stats["driver"] == "LOOM File Driver" and stats["lost"] == 0, stats)
+    check(paths[0].read_bytes() == paths[1].read_bytes(), "the two files differ")
+    tag, channels, rate, bits, data = wav(paths[0])
+    check((tag, channels, rate, bits) == (3, 2, 48000, 32), tag, channels, rate, bits)
+    check(len(data) == stats["blocks"] * 256 * 8, len(data), stats)
+    samples = floats(data)
+    peak = max(abs(max(samples)), abs(min(samples)))
+    check(0.5 < peak <= 1.0, "peak", peak)
+    tail = samples[-2 * 4800:]
+    check(max(abs(max(tail)), abs(min(tail))) < 1e-4, "the tail was cut")
+    check(30 < len(samples) / 2 / rate < 70, "length")
+
+
+@case
+def settings_of_the_file_driver_reach_the_file(folder):
+    notes = song(folder, [(0, (0x90, 60, 100)), (480, (0x80, 60, 0))])
+    for kind, expected in (("int16", (1, 16)), ("int24", (1, 24)), ("int32", (1, 32)),
+                           ("float32", (3, 32)), ("int16be", (1, 16)), ("int32_24", (1, 24))):
+        path = pathlib.Path(folder) / f"{kind}.wav"
+        result = run(PLAYER, "--play", notes, "--render", path, "--rate", "44100", "--block", "100",
+                     "--outputs", "4", "--format", kind, "--seconds", "0.5")
+        check(result.returncode == 0, result.stderr)
+        tag, channels, rate, bits, data = wav(path)
+        check((tag, bits) == expected and (channels, rate) == (4, 44100), kind, tag, bits, channels)
+        frames = len(data) // (channels * bits // 8)
+        check(22050 <= frames < 22150, frames)
+        check(any(data), "silent", kind)
+
+
+@case
+def events_sound_in_the_block_in_which_they_fall_due(folder):
+    # 1 s into the song: the block that begins at 47872 or 48000 must be the first that isn't silent.
+    notes = song(folder, [(960, (0x99, 38, 127)), (1440, (0x89, 38, 0))])
+    path = pathlib.Path(folder) / "due.wav"
+    check(run(PLAYER, "--play", notes, "--render", path, "--block", "256").returncode == 0)
+    samples = floats(wav(path)[4])
+    first = next(i for i, sample in enumerate(samples) if abs(sample) > 1e-6) // 2
+    check(47872 <= first < 48000 + 256, first)
+
+
+@case
+def bad_songs_and_targets_leave_nothing_behind(folder):
+    folder = pathlib.Path(folder)
+    good = DEMO.read_bytes()
+    for name, content in (("cut.mid", good[:len(good) // 2]), ("empty.mid", b""),
+                          ("lie.mid", good[:18] + b"\x7f\xff\xff\xff" + good[22:]),
+                          ("text.mid", b"this is no song at all")):
+        (folder / name).write_bytes(content)
+        result = run(PLAYER, "--play", folder / name, "--render", folder / "out.wav")
+        check_one_line(result, 1, name)
+    check_one_line(run(PLAYER, "--play", folder / "none.mid"), 1, "none.mid")
+    for target in (folder / "no" / "where.wav", folder):
+        check_one_line(run(PLAYER, "--play", DEMO, "--render", target), 1, str(target))
+    check(sorted(p.name for p in folder.iterdir()) == ["cut.mid", "empty.mid", "lie.mid", "text.mid"])
+    result = run(PLAYER, "--play", DEMO, "--render", "/dev/full")
+    check(result.returncode == 1 and result.stderr, result)
+
+
+@case
+def signals_stop_in_order_and_a_cut_render_fails(folder):
+    for sent in (signal.SIGTERM, signal.SIGINT):
+        process = subprocess.Popen([PLAYER, *SILENT, "--stats"], stdout=subprocess.PIPE, text=True)
+        time.sleep(0.5)
+        process.send_signal(sent)
+        out, _ = process.communicate(timeout=20)
+        check(process.returncode == 0 and json.loads(out)["blocks"] > 0, process.returncode, out)
+    path = pathlib.Path(folder) / "cut.wav"
+    long = song(folder, [(0, (0x90, 60, 100)), (960 * 3600, (0x80, 60, 0))])
+    process = subprocess.Popen([PLAYER, "--play", long, "--render", path], stderr=subprocess.PIPE,
+                               text=True)
+    time.sleep(0.7)
+    process.send_signal(signal.SIGTERM)
+    _, words = process.communicate(timeout=20)
+    check(process.returncode == 1 and "cut.wav" in words, process.returncode, words)
+
+
+@case
+def no_audio_is_said_and_ends_the_run(folder):
+    config = pathlib.Path(folder) / "asoundrc"
+    config.write_text('pcm.!default { type hw card 99 }\n')
+    environment = dict(os.environ, ALSA_CONFIG_PATH=str(config))
+    result = run(PLAYER, "--headless", env=environment)
+    check_one_line(result, 0, "Audio Engine could not be started !")
+
+
+@case
+def what_comes_out_of_a_jack_server_is_what_a_render_holds(folder):
+    folder = pathlib.Path(folder)
+    environment = dict(os.environ, JACK_DEFAULT_SERVER=f"e2e{os.getpid()}", JACK_NO_AUDIO_RESERVATION="1")
+    rendered = folder / "render.wav"
+    check(run(PLAYER, "--play", DEMO, "--render", rendered, "--seconds", "12").returncode == 0)
+    # Synchronous: the server waits for its clients, so a busy machine loses no cycle.
+    server = subprocess.Popen(["jackd", "-r", "-S", "-n", environment["JACK_DEFAULT_SERVER"], "-d",
+                               "dummy", "-r", "48000", "-p", "256"], env=environment,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        recorder = None
+        for _ in range(50):
+            recorder = subprocess.Popen([BUILD / "tests" / "e2e" / "jack_record", "SoundFont", "6",
+                                         folder / "played.raw"], env=environment,
+                                        stdout=subprocess.PIPE, text=True)
+            if recorder.stdout.readline().strip() == "ready":
+                break
+            recorder.wait(timeout=20)
+            time.sleep(0.2)
+        player = subprocess.Popen([PLAYER, "--headless", "--driver", "LOOM JACK Driver", "--play", DEMO,
+                                   "--stats"], env=environment, stdout=subprocess.PIPE, text=True)
+        check(recorder.wait(timeout=60) == 0, "the recorder failed")
+        player.send_signal(signal.SIGTERM)
+        stats = json.loads(player.communicate(timeout=20)[0])
+        check(stats["driver"] == "LOOM JACK Driver" and stats["frames"] == 256, stats)
+    finally:
+        server.terminate()
+        server.wait(timeout=20)
+    played = (folder / "played.raw").read_bytes()
+    whole = wav(rendered)[4]
+    begin = 2 * 48000 * 8  # past the moment in which the ports were connected
+    place = whole.find(played[begin:begin + 4096])
+    check(place >= 0, "the recording isn't in the render")
+    check(place % 8 == 0 and whole[place:place + len(played) - begin] == played[begin:],
+          "the recording differs from the render")
+
+
+def main():
+    wanted = sys.argv[2:]
+    failed = 0
+    for function in CASES:
+        name = function.__name__
+        if wanted and name not in wanted:
+            continue
+        with tempfile.TemporaryDirectory() as folder:
+            try:
+                function(folder)
+                print("ok", name, flush=True)
+            except Exception as error:  # a case that breaks is a case that failed
+                failed += 1
+                print(f"  {type(error).__name__}: {error}")
+                print("FAILED", name, flush=True)
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
