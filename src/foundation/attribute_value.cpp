@@ -96,6 +96,7 @@ void FAttributeValue::setText(const char* text, bool borrow)
   }
   if (hasOwnText()) {
     value_.string->set(text);
+    kind_ &= userMask | attributeText;
     return;
   }
   auto* own = new CmString(text); // before clearing: the text may be part of the old value

@@ -1,13 +1,9 @@
 #include "foundation/attributes.h"
 
-#include "foundation/buffer.h"
 #include "foundation/class_registry.h"
-#include "foundation/memory_stream.h"
 #include "foundation/stream.h"
-#include "foundation/uid_object.h"
 
 #include <cmath>
-#include <cstring>
 
 namespace orbi {
 
@@ -15,26 +11,6 @@ CM_REGISTER(FAttributes);
 CM_ALIAS(FAttributes, "Attributes");
 
 namespace {
-
-constexpr int32_t success = 0;
-constexpr int32_t failure = 1;
-
-/// Bytes of a binary value, whichever object holds them.
-struct Block {
-  const void* data = nullptr;
-  int64_t size = 0;
-};
-
-Block blockOf(CmObject* object)
-{
-  if (auto* stream = castTo<FMemoryStream>(object))
-    return {stream->data(), stream->size()};
-  if (auto* buffer = castTo<CmBuffer>(object))
-    return {buffer->buffer.data(), buffer->buffer.used()};
-  if (auto* buffer = castTo<FAttrBuffer>(object))
-    return {buffer->data, buffer->size};
-  return {};
-}
 
 int64_t truncated(double value)
 {
@@ -114,9 +90,10 @@ FStringIDAttribute* FAttributes::find(const char* key) const
 
 FStringIDAttribute& FAttributes::require(const char* key, int userFlags)
 {
+  key = key ? key : "";
   if (FStringIDAttribute* present = find(key))
     return *present;
-  auto* value = new FStringIDAttribute(key ? key : "", userFlags);
+  auto* value = new FStringIDAttribute(key, userFlags);
   values().add(value);
   return *value;
 }
@@ -276,8 +253,27 @@ bool FAttributes::appendObject(const char* key, CmObject* object, bool adopt)
   return list->append(attributes);
 }
 
+/// The containers on the way down. A reference in a file may lead back to one of them.
+struct FAttributes::Trail {
+  const FAttributes* container;
+  const Trail* outer;
+
+  bool holds(const FAttributes* sought) const
+  {
+    return container == sought || (outer && outer->holds(sought));
+  }
+};
+
 FAttributes* FAttributes::findAttributes(std::string_view search) const
 {
+  return findAttributes(search, {this, nullptr});
+}
+
+FAttributes* FAttributes::findAttributes(std::string_view search, const Trail& trail) const
+{
+  auto descend = [&](FAttributes* inner) -> FAttributes* {
+    return inner && !trail.holds(inner) ? inner->findAttributes(search, {inner, &trail}) : nullptr;
+  };
   for (uint32_t i = 0; i < count(); ++i) {
     const FStringIDAttribute* value = at(i);
     CmObject* object = resolveObject(value->asObject());
@@ -288,162 +284,15 @@ FAttributes* FAttributes::findAttributes(std::string_view search) const
       // The rest counts from here on, for the values that follow as well.
       if (bar != search.npos && value->key() == search.substr(0, bar))
         search.remove_prefix(bar + 1);
-      if (FAttributes* found = container->findAttributes(search))
+      if (FAttributes* found = descend(container))
         return found;
     } else if (auto* list = castTo<FSubList>(object)) {
       for (uint32_t item = 0; item < list->count(); ++item)
-        if (FAttributes* found = list->at(item)->findAttributes(search))
+        if (FAttributes* found = descend(list->at(item)))
           return found;
     }
   }
   return nullptr;
-}
-
-int32_t FAttributes::setValue(const char* key, const AttributeVariant& value)
-{
-  if (!key)
-    return failure;
-  AttributeVariant given = value;
-  switch (value.tag & ~tagOwned) {
-  case tagInt:
-    setInt(key, value.integer);
-    return success;
-  case tagDouble:
-    setDouble(key, value.number);
-    return success;
-  case tagText:
-    setString(key, value.text);
-    given.clear();
-    return success;
-  case tagObject: {
-    CmObject* object = objectBehind(value.object);
-    if (!(value.tag & tagOwned) && value.object)
-      value.object->addRef();
-    setObject(key, object ? object : new CmDelegatingUnknown(value.object), ObjectMode::adopted);
-    return success;
-  }
-  default:
-    return failure;
-  }
-}
-
-int32_t FAttributes::appendValue(const char* key, const AttributeVariant& value)
-{
-  if (!key)
-    return failure;
-  AttributeVariant given = value;
-  bool appended = false;
-  switch (value.tag & ~tagOwned) {
-  case tagInt:
-    appended = appendInt(key, value.integer);
-    break;
-  case tagDouble:
-    appended = appendDouble(key, value.number);
-    break;
-  case tagText:
-    appended = appendString(key, value.text);
-    if (appended)
-      given.clear();
-    break;
-  case tagObject: {
-    CmObject* object = objectBehind(value.object);
-    Ref<CmObject> item;
-    if (value.object && !(value.tag & tagOwned))
-      value.object->addRef();
-    item = Ref<CmObject>::adopt(object ? object : new CmDelegatingUnknown(value.object));
-    appended = appendObject(key, item.get(), true);
-    if (appended || (value.tag & tagOwned))
-      item.detach();
-    break;
-  }
-  default:
-    break;
-  }
-  return appended ? success : failure;
-}
-
-int32_t FAttributes::setBinary(const char* key, const void* data, int64_t size, bool copy)
-{
-  if (!key || size < 0 || size > UINT32_MAX || (!data && size > 0))
-    return failure;
-  CmObject* block = nullptr;
-  if (copy)
-    block = new CmBuffer(data, static_cast<uint32_t>(size));
-  else
-    block = new FAttrBuffer(data, size);
-  setObject(key, block, ObjectMode::adopted);
-  return success;
-}
-
-int32_t FAttributes::getValue(const char* key, AttributeVariant& value) const
-{
-  const FStringIDAttribute* found = find(key);
-  if (!found)
-    return failure;
-  uint16_t kind = found->kind();
-  if (kind & attributeInt)
-    value = AttributeVariant(found->asInt());
-  else if (kind & attributeDouble)
-    value = AttributeVariant(found->asDouble());
-  else if (kind & attributeText)
-    value = AttributeVariant(found->asText());
-  else if (kind & attributeInterface)
-    value = AttributeVariant(found->asInterface());
-  else if (kind & attributeObject)
-    value = AttributeVariant(static_cast<FUnknown*>(resolveObject(found->asObject())));
-  else
-    return failure;
-  return success;
-}
-
-int32_t FAttributes::nextValue(const char* key, AttributeVariant& value)
-{
-  FAttrList* list = getList(key);
-  return list && list->next(value) ? success : failure;
-}
-
-int32_t FAttributes::countValues(const char* key) const
-{
-  FAttrList* list = getList(key);
-  return list ? static_cast<int32_t>(list->count()) : 0;
-}
-
-int32_t FAttributes::rewindList(const char* key)
-{
-  FAttrList* list = getList(key);
-  if (!list)
-    return failure;
-  list->rewindList();
-  return success;
-}
-
-int32_t FAttributes::rewindAllLists()
-{
-  for (uint32_t i = 0; i < count(); ++i) {
-    CmObject* object = at(i)->asObject();
-    if (auto* list = castTo<FAttrList>(object))
-      list->rewindList();
-    if (auto* container = castTo<FAttributes>(object))
-      container->rewindAllLists();
-    if (auto* list = castTo<FSubList>(object))
-      for (uint32_t item = 0; item < list->count(); ++item)
-        list->at(item)->rewindAllLists();
-  }
-  return success;
-}
-
-int32_t FAttributes::getBinary(const char* key, void* buffer, int64_t size) const
-{
-  Block block = blockOf(getObject(key));
-  if (size < 0 || size > block.size || !block.data || !buffer)
-    return failure;
-  std::memcpy(buffer, block.data, static_cast<size_t>(size));
-  return success;
-}
-
-int64_t FAttributes::getBinarySize(const char* key) const
-{
-  return blockOf(getObject(key)).size;
 }
 
 bool FAttributes::write(FStream& stream) const

@@ -121,6 +121,8 @@ private:
   template <class List>
   List* listFor(const char* key, bool flag);
   CmArray& values() const;
+  struct Trail;
+  FAttributes* findAttributes(std::string_view search, const Trail& trail) const;
 
   // Made on the first write, or by the first who wants to share it.
   mutable Ref<CmArray> values_;

@@ -41,6 +41,8 @@ bool FBuffer::setCapacity(uint32_t capacity)
   auto* moved = static_cast<uint8_t*>(std::realloc(data_, capacity));
   if (!moved)
     return false;
+  if (capacity > capacity_)
+    std::memset(moved + capacity_, 0, capacity - capacity_);
   data_ = moved;
   capacity_ = capacity;
   used_ = std::min(used_, capacity);
@@ -58,6 +60,14 @@ bool FBuffer::setUsed(uint32_t used)
     return false;
   if (used > used_)
     std::memset(data_ + used_, 0, used - used_);
+  used_ = used;
+  return true;
+}
+
+bool FBuffer::moveUsed(uint32_t used)
+{
+  if (!reserve(used))
+    return false;
   used_ = used;
   return true;
 }

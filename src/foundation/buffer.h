@@ -4,7 +4,8 @@
 
 namespace orbi {
 
-/// Growing block of bytes. Growing keeps what was there; without memory the block stays as it was.
+/// Growing block of bytes. Growing keeps what was there and zeroes what is new; without memory the
+/// block stays as it was.
 class FBuffer {
 public:
   explicit FBuffer(uint32_t growBy = 32) : growBy_(growBy) {}
@@ -31,7 +32,8 @@ public:
 
   bool reserve(uint32_t capacity);
   bool setCapacity(uint32_t capacity); ///< shrinks as well, cutting what is used; 0 frees
-  bool setUsed(uint32_t used); ///< reserves what is missing, zeroed; false leaves it as it was
+  bool setUsed(uint32_t used);  ///< reserves what is missing, zeroed; false leaves it as it was
+  bool moveUsed(uint32_t used); ///< likewise, but bytes of the capacity come back as they were
   void clear() { used_ = 0; }
   void swap(FBuffer& other) noexcept;
 

@@ -17,8 +17,8 @@ constexpr int64_t capacityStep = 4096;
 } // namespace
 
 FMemoryStream::FMemoryStream(void* block, int64_t size)
-    : data_(static_cast<uint8_t*>(block)), capacity_(std::max<int64_t>(size, 0)), size_(capacity_),
-      ownsBuffer_(false)
+    : data_(static_cast<uint8_t*>(block)), capacity_(block ? std::max<int64_t>(size, 0) : 0),
+      size_(capacity_), ownsBuffer_(false)
 {
 }
 
@@ -134,9 +134,10 @@ int64_t FMemoryStream::seek(int64_t offset, SeekMode mode)
 {
   if (mode == SeekMode::start)
     position_ = offset;
-  else if (mode == SeekMode::current)
-    position_ += offset;
-  else
+  else if (mode == SeekMode::current) {
+    if (__builtin_add_overflow(position_, offset, &position_))
+      position_ = offset < 0 ? INT64_MIN : INT64_MAX;
+  } else
     position_ = offset >= 0 ? size_ : size_ + offset;
   return position_;
 }

@@ -31,7 +31,7 @@ bool FStream::copyTo(FStream& target)
     if (count > 0 && target.write(bytes, count) != count)
       return false;
     if (count < chunk)
-      return true;
+      return count >= 0; // a cancelled copy isn't the whole stream
   }
 }
 
@@ -92,6 +92,8 @@ char* FStream::readText()
 bool FStream::readBytes(FBuffer& buffer, uint32_t count)
 {
   constexpr uint32_t chunk = 65536;
+  if (count > UINT32_MAX - buffer.used())
+    return false;
   while (count > 0) {
     uint32_t before = buffer.used();
     uint32_t wanted = std::min(count, chunk);
@@ -122,7 +124,7 @@ bool FStream::endBlock(int64_t start)
     return false;
   seek(start, SeekMode::start);
   bool written = writeUint32(static_cast<uint32_t>(end - start - 4));
-  seek(0, SeekMode::end);
+  seek(end, SeekMode::start); // the block's end, which not every stream knows as its own
   return written;
 }
 

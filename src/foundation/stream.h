@@ -121,7 +121,7 @@ public:
 
   // Block with its 32-bit size before it
   int64_t beginBlock();         ///< writes the size's place, returns its position, -1 on failure
-  bool endBlock(int64_t start); ///< fills in the size and goes to the end
+  bool endBlock(int64_t start); ///< fills in the size and goes back to the block's end
   std::optional<int64_t> readBlock(); ///< where the block that starts here ends
 
 protected:

@@ -1,0 +1,161 @@
+#include "foundation/buffer.h"
+#include "foundation/class_registry.h"
+#include "foundation/message.h"
+#include "foundation/stream_helpers.h"
+#include "foundation/uid_object.h"
+
+#include <gtest/gtest.h>
+
+using namespace orbi;
+
+namespace {
+
+std::string bytesOf(const CmObject& object)
+{
+  FMemoryStream stream;
+  EXPECT_TRUE(object.write(stream));
+  return textOf(stream);
+}
+
+bool readFrom(CmObject& object, std::string_view bytes)
+{
+  return object.read(*memoryWith(bytes));
+}
+
+Ref<FMessage> sampleMessage()
+{
+  auto message = make<FMessage>("Sample");
+  message->setInt("int", -5);
+  message->setFloat("float", 2.5);
+  message->setString("text", "value");
+  message->setObject("pointer", message.get());
+  auto inner = make<FAttributes>();
+  inner->setInt("deep", 7);
+  message->setArgument(
+      "inner", AttributeVariant(static_cast<FUnknown*>(static_cast<CmObject*>(inner.get()))));
+  inner->setBinary("bytes", "\1\2\3", 3, true);
+  return message;
+}
+
+Ref<FAttributes> sampleAttributes()
+{
+  auto attributes = make<FAttributes>();
+  attributes->setObject("message", sampleMessage().detach(), ObjectMode::adopted);
+  attributes->setObject("stream", memoryWith("bytes").detach(), ObjectMode::adopted);
+  attributes->setObject("id", make<CmUID>(FUID(1, 2, 3, 4)).detach(), ObjectMode::adopted);
+  attributes->setObject("null", nullptr, ObjectMode::borrowed);
+  return attributes;
+}
+
+struct Sample {
+  const char* className;
+  Ref<CmObject> object;
+};
+
+std::vector<Sample> samples()
+{
+  return {{"FMessage", sampleMessage()},
+          {"FAttributes", sampleAttributes()},
+          {"CmString", make<CmString>("some text")},
+          {"CmBuffer", make<CmBuffer>("\0\1\2\3", 4)},
+          {"FMemoryStream", memoryWith("some bytes")},
+          {"CmUID", make<CmUID>(FUID(1, 2, 3, 4))}};
+}
+
+} // namespace
+
+TEST(ObjectStream, message_loses_its_pointers_and_nothing_else)
+{
+  FMessage read;
+  read.setInt("old", 1);
+  ASSERT_TRUE(readFrom(read, bytesOf(*sampleMessage())));
+  EXPECT_TRUE(read.isMessage("Sample"));
+  EXPECT_EQ(read.getInt("int"), -5);
+  EXPECT_EQ(read.getFloat("float"), 2.5);
+  EXPECT_STREQ(read.getString("text"), "value");
+  EXPECT_EQ(read.arguments()->count(), 4u);
+  auto* inner = read.getObject<FAttributes>("inner");
+  ASSERT_NE(inner, nullptr);
+  EXPECT_EQ(inner->getInt("deep"), 7);
+  EXPECT_EQ(inner->getBinarySize("bytes"), 3);
+}
+
+TEST(ObjectStream, whole_bytes_come_back_and_cut_ones_are_refused)
+{
+  for (const Sample& sample : samples()) {
+    const std::string whole = bytesOf(*sample.object);
+    Ref<CmObject> read = createAs<CmObject>(sample.className);
+    ASSERT_TRUE(read) << sample.className;
+    EXPECT_TRUE(readFrom(*read, whole)) << sample.className;
+    const std::string again = bytesOf(*read); // the same but for who owns the objects
+    EXPECT_EQ(again.size(), whole.size()) << sample.className;
+    EXPECT_TRUE(readFrom(*read, again)) << sample.className;
+    EXPECT_EQ(bytesOf(*read), again) << sample.className;
+    for (size_t size = 0; size < whole.size(); ++size) {
+      read = createAs<CmObject>(sample.className);
+      EXPECT_FALSE(readFrom(*read, whole.substr(0, size)))
+          << sample.className << " cut at " << size;
+    }
+  }
+}
+
+TEST(ObjectStream, lying_bytes_end_in_an_object_that_can_be_written_again)
+{
+  for (const Sample& sample : samples()) {
+    const std::string whole = bytesOf(*sample.object);
+    for (size_t place = 0; place < whole.size(); ++place)
+      for (int lie : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
+        std::string lying = whole;
+        lying[place] = static_cast<char>(lie);
+        Ref<CmObject> read = createAs<CmObject>(sample.className);
+        if (!readFrom(*read, lying))
+          continue;
+        const std::string again = bytesOf(*read);
+        Ref<CmObject> reread = createAs<CmObject>(sample.className);
+        EXPECT_TRUE(readFrom(*reread, again)) << sample.className << " at " << place;
+        EXPECT_EQ(bytesOf(*reread), again) << sample.className << " at " << place;
+      }
+  }
+}
+
+TEST(ObjectStream, failed_read_leaves_what_was_there)
+{
+  const std::string whole = bytesOf(*sampleMessage());
+  FMessage message("Former");
+  message.setInt("int", 1);
+  EXPECT_FALSE(readFrom(message, whole.substr(0, whole.size() - 1)));
+  EXPECT_TRUE(message.isMessage("Former"));
+  EXPECT_EQ(message.getInt("int"), 1);
+  auto stream = memoryWith("former");
+  EXPECT_FALSE(readFrom(*stream, std::string_view("\xff\xff\xff\x7f..", 6)));
+  EXPECT_EQ(textOf(*stream), "former");
+}
+
+TEST(ObjectStream, interface_value_is_left_out_without_an_error)
+{
+  FAttributes attributes;
+  auto object = make<CmString>("behind");
+  attributes.require("interface").setInterface(object.get());
+  object->retain();
+  attributes.setInt("after", 3);
+  FAttributes read;
+  ASSERT_TRUE(readFrom(read, bytesOf(attributes)));
+  AttributeVariant value;
+  EXPECT_EQ(read.getValue("interface", value), 1);
+  EXPECT_EQ(read.getInt("after"), 3);
+}
+
+TEST(ObjectStream, nesting_without_end_is_refused)
+{
+  FMemoryStream stream;
+  for (int i = 0; i < 100000; ++i) {
+    stream.writeUint32(1);
+    stream.writeText("k");
+    stream.writeUint16(attributeObject);
+    stream.writeText("FAttributes");
+  }
+  stream.rewind();
+  FAttributes read;
+  EXPECT_FALSE(read.read(stream));
+  EXPECT_TRUE(readFrom(read, bytesOf(*sampleAttributes())));
+}
