@@ -113,6 +113,14 @@ void FileDriver::write(int half)
 {
   if (interleaved_.empty())
     return;
+  const bool isPlainStereo = settings_.format->bytes == 4 && !settings_.format->bigEndian &&
+                             settings_.outputs == 2 && outputs().size() == 2 &&
+                             outputs()[0].channel == 0 && outputs()[1].channel == 1;
+  if (isPlainStereo) {
+    interleaveStereo(outputs()[0].halves[half], outputs()[1].halves[half], interleaved_);
+    file_.write(interleaved_);
+    return;
+  }
   for (const Output& output : outputs())
     interleave(output.halves[half], interleaved_, *settings_.format,
                {output.channel, settings_.outputs});

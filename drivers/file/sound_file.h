@@ -91,4 +91,7 @@ struct ChannelPlace {
 void interleave(const uint8_t* samples, std::span<uint8_t> interleaved,
                 const FileSampleFormat& format, ChannelPlace place);
 
+/// Both channels at once, of 4-byte samples that need no swap. Everything aligned to 4 bytes.
+void interleaveStereo(const void* left, const void* right, std::span<uint8_t> interleaved);
+
 } // namespace loom

@@ -19,6 +19,7 @@ struct AudioKernels {
   // Summing, frames floats each
   void (*copyFrames)(const float* source, float* target, int32_t frames);
   void (*addFrames)(const float* source, float* target, int32_t frames);
+  float (*peakOf)(const float* source, int32_t frames); ///< highest absolute value
 
   // Conversion: little-endian, then with the bytes of each sample reversed
   ConvertKernel toInt16;

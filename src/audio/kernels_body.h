@@ -37,6 +37,17 @@ void addFrames(const float* __restrict source, float* __restrict target, int32_t
     target[i] += source[i];
 }
 
+// Without their sign, floats are in the order of their bits; integers can be compared in any order.
+float peakOf(const float* source, int32_t frames)
+{
+  int32_t highest = 0;
+  for (int32_t i = 0; i < frames; ++i) {
+    int32_t level = std::bit_cast<int32_t>(source[i]) & 0x7FFFFFFF;
+    highest = level > highest ? level : highest;
+  }
+  return std::bit_cast<float>(highest);
+}
+
 template <Bytes order>
 void toInt16(const float* __restrict source, void* target, int32_t frames, int32_t)
 {
@@ -116,17 +127,18 @@ void toInt24(const float* __restrict source, void* target, int32_t frames, int32
 
 extern const AudioKernels kernels;
 const AudioKernels kernels = {
-    ORBI_KERNEL_NAME,
-    copyFrames,
-    addFrames,
-    toInt16<Bytes::kept>,
-    toInt24<Bytes::kept>,
-    toInt32<Bytes::kept>,
-    toFloat<Bytes::kept>,
-    toInt16<Bytes::reversed>,
-    toInt24<Bytes::reversed>,
-    toInt32<Bytes::reversed>,
-    toFloat<Bytes::reversed>,
+    .name = ORBI_KERNEL_NAME,
+    .copyFrames = copyFrames,
+    .addFrames = addFrames,
+    .peakOf = peakOf,
+    .toInt16 = toInt16<Bytes::kept>,
+    .toInt24 = toInt24<Bytes::kept>,
+    .toInt32 = toInt32<Bytes::kept>,
+    .toFloat = toFloat<Bytes::kept>,
+    .toInt16Swapped = toInt16<Bytes::reversed>,
+    .toInt24Swapped = toInt24<Bytes::reversed>,
+    .toInt32Swapped = toInt32<Bytes::reversed>,
+    .toFloatSwapped = toFloat<Bytes::reversed>,
 };
 
 } // namespace orbi::ORBI_KERNEL_NAMESPACE

@@ -100,9 +100,8 @@ float SongPlayer::measureBlock(LoomDevice& device) const
 {
   float level = 0.0f;
   for (int32_t output = 0; output < device.outputCount(); ++output) {
-    const float* samples = device.outputBuffer(output);
-    for (int32_t i = 0; samples && i < frames_; ++i)
-      level = std::max(level, std::abs(samples[i]));
+    if (const float* samples = device.outputBuffer(output))
+      level = std::max(level, kernels_.peakOf(samples, frames_));
   }
   return level;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "audio/device_listener.h"
+#include "audio/kernels.h"
 #include "host/midi_input.h"
 #include "host/song.h"
 
@@ -57,6 +58,7 @@ private:
 
   LoomDeviceListener& next_;
   OrbiPlayerMidiInput& input_;
+  const AudioKernels& kernels_ = audioKernels();
   std::vector<std::unique_ptr<Track>> tracks_; ///< all that were ever played
   std::atomic<const Track*> track_{nullptr};
   bool endsWithSong_ = false;
