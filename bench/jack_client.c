@@ -11,11 +11,11 @@
 static jack_port_t* ports[2];
 static OrbEffect* effect;
 
-static int64_t answerNothing(OrbEffect* caller, int32_t opcode, int32_t index, int64_t value, void* ptr,
+static int64_t answer(OrbEffect* caller, int32_t opcode, int32_t index, int64_t value, void* ptr,
                              float opt)
 {
-  (void)caller, (void)opcode, (void)index, (void)value, (void)ptr, (void)opt;
-  return 0;
+  (void)caller, (void)index, (void)value, (void)ptr, (void)opt;
+  return opcode == hostVersion ? 2400 : 0;
 }
 
 static int process(jack_nframes_t frames, void* context)
@@ -48,7 +48,7 @@ static void strike(int voices)
 int main(int count, char** values)
 {
   jack_client_t* client = jack_client_open("plain_client", JackNoStartServer, NULL);
-  if (!client || !(effect = ORBPluginMain(answerNothing)))
+  if (!client || !(effect = ORBPluginMain(answer)))
     return 1;
   effect->dispatcher(effect, opOpen, 0, 0, NULL, 0.0f);
   effect->dispatcher(effect, opSetSampleRate, 0, 0, NULL, (float)jack_get_sample_rate(client));
