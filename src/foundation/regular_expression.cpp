@@ -27,7 +27,7 @@ public:
       // Later starts have the lowest preference; none is made behind a match.
       if (!found_ && (extent_ == Extent::part || place == from))
         follow(now_, 0, place, Slots{});
-      if (now_.empty())
+      if (now_.empty() && (found_ || extent_ == Extent::whole))
         break;
       step(place);
     }
