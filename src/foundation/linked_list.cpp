@@ -152,11 +152,11 @@ bool CmNodeList<Self, Node>::remove(CmObject* item)
 template <class Self, class Node>
 bool CmNodeList<Self, Node>::removeAt(int32_t index)
 {
+  if (index < 0 || static_cast<uint32_t>(index) >= this->count_)
+    return false;
   Node* before = nodeAt(index - 1);
-  Node* node = before ? before->next : index == 0 ? head_ : nullptr;
-  if (node)
-    this->dropped(unlink(before, node));
-  return node != nullptr;
+  this->dropped(unlink(before, before ? before->next : head_));
+  return true;
 }
 
 template <class Self, class Node>

@@ -189,11 +189,11 @@ TEST_F(Dependencies, take_changes_from_threads)
   std::thread coming([&] { // other subjects with dependents that come and go
     Subject own;
     Dependent passing;
-    while (!stop) {
+    do {
       own.addDependent(&passing);
       own.changed(1);
       table.removeDependent(nullptr, &passing);
-    }
+    } while (!stop);
     EXPECT_FALSE(passing.codes.empty());
   });
   while (!stop)
