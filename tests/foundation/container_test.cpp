@@ -286,11 +286,11 @@ TEST(IntrusiveList, refuses_strangers_and_items_that_stand_in_a_list)
 {
   struct Link final : CmILink {};
   struct DLink final : CmIDLink {};
-  CmILinkedList single;
-  CmIDLinkedList twofold;
   Link a, b;
   DLink x, y;
   CmObject stranger;
+  CmILinkedList single;
+  CmIDLinkedList twofold;
   EXPECT_TRUE(single.add(&a) && single.add(&b) && twofold.add(&x) && twofold.add(&y));
   EXPECT_FALSE(single.add(&a) || single.add(&b) || twofold.add(&x) || twofold.add(&y));
   EXPECT_FALSE(single.add(&stranger) || twofold.add(&stranger));

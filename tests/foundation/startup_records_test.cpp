@@ -32,9 +32,11 @@ protected:
 
 } // namespace
 
-/// Before main the statics of the layer had entered themselves, and the fixture dropped them.
+/// The statics of the layer entered themselves before main. They run once in a process.
 TEST(StartupRecordsOfTheLayer, make_and_destroy_the_interface_dependencies)
 {
+  if (FInitializer::hasRun())
+    GTEST_SKIP() << "a repetition";
   EXPECT_EQ(FPlugDependencies::instance(), nullptr);
   EXPECT_TRUE(FInitializer::runAll());
   EXPECT_NE(FPlugDependencies::instance(), nullptr);
