@@ -3,6 +3,7 @@
 #include "foundation/class_registry.h"
 
 #include <algorithm>
+#include <new>
 
 namespace orbi {
 
@@ -11,16 +12,45 @@ CM_REGISTER(CmOrderedArray);
 
 namespace {
 
+/// Goes by index. When the item just met has been taken out, the one that follows stands in its
+/// place and is not skipped.
 class ArrayIterator final : public CmIterator {
 public:
   explicit ArrayIterator(const std::vector<CmObject*>& items) : items_(items) {}
-  bool atEnd() const override { return index_ >= items_.size(); }
-  CmObject* next() override { return atEnd() ? nullptr : items_[index_++]; }
+  bool atEnd() const override { return nextIndex() >= items_.size(); }
+  CmObject* next() override
+  {
+    index_ = nextIndex();
+    return last_ = index_ < items_.size() ? items_[index_++] : nullptr;
+  }
 
 private:
+  size_t nextIndex() const
+  {
+    bool moved = index_ > 0 && (index_ > items_.size() || items_[index_ - 1] != last_);
+    return moved ? index_ - 1 : index_;
+  }
+
   const std::vector<CmObject*>& items_;
   size_t index_ = 0;
+  CmObject* last_ = nullptr;
 };
+
+int32_t placeOf(const std::vector<CmObject*>& items, const CmObject* item)
+{
+  auto place = std::find(items.begin(), items.end(), item);
+  return place == items.end() ? -1 : static_cast<int32_t>(place - items.begin());
+}
+
+/// False without memory.
+bool insertInto(std::vector<CmObject*>& items, std::vector<CmObject*>::iterator place,
+                CmObject* item)
+try {
+  items.insert(place, item);
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
 
 bool inside(const std::vector<CmObject*>& items, int32_t index)
 {
@@ -50,7 +80,8 @@ bool CmArray::insertAt(int32_t index, CmObject* item)
 {
   if (index < 0 || static_cast<size_t>(index) > items_.size())
     return false;
-  items_.insert(items_.begin() + index, item);
+  if (!insertInto(items_, items_.begin() + index, item))
+    return false;
   ++count_;
   taken(item);
   return true;
@@ -94,6 +125,11 @@ CmObject* CmArray::find(const CmObject* key) const
   return nullptr;
 }
 
+int32_t CmArray::indexOf(const CmObject* item) const
+{
+  return placeOf(items_, item);
+}
+
 CmIterator* CmArray::newIterator() const
 {
   return new ArrayIterator(items_);
@@ -115,7 +151,8 @@ bool CmOrderedArray::add(CmObject* item)
 {
   if (!item)
     return false;
-  items_.insert(std::upper_bound(items_.begin(), items_.end(), item, comesBefore), item);
+  if (!insertInto(items_, std::upper_bound(items_.begin(), items_.end(), item, comesBefore), item))
+    return false;
   ++count_;
   taken(item);
   return true;
@@ -157,6 +194,11 @@ CmObject* CmOrderedArray::find(const CmObject* key) const
     return nullptr;
   auto place = std::lower_bound(items_.begin(), items_.end(), key, comesBefore);
   return place != items_.end() && (*place)->compare(key) == 0 ? *place : nullptr;
+}
+
+int32_t CmOrderedArray::indexOf(const CmObject* item) const
+{
+  return placeOf(items_, item);
 }
 
 CmIterator* CmOrderedArray::newIterator() const

@@ -22,6 +22,7 @@ public:
   void removeAll() override;
   CmObject* at(int32_t index) const override;
   CmObject* find(const CmObject* key) const override;
+  int32_t indexOf(const CmObject* item) const override;
   CmIterator* newIterator() const override;
 
   void sort(); ///< by compare, stable
@@ -50,6 +51,7 @@ public:
   void removeAll() override;
   CmObject* at(int32_t index) const override;
   CmObject* find(const CmObject* key) const override; ///< the first that compares as 0
+  int32_t indexOf(const CmObject* item) const override;
   CmIterator* newIterator() const override;
 
 private:

@@ -60,24 +60,4 @@ uint32_t CmAssociation::hash(uint32_t tableSize) const
   return key_ ? key_->hash(tableSize) : 0;
 }
 
-void CmBTreeDictionary::setValue(CmObject* key, CmObject* value)
-{
-  if (auto* present = castTo<CmAssociation>(find(key)))
-    present->setValue(value);
-  else
-    add(new CmAssociation(key, value));
-}
-
-CmObject* CmBTreeDictionary::valueOf(const CmObject* key) const
-{
-  auto* association = castTo<CmAssociation>(find(key));
-  return association ? association->value() : nullptr;
-}
-
-bool CmBTreeDictionary::removeKey(const CmObject* key)
-{
-  CmObject* association = find(key);
-  return association && remove(association);
-}
-
 } // namespace orbi

@@ -3,28 +3,27 @@
 #include "foundation/class_registry.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orbi {
 
 CM_REGISTER(CmBTree);
 
-/// In-order walk with a stack of (node, next key).
+/// In-order walk with a stack of (node, next key). When the tree has changed since, the way is made
+/// anew to the place behind the item just met, or to what stands there instead of it.
 class CmBTree::Walker final : public CmIterator {
 public:
-  explicit Walker(const Node* root) { descend(root); }
-  bool atEnd() const override { return path_.empty(); }
+  explicit Walker(const CmBTree& tree) : tree_(tree), changes_(tree.changes_) { descend(root()); }
+  bool atEnd() const override
+  {
+    const_cast<Walker*>(this)->settle();
+    return path_.empty();
+  }
   CmObject* next() override
   {
-    if (path_.empty())
-      return nullptr;
-    auto [node, index] = path_.back();
-    CmObject* item = node->keys[index];
-    ++path_.back().index;
-    if (!node->isLeaf())
-      descend(node->children[index + 1].get());
-    while (!path_.empty() && path_.back().index >= path_.back().node->keys.size())
-      path_.pop_back();
-    return item;
+    settle();
+    last_ = step();
+    return last_;
   }
 
 private:
@@ -32,13 +31,47 @@ private:
     const Node* node;
     size_t index;
   };
+
+  const Node* root() const { return tree_.root_.get(); }
+  CmObject* step()
+  {
+    if (path_.empty())
+      return nullptr;
+    auto [node, index] = path_.back();
+    CmObject* item = node->keys[index];
+    ++path_.back().index;
+    ++given_;
+    if (!node->isLeaf())
+      descend(node->children[index + 1].get());
+    while (!path_.empty() && path_.back().index >= path_.back().node->keys.size())
+      path_.pop_back();
+    return item;
+  }
+  void settle()
+  {
+    if (changes_ == tree_.changes_)
+      return;
+    changes_ = tree_.changes_;
+    uint32_t place = std::exchange(given_, 0);
+    path_.clear();
+    descend(root());
+    while (given_ + 1 < place && !path_.empty())
+      step();
+    if (place > 0 && !path_.empty() && path_.back().node->keys[path_.back().index] == last_)
+      step();
+  }
   void descend(const Node* node)
   {
     for (; node; node = node->isLeaf() ? nullptr : node->children.front().get())
       if (!node->keys.empty() || !node->isLeaf())
         path_.push_back({node, 0});
   }
+
+  const CmBTree& tree_;
   std::vector<Step> path_;
+  CmObject* last_ = nullptr;
+  uint32_t given_ = 0;
+  uint32_t changes_;
 };
 
 CmBTree::CmBTree(int order, CmOwnership ownership)
@@ -81,6 +114,7 @@ bool CmBTree::add(CmObject* item)
   }
   taken(item);
   ++count_;
+  ++changes_;
   return true;
 }
 
@@ -138,6 +172,7 @@ bool CmBTree::remove(CmObject* item)
   if (root_->keys.empty())
     root_ = root_->isLeaf() ? nullptr : std::move(root_->children.front());
   --count_;
+  ++changes_;
   dropped(item);
   return true;
 }
@@ -242,6 +277,7 @@ void CmBTree::removeAll()
 {
   std::unique_ptr<Node> root = std::move(root_);
   count_ = 0;
+  ++changes_;
   if (root)
     dropBelow(*root);
 }
@@ -258,7 +294,7 @@ CmObject* CmBTree::at(int32_t index) const
 {
   if (index < 0 || static_cast<uint32_t>(index) >= count_)
     return nullptr;
-  Walker walker(root_.get());
+  Walker walker(*this);
   for (; index > 0; --index)
     walker.next();
   return walker.next();
@@ -266,7 +302,7 @@ CmObject* CmBTree::at(int32_t index) const
 
 CmIterator* CmBTree::newIterator() const
 {
-  return new Walker(root_.get());
+  return new Walker(*this);
 }
 
 } // namespace orbi

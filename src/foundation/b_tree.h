@@ -70,6 +70,7 @@ private:
 
   size_t maxKeys_;
   std::unique_ptr<Node> root_;
+  uint32_t changes_ = 0; ///< for iterators: keys came or went
 };
 
 } // namespace orbi

@@ -87,12 +87,15 @@ bool FBuffer::append(const void* bytes, uint32_t count)
   uint64_t needed = uint64_t(used_) + count;
   if (!bytes || needed > UINT32_MAX)
     return false;
+  auto* source = static_cast<const uint8_t*>(bytes);
+  bool isOwn = data_ && source >= data_ && source < data_ + used_;
+  size_t offset = isOwn ? static_cast<size_t>(source - data_) : 0;
   if (needed > capacity_) {
     uint64_t generous = std::max(uint64_t(capacity_) + growBy_ + count, needed);
     if (!reserve(static_cast<uint32_t>(std::min<uint64_t>(generous, UINT32_MAX))))
       return false;
   }
-  std::memcpy(data_ + used_, bytes, count);
+  std::memmove(data_ + used_, isOwn ? data_ + offset : source, count);
   used_ = static_cast<uint32_t>(needed);
   return true;
 }
@@ -103,6 +106,14 @@ bool CmBuffer::isEqual(const CmObject* other) const
   return block && block->buffer.used() == buffer.used() &&
          (buffer.used() == 0 ||
           std::memcmp(block->buffer.data(), buffer.data(), buffer.used()) == 0);
+}
+
+uint32_t CmBuffer::hash(uint32_t tableSize) const
+{
+  uint32_t sum = 2166136261u;
+  for (uint32_t i = 0; i < buffer.used(); ++i)
+    sum = (sum ^ buffer.data()[i]) * 16777619u;
+  return tableSize ? sum % tableSize : 0;
 }
 
 bool CmBuffer::read(FStream& stream)

@@ -28,7 +28,7 @@ public:
   /// Grows by growBy when full. Without memory for the first byte nothing is stored, and the answer
   /// is true all the same.
   bool append(uint8_t byte);
-  bool append(const void* bytes, uint32_t count);
+  bool append(const void* bytes, uint32_t count); ///< may be bytes of its own
 
   bool reserve(uint32_t capacity);
   bool setCapacity(uint32_t capacity); ///< shrinks as well, cutting what is used; 0 frees
@@ -53,7 +53,8 @@ public:
   CmBuffer(const void* bytes, uint32_t count) { buffer.append(bytes, count); }
 
   bool isEqual(const CmObject* other) const override; ///< same bytes
-  bool read(FStream& stream) override;                ///< 32-bit size and the bytes
+  uint32_t hash(uint32_t tableSize) const override;
+  bool read(FStream& stream) override; ///< 32-bit size and the bytes
   bool write(FStream& stream) const override;
 
   FBuffer buffer;

@@ -100,7 +100,9 @@ void FDependencies::removeDependent(CmObject* subject, CmObject* dependent)
   bool anyRemoved = rest != last;
   bool anyLeft = rest != first;
   table.erase(rest, last);
-  if (!dependent || (anyRemoved && !anyLeft))
+  if (!dependent)
+    forget(subject);
+  else if (anyRemoved && !anyLeft)
     dropDeferred(subject);
 }
 
@@ -200,7 +202,15 @@ void FDependencies::deferChanged(CmObject* subject, int32_t code)
 void FDependencies::removeFromDeferred(const CmObject* subject)
 {
   FGuard guard(lock_);
+  forget(subject);
+}
+
+void FDependencies::forget(const CmObject* subject)
+{
   dropDeferred(subject);
+  for (Delivery* delivery = deliveries_; delivery; delivery = delivery->outer)
+    if (delivery->subject == subject)
+      delivery->subject = nullptr;
 }
 
 void FDependencies::dropDeferred(const CmObject* subject)
@@ -227,6 +237,23 @@ bool FDependencies::takeNotice(const CmObject* subject, Notice& notice)
   return true;
 }
 
+void FDependencies::deliver(const Notice& notice)
+{
+  Delivery delivery{notice.subject, nullptr};
+  {
+    FGuard guard(lock_);
+    delivery.outer = deliveries_;
+    deliveries_ = &delivery;
+  }
+  bool told = changed(notice.subject, notice.code);
+  {
+    FGuard guard(lock_);
+    deliveries_ = delivery.outer; // on one thread, so the last that came goes first
+  }
+  if (told && delivery.subject)
+    notice.subject->onChanged();
+}
+
 void FDependencies::flush(CmObject* subject)
 {
   std::vector<Notice> aside;
@@ -241,8 +268,7 @@ void FDependencies::flush(CmObject* subject)
         continue;
       }
     }
-    if (changed(notice.subject, notice.code))
-      notice.subject->onChanged();
+    deliver(notice);
   }
   if (FPlugDependencies* plugs = subject ? nullptr : FPlugDependencies::instance())
     plugs->flush();

@@ -16,7 +16,8 @@ class FPlugDependencies;
 /// Who depends on whom, and the change notices between them. `changed` tells the dependents at once
 /// on the caller's thread; `deferChanged` queues the notice, from any thread, and `flush` tells
 /// them on the main thread. Never calls out while its lock is held. Classes that take part call
-/// removeDependent in their destructors; those that queue notices also removeFromDeferred.
+/// removeDependent in their destructors; those that queue notices also removeFromDeferred, and may
+/// then go even while they are told of.
 class FDependencies final : public CmClass<FDependencies, CmObject> {
 public:
   static constexpr const char* className = "FDependencies";
@@ -65,6 +66,11 @@ private:
     size_t count;
     Frame* outer;
   };
+  /// A deferred notice that flush is delivering; the subject is null once it is gone.
+  struct Delivery {
+    const CmObject* subject;
+    Delivery* outer;
+  };
   using Table = std::vector<Pair>; ///< sorted by subject; one subject's pairs in order of addition
 
   Table& tableOf(const CmObject* subject);
@@ -74,6 +80,8 @@ private:
   void blankFrames(const CmObject* subject, const CmObject* dependent);
   void popFrame(Frame& frame);
   void dropDeferred(const CmObject* subject);
+  void deliver(const Notice& notice);
+  void forget(const CmObject* subject);
   bool isBeingTold(const CmObject* subject);
   bool takeNotice(const CmObject* subject, Notice& notice);
   bool enqueue(const Notice& notice);
@@ -85,6 +93,7 @@ private:
   std::deque<Notice> deferred_;
   std::unordered_set<Notice, NoticeHash> queued_; ///< what deferred_ holds, to find equal notices
   Frame* frames_ = nullptr;
+  Delivery* deliveries_ = nullptr;
 };
 
 } // namespace orbi

@@ -40,19 +40,24 @@ bool CmILinkedList::add(CmObject* item)
 bool CmILinkedList::insertAt(int32_t index, CmObject* item)
 {
   auto* link = castTo<CmILink>(item);
-  if (!link || index < 0 || static_cast<uint32_t>(index) > count_)
+  if (!link || link->next_ || link == tail_ || index < 0 || static_cast<uint32_t>(index) > count_)
     return false;
   CmILink* before = static_cast<uint32_t>(index) == count_ ? tail_
                     : index > 0                            ? static_cast<CmILink*>(at(index - 1))
                                                            : nullptr;
-  CmILink*& place = before ? before->next_ : head_;
-  link->next_ = place;
-  place = link;
-  if (tail_ == before)
-    tail_ = link;
-  ++count_;
+  this->link(before, link);
   taken(item);
   return true;
+}
+
+void CmILinkedList::link(CmILink* before, CmILink* item)
+{
+  CmILink*& place = before ? before->next_ : head_;
+  item->next_ = place;
+  place = item;
+  if (tail_ == before)
+    tail_ = item;
+  ++count_;
 }
 
 void CmILinkedList::unlink(CmILink* before, CmILink* item)
@@ -62,7 +67,6 @@ void CmILinkedList::unlink(CmILink* before, CmILink* item)
     tail_ = before;
   item->next_ = nullptr;
   --count_;
-  dropped(item);
 }
 
 bool CmILinkedList::remove(CmObject* item)
@@ -70,6 +74,7 @@ bool CmILinkedList::remove(CmObject* item)
   for (CmILink *before = nullptr, *link = head_; link; before = link, link = link->next_)
     if (link == item) {
       unlink(before, link);
+      dropped(link);
       return true;
     }
   return false;
@@ -102,7 +107,7 @@ CmILink* CmILinkedList::takeHead()
 
 void CmILinkedList::takeAll(CmILinkedList& other)
 {
-  if (!other.head_)
+  if (!other.head_ || &other == this)
     return;
   (tail_ ? tail_->next_ : head_) = other.head_;
   tail_ = other.tail_;
@@ -135,18 +140,17 @@ CmIterator* CmILinkedList::newIterator() const
 
 bool CmIDLinkedList::add(CmObject* item)
 {
-  auto* link = castTo<CmIDLink>(item);
-  if (link)
-    linkBehind(tail_, link);
-  return link != nullptr;
+  return insertAt(static_cast<int32_t>(count_), item);
 }
 
 bool CmIDLinkedList::insertAt(int32_t index, CmObject* item)
 {
   auto* link = castTo<CmIDLink>(item);
-  if (!link || index < 0 || static_cast<uint32_t>(index) > count_)
+  if (!link || link->next_ || link->previous_ || link == head_ || index < 0 ||
+      static_cast<uint32_t>(index) > count_)
     return false;
-  linkBehind(index > 0 ? linkAt(index - 1) : nullptr, link);
+  bool atEnd = static_cast<uint32_t>(index) == count_;
+  linkBehind(atEnd ? tail_ : index > 0 ? linkAt(index - 1) : nullptr, link);
   return true;
 }
 

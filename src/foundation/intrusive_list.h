@@ -10,7 +10,8 @@ public:
   static constexpr const char* className = "CmILink";
 
   CmILink() = default;
-  CmILink(const CmILink& other) : CmClass(other) {} ///< a copy stands in no list
+  CmILink(const CmILink& other) : CmClass(other) {}    ///< a copy stands in no list
+  CmILink& operator=(const CmILink&) { return *this; } ///< stays where it stands
   CmILink* next() const { return next_; }
 
 private:
@@ -24,7 +25,8 @@ public:
   static constexpr const char* className = "CmIDLink";
 
   CmIDLink() = default;
-  CmIDLink(const CmIDLink& other) : CmClass(other) {} ///< a copy stands in no list
+  CmIDLink(const CmIDLink& other) : CmClass(other) {}    ///< a copy stands in no list
+  CmIDLink& operator=(const CmIDLink&) { return *this; } ///< stays where it stands
   CmIDLink* next() const { return next_; }
   CmIDLink* previous() const { return previous_; }
 
@@ -34,7 +36,7 @@ private:
   CmIDLink* previous_ = nullptr;
 };
 
-/// Singly linked list of CmILinks; other objects are refused.
+/// Singly linked list of CmILinks; other objects are refused, and those known to stand in a list.
 class CmILinkedList : public CmClass<CmILinkedList, CmContainer> {
 public:
   static constexpr const char* className = "CmILinkedList";
@@ -57,28 +59,33 @@ public:
   CmILink* takeHead(); ///< out of the list with the list's reference; null when empty
   /// Moves all items of the other list behind this one's. Both have the same ownership.
   void takeAll(CmILinkedList& other);
-  /// Unlinks the items for which the test holds, by the list's rule.
+  /// Unlinks the items for which the test holds, by the list's rule. References are dropped when
+  /// the list is whole again, since that may lead to further removals.
   template <class Test>
   void removeIf(Test test)
   {
+    CmILinkedList removed(ownership_);
     for (CmILink *before = nullptr, *item = head_; item;) {
       CmILink* following = item->next_;
-      if (test(item))
+      if (test(item)) {
         unlink(before, item);
-      else
+        removed.link(removed.tail_, item);
+      } else {
         before = item;
+      }
       item = following;
     }
   }
 
 private:
+  void link(CmILink* before, CmILink* item); ///< null: at the head
   void unlink(CmILink* before, CmILink* item);
 
   CmILink* head_ = nullptr;
   CmILink* tail_ = nullptr;
 };
 
-/// Doubly linked list of CmIDLinks; other objects are refused.
+/// Doubly linked list of CmIDLinks; other objects are refused, and those known to stand in a list.
 class CmIDLinkedList : public CmClass<CmIDLinkedList, CmContainer> {
 public:
   static constexpr const char* className = "CmIDLinkedList";

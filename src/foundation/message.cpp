@@ -6,6 +6,7 @@
 namespace orbi {
 
 CM_REGISTER(FMessage);
+CM_REGISTER(NMessage);
 
 namespace {
 
@@ -24,6 +25,17 @@ FMessage::FMessage(const FMessage& other) : CmClass(other), id_(other.id_)
 {
   if (other.arguments_)
     require().copyValues(*other.arguments_);
+}
+
+FMessage& FMessage::operator=(const FMessage& other)
+{
+  if (this == &other)
+    return *this;
+  id_ = other.id_;
+  arguments_ = nullptr;
+  if (other.arguments_)
+    require().copyValues(*other.arguments_);
+  return *this;
 }
 
 FAttributes& FMessage::require()

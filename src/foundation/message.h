@@ -38,6 +38,7 @@ public:
   FMessage() = default;
   explicit FMessage(std::string_view id) : id_(id) {}
   FMessage(const FMessage& other); ///< arguments of its own, objects shared
+  FMessage& operator=(const FMessage& other);
 
   bool isMessage(const char* id) const { return id_.compare(id, TextCompare::byFlag) == 0; }
   const CmString& id() const { return id_; }
@@ -80,6 +81,22 @@ private:
 
   CmString id_;
   Ref<FAttributes> arguments_;
+};
+
+/// A message that came over the network, with the one who sent it. The sender is known from the
+/// connection by who receives, so it isn't written to a stream.
+class NMessage final : public CmClass<NMessage, FMessage> {
+public:
+  static constexpr const char* className = "NMessage";
+
+  NMessage() = default;
+  explicit NMessage(std::string_view id) : CmClass(id) {}
+
+  const CmString& sender() const { return sender_; } ///< address in text form
+  void setSender(std::string_view sender) { sender_.set(sender); }
+
+private:
+  CmString sender_;
 };
 
 } // namespace orbi

@@ -79,6 +79,16 @@ FMessenger::~FMessenger()
     instance_ = nullptr;
 }
 
+CmResult FMessenger::queryInterface(const FUID& id, void** out)
+{
+  if (out && id == IMessenger::interfaceId) {
+    retain();
+    *out = static_cast<IMessenger*>(this);
+    return resultOk;
+  }
+  return CmObject::queryInterface(id, out);
+}
+
 void FMessenger::append(FUnknown* receiver, Ref<FMessage> message)
 {
   auto* entry = new FPostedMessage(receiver, std::move(message));
@@ -151,28 +161,43 @@ FReceiver* FMessenger::findName(const char* name) const
 
 void FMessenger::registerName(const char* name, FUnknown* receiver)
 {
-  FGuard guard(nameLock_);
-  unregisterName(name);
-  auto* bound = new FReceiver(receiver);
-  auto key = make<CmString>(name);
-  receivers_.add(bound);
-  names_.setValue(key.get(), bound);
+  FUnknown* former = nullptr;
+  {
+    FGuard guard(nameLock_);
+    former = unbind(name);
+    auto* bound = new FReceiver(receiver);
+    auto key = make<CmString>(name);
+    receivers_.add(bound);
+    names_.setValue(key.get(), bound);
+  }
+  if (former && former != receiver)
+    remove(former);
 }
 
+// What waits is removed outside of nameLock: a pass under way holds dispatchLock, and its handlers
+// may post to names.
 void FMessenger::unregisterName(const char* name)
 {
   FUnknown* former = nullptr;
   {
     FGuard guard(nameLock_);
-    FReceiver* bound = findName(name);
-    if (!bound)
-      return;
-    former = bound->target();
-    CmString key(name);
-    names_.removeKey(&key);
-    receivers_.remove(bound);
+    former = unbind(name);
   }
-  remove(former);
+  if (former)
+    remove(former);
+}
+
+/// The receiver to which the name was bound, null for none.
+FUnknown* FMessenger::unbind(const char* name)
+{
+  FReceiver* bound = findName(name);
+  if (!bound)
+    return nullptr;
+  FUnknown* former = bound->target();
+  CmString key(name);
+  names_.removeKey(&key);
+  receivers_.remove(bound);
+  return former;
 }
 
 void FMessenger::postToName(const char* name, FMessage* message, bool alsoRemote)

@@ -29,6 +29,7 @@ public:
 
   explicit FReceiver(FUnknown* target = nullptr);
   FReceiver(const FReceiver& other) : FReceiver(other.target_) {}
+  FReceiver& operator=(const FReceiver&) = delete;
   ~FReceiver() override;
 
   uint32_t id() const { return id_; }
@@ -50,9 +51,21 @@ public:
   static inline NMessenger* instance = nullptr;
 };
 
+/// The messenger as those see it who know only interfaces.
+class IMessenger : public FUnknown {
+public:
+  static constexpr FUID interfaceId{0x6F726269, 0x4D534752, 0x49460001, 1};
+
+  /// Takes over the reference to the message. Nothing happens unless it is an FMessage.
+  virtual void postInterface(FUnknown* receiver, IMessage* message) = 0;
+
+protected:
+  ~IMessenger() = default;
+};
+
 /// Global queue of posted messages, delivered on the main thread. Posting, removing and asking may
 /// happen on any thread but a real-time one. Who receives posts calls remove in its destructor.
-class FMessenger final : public CmClass<FMessenger, CmObject> {
+class FMessenger final : public CmClass<FMessenger, CmObject>, public IMessenger {
 public:
   static constexpr const char* className = "FMessenger";
 
@@ -62,11 +75,16 @@ public:
 
   static FMessenger* instance() { return instance_; }
 
+  // One object, two interface tables
+  CmResult queryInterface(const FUID& id, void** out) override;
+  int32_t addRef() override { return retain(); }
+  int32_t release() override { return releaseRef(); }
+
   // One receiver
   /// Adopts the message. With unique, one of the same id that waits for the same receiver is
   /// enough.
   void post(FUnknown* receiver, FMessage* message, bool unique = false);
-  void postInterface(FUnknown* receiver, IMessage* message); ///< nothing unless it is an FMessage
+  void postInterface(FUnknown* receiver, IMessage* message) override;
   void remove(FUnknown* receiver, const FMessage* message = nullptr); ///< null: all of its messages
   bool isPending(FUnknown* receiver); ///< null: whether anything waits to be taken over
 
@@ -98,6 +116,7 @@ private:
 
   void append(FUnknown* receiver, Ref<FMessage> message);
   bool hasEqual(FUnknown* receiver, const FMessage& message);
+  FUnknown* unbind(const char* name);
   FReceiver* findName(const char* name) const;
   Group* findGroup(int32_t group);
 

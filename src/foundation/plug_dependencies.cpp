@@ -1,12 +1,14 @@
 #include "foundation/plug_dependencies.h"
 
-#include "foundation/ref.h"
+#include "foundation/class_registry.h"
 #include "foundation/startup_records.h"
 
 #include <algorithm>
 #include <functional>
 
 namespace orbi {
+
+CM_REGISTER_ABSTRACT(FPlugDependencies); // one, made by its start-up record
 
 namespace {
 

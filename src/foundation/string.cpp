@@ -31,7 +31,11 @@ std::string_view viewOf(const char* text, int32_t length)
 {
   if (!text)
     return {};
-  return length < 0 ? std::string_view(text) : std::string_view(text, static_cast<size_t>(length));
+  if (length < 0)
+    return text;
+  const void* end = std::memchr(text, 0, static_cast<size_t>(length));
+  return {text, end ? static_cast<size_t>(static_cast<const char*>(end) - text)
+                    : static_cast<size_t>(length)};
 }
 
 } // namespace

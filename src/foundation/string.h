@@ -71,7 +71,7 @@ public:
   bool isEmpty() const { return text_.length() == 0; }
   std::string_view view() const { return text_.view(); }
 
-  void set(const char* text, int32_t length = -1); ///< -1: up to the terminator; null empties
+  void set(const char* text, int32_t length = -1); ///< ends at the terminator; null empties
   void set(std::string_view text) { text_.assign(text); }
   void append(const char* text, int32_t length = -1);
   void append(std::string_view text) { text_.append(text); }

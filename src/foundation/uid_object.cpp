@@ -18,6 +18,12 @@ bool CmUID::isEqual(const CmObject* other) const
   return id && id->uid == uid;
 }
 
+uint32_t CmUID::hash(uint32_t tableSize) const
+{
+  auto [a, b, c, d] = uid.words();
+  return tableSize ? (a ^ b * 31 ^ c * 961 ^ d * 29791) % tableSize : 0;
+}
+
 bool CmUID::read(FStream& stream)
 {
   CmString text;

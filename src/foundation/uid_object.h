@@ -14,6 +14,7 @@ public:
   explicit CmUID(const FUID& value) : uid(value) {}
 
   bool isEqual(const CmObject* other) const override;
+  uint32_t hash(uint32_t tableSize) const override; ///< equal ids have equal hashes
 
   // On a stream in the byte form, among attributes in the plain form under "GUID"
   bool read(FStream& stream) override;
@@ -67,6 +68,7 @@ public:
   /// Takes over the reference to unknown; tells the owner of itself.
   explicit CmDelegatingUnknown(FUnknown* unknown, IDelegateOwner* owner = nullptr);
   CmDelegatingUnknown(const CmDelegatingUnknown& other); ///< shares unknown, has no owner
+  CmDelegatingUnknown& operator=(const CmDelegatingUnknown&) = delete;
   ~CmDelegatingUnknown() override;
 
   FUnknown* unknown() const { return unknown_; }
