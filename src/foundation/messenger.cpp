@@ -92,12 +92,16 @@ CmResult FMessenger::queryInterface(const FUID& id, void** out)
 void FMessenger::append(FUnknown* receiver, Ref<FMessage> message)
 {
   auto* entry = new FPostedMessage(receiver, std::move(message));
+  bool isFirst = false;
   {
     FGuard guard(queueLock_);
     postQueue_.add(entry);
+    isFirst = postQueue_.count() == 1;
     posted_.store(postQueue_.count(), std::memory_order_relaxed);
   }
-  if (auto* wakeUp = wakeUp_.load(std::memory_order_acquire))
+  // Those behind the first are taken over by the pass that its wake-up brings.
+  auto* wakeUp = wakeUp_.load(std::memory_order_acquire);
+  if (isFirst && wakeUp)
     wakeUp();
 }
 

@@ -105,7 +105,8 @@ public:
   void skipNextPass() { skipNextPass_ = true; }
   void setSuspended(bool suspended) { suspended_ = suspended; }
 
-  /// Called after each post, on the poster's thread, to wake the main thread. Must not block.
+  /// Called when a post finds the queue empty, on the poster's thread, to wake the main thread.
+  /// Must not block.
   void setWakeUp(void (*wakeUp)()) { wakeUp_.store(wakeUp, std::memory_order_release); }
 
   /// Hands a message over at once: by the handler interface, else as an object; -1 when neither.
