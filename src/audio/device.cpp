@@ -238,6 +238,9 @@ bool LoomDevice::start()
     return false;
   if (listener_)
     listener_->started();
+  // A stop may have met the worker at work, which then doesn't clear its mark any more.
+  if (!isAlive())
+    workerBusy_.store(false, std::memory_order_relaxed);
   RealtimeWorker::start();
   if (!running_)
     running_ = loom::start() == 0;
