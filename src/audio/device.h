@@ -64,6 +64,9 @@ public:
   void stop() override;  ///< returns after the driver has called for the last time
   bool isRunning() const { return running_; }
   bool isOpened() const { return opened_; }
+  /// A block didn't return within the time that a stop waits. It may do so yet: the device, its
+  /// listener and all that this one uses must then never be destroyed.
+  bool isHung() const { return wasAbandoned(); }
   void checkReset(); ///< main thread, from idle: carries out a reset that the driver asked for
   bool reset();
   /// For the listener, in process: the block under way is the last one that the driver plays.

@@ -34,7 +34,7 @@ public:
   /// Borrows the plug-in, the MIDI input (null for none) and the settings (null remembers nothing).
   OrbiPlayerAudioBridge(OrbPlugin& plugin, OrbiPlayerMidiInput* midiInput, HostSettings* settings);
   OrbiPlayerAudioBridge(const OrbiPlayerAudioBridge&) = delete;
-  ~OrbiPlayerAudioBridge() override; ///< writes the driver's name and the routing to the settings
+  ~OrbiPlayerAudioBridge() override; ///< saves the settings
 
   static OrbiPlayerAudioBridge* instance() { return instance_; }
 
@@ -50,6 +50,7 @@ public:
   void applyRouting(); ///< switches the device's pairs, restarts a running device
   void loadRouting();
   void saveRouting();
+  void saveSettings(); ///< the driver's name and the routing
 
   OrbPlugin& plugin() { return plugin_; }
   int32_t blockFrames() const { return blockFrames_; }
