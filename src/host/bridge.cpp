@@ -112,8 +112,8 @@ void OrbiPlayerAudioBridge::started()
 void OrbiPlayerAudioBridge::stopped()
 {
   if (isInProcess() && !plugin_.isAbandoned()) {
-    plugin_.abandon(); // the device waited for this block and gave up
-    plugin_.retain();  // for the block, should it come back
+    plugin_.abandon();                             // the device waited for this block and gave up
+    hungPlugin_ = Ref<OrbPlugin>::share(&plugin_); // for the block, should it come back
   }
   plugin_.suspend();
   if (midiInput_)
@@ -136,7 +136,7 @@ void OrbiPlayerAudioBridge::process()
                       frames);
     route(*device, frames);
   }
-  inProcess_.store(false, std::memory_order_relaxed);
+  inProcess_.store(false, std::memory_order_release); // who sees it finds the block done
 }
 
 void OrbiPlayerAudioBridge::handOverEvents()

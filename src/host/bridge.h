@@ -55,7 +55,7 @@ public:
   OrbPlugin& plugin() { return plugin_; }
   int32_t blockFrames() const { return blockFrames_; }
   double sampleRate() const { return sampleRate_; }
-  bool isInProcess() const { return inProcess_.load(std::memory_order_relaxed); }
+  bool isInProcess() const { return inProcess_.load(std::memory_order_acquire); }
   void setTap(ProcessTap* tap) { tap_ = tap; } ///< while stopped
   /// The driver whose name is written at the end; another one than the selected for a run that was
   /// told to use it. Empty: the selected one's.
@@ -83,6 +83,7 @@ private:
   static inline OrbiPlayerAudioBridge* instance_ = nullptr;
 
   OrbPlugin& plugin_;
+  Ref<OrbPlugin> hungPlugin_; ///< the same, once it was abandoned
   OrbiPlayerMidiInput* midiInput_;
   HostSettings* settings_;
   std::unique_ptr<OrbEventList, EventListFree> eventList_;
