@@ -49,7 +49,8 @@ void loadAttributes(const std::uint8_t* bytes, std::size_t count)
   for (int block = 0; place < count && block < 64; ++block) {
     key.format("ChunkSize%d", block);
     attributes.setInt(key.text(), static_cast<std::int8_t>(next()));
-    std::size_t size = std::min<std::size_t>(next(), count - place);
+    std::size_t size = next();
+    size = std::min(size, count - place);
     key.format("Chunk%d", block);
     attributes.setBinary(key.text(), bytes + place, static_cast<std::int64_t>(size), true);
     place += size;
