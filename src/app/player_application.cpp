@@ -264,6 +264,15 @@ void OrbiPlayerApplication::stopAudio()
     device_->stop();
     device_->setListener(nullptr);
   }
+  if (device_ && device_->isHung()) {
+    // The plug-in's last block may come back yet and finds everything in its place.
+    if (bridge_)
+      bridge_->saveSettings();
+    bridge_.detach();
+    device_.release();
+    songPlayer_.release();
+    return;
+  }
   bridge_ = nullptr;
   device_ = nullptr;
   songPlayer_ = nullptr;

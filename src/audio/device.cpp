@@ -223,9 +223,9 @@ void LoomDevice::freeBuffers()
   for (LoomChannelTable* table : {&inputs_, &outputs_})
     for (LoomChannel& channel : *table)
       for (auto& buffer : channel.floatBuffer) {
-        // A listener that didn't come back may still write there: better lost than torn from it.
-        if (wasAbandoned())
-          buffer.release();
+        // A listener that didn't come back may still write there.
+        if (wasAbandoned() && buffer)
+          keptBuffers_.push_back(std::move(buffer));
         buffer.reset();
       }
 }
@@ -238,6 +238,9 @@ bool LoomDevice::start()
     return false;
   if (listener_)
     listener_->started();
+  // A stop may have met the worker at work, which then doesn't clear its mark any more.
+  if (!isAlive())
+    workerBusy_.store(false, std::memory_order_relaxed);
   RealtimeWorker::start();
   if (!running_)
     running_ = loom::start() == 0;
@@ -335,13 +338,15 @@ void LoomDevice::switchBuffers(int32_t half, int32_t direct)
   if (depth == 1) {
     activeHalf_.store(half & 1, std::memory_order_relaxed);
     std::fill(std::begin(audio_.touched), std::end(audio_.touched), false);
-    if (direct == 1) {
+    // Acquires what the worker did. A driver that changes between the two roads must not send two
+    // threads into the listener.
+    if (workerBusy_.load(std::memory_order_acquire)) {
+      lostBlocks_.fetch_add(1, std::memory_order_relaxed);
+    } else if (direct == 1) {
       fillBlock();
-    } else if (!workerBusy_.load(std::memory_order_relaxed)) {
+    } else {
       workerBusy_.store(true, std::memory_order_relaxed);
       signalGo();
-    } else {
-      lostBlocks_.fetch_add(1, std::memory_order_relaxed);
     }
   }
   switchDepth_.store(switchDepth_.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
@@ -391,7 +396,7 @@ void LoomDevice::run()
     if (!*alive)
       return; // the stop didn't wait for this block, and took everything away
     finishBlock();
-    workerBusy_.store(false, std::memory_order_relaxed);
+    workerBusy_.store(false, std::memory_order_release);
   }
   signalDone();
 }

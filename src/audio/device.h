@@ -64,6 +64,9 @@ public:
   void stop() override;  ///< returns after the driver has called for the last time
   bool isRunning() const { return running_; }
   bool isOpened() const { return opened_; }
+  /// A block didn't return within the time that a stop waits. It may do so yet: until then the
+  /// device, its listener and all that this one uses must not be destroyed.
+  bool isHung() const { return wasAbandoned(); }
   void checkReset(); ///< main thread, from idle: carries out a reset that the driver asked for
   bool reset();
   /// For the listener, in process: the block under way is the last one that the driver plays.
@@ -119,6 +122,7 @@ private:
   const AudioKernels& kernels_;
   LoomChannelTable inputs_;
   LoomChannelTable outputs_;
+  std::vector<std::unique_ptr<float[]>> keptBuffers_; ///< of a hung block
 
   int32_t blockFrames_ = 0;
   int32_t inputCount_ = 0;

@@ -37,8 +37,7 @@ LoomDriverList::LoomDriverList(const std::vector<platform::DriverRegistration>& 
 
 LoomDriverList::~LoomDriverList()
 {
-  for (LoomDriverEntry& entry : entries_)
-    releaseDriver(entry);
+  unselect();
 }
 
 int32_t LoomDriverList::name(int32_t index, char* out, int32_t limit) const

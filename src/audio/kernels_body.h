@@ -6,6 +6,7 @@
 
 #include <bit>
 #include <cstring>
+#include <utility>
 
 namespace orbi::ORBI_KERNEL_NAMESPACE {
 
@@ -13,16 +14,27 @@ namespace {
 
 enum class Bytes { kept, reversed };
 
-inline float clip(float x)
-{
-  float ordered = x == x ? x : 0.0f;
-  float below = ordered > 1.0f ? 1.0f : ordered;
-  return below < -1.0f ? -1.0f : below;
-}
-
+// The product of a sample and 2147483647.0, cut toward zero, without doubles: it is x * 2^31 less
+// x. The first is exact in floats, and when it has a fraction, that is larger than x. So taking x
+// away changes the whole part by one when there is no fraction, and not at all otherwise. All of
+// this is done below zero, where 2^31 is an integer, too.
+//
+// These files are compiled as if no float were infinite or not a number, which makes clipping one
+// instruction; infinite ones are clipped like any other, and the others are told by their bits.
 inline int32_t toInteger(float x)
 {
-  return static_cast<int32_t>(static_cast<double>(clip(x)) * 2147483647.0);
+  constexpr int32_t signBit = INT32_MIN;
+  constexpr int32_t minusInfinity = signBit | 0x7F800000;
+  auto bits = std::bit_cast<int32_t>(x);
+  int32_t lowered = bits | signBit; // the larger, the further below zero
+  auto ordered = std::bit_cast<float>(lowered > minusInfinity ? 0 : lowered);
+  float clipped = ordered < -1.0f ? -1.0f : ordered;
+  float scaled = clipped * 2147483648.0f;
+  auto whole = static_cast<int32_t>(scaled);
+  float fraction = scaled - static_cast<float>(whole);
+  whole += fraction > clipped ? 1 : 0;
+  int32_t sign = bits >> 31;
+  return sign - (whole ^ sign);
 }
 
 void copyFrames(const float* __restrict source, float* __restrict target, int32_t frames)
@@ -80,19 +92,31 @@ void toFloat(const float* source, void* target, int32_t frames, int32_t)
 
 typedef uint8_t Bytes16 __attribute__((vector_size(16)));
 
-/// Packs four integers to twelve bytes; writes sixteen, the last four of which mean nothing.
-template <Bytes order>
-inline void packFour(const int32_t* integers, uint8_t* target)
+/// Byte number `at` of packed samples, as its place among the bytes of their integers.
+constexpr int packedByte(Bytes order, int at)
 {
-  Bytes16 bytes;
-  std::memcpy(&bytes, integers, 16);
-  if constexpr (order == Bytes::kept)
-    bytes =
-        __builtin_shufflevector(bytes, bytes, 1, 2, 3, 5, 6, 7, 9, 10, 11, 13, 14, 15, 0, 0, 0, 0);
-  else
-    bytes =
-        __builtin_shufflevector(bytes, bytes, 3, 2, 1, 7, 6, 5, 11, 10, 9, 15, 14, 13, 0, 0, 0, 0);
-  std::memcpy(target, &bytes, 16);
+  return at / 3 * 4 + (order == Bytes::kept ? at % 3 + 1 : 3 - at % 3);
+}
+
+/// Bytes first...first + 15 of packed samples, out of two neighbouring groups of four integers of
+/// which the former begins with sample 4 * group.
+template <Bytes order, int first, int group, int... at>
+inline Bytes16 packedBytes(Bytes16 former, Bytes16 latter, std::integer_sequence<int, at...>)
+{
+  return __builtin_shufflevector(former, latter, (packedByte(order, first + at) - 16 * group)...);
+}
+
+/// Packs sixteen integers to 48 bytes.
+template <Bytes order>
+inline void packSixteen(const int32_t* integers, uint8_t* target)
+{
+  constexpr auto places = std::make_integer_sequence<int, 16>();
+  Bytes16 groups[4];
+  std::memcpy(groups, integers, sizeof groups);
+  const Bytes16 packed[3] = {packedBytes<order, 0, 0>(groups[0], groups[1], places),
+                             packedBytes<order, 16, 1>(groups[1], groups[2], places),
+                             packedBytes<order, 32, 2>(groups[2], groups[3], places)};
+  std::memcpy(target, packed, sizeof packed);
 }
 
 template <Bytes order>
@@ -112,12 +136,11 @@ void toInt24(const float* __restrict source, void* target, int32_t frames, int32
   auto* bytes = static_cast<uint8_t*>(target);
   int32_t integers[chunk];
   int32_t done = 0;
-  // Two samples stay behind for the plain loop, so that the wide stores end within the target.
-  for (; done + chunk + 2 <= frames; done += chunk) {
+  for (; done + chunk <= frames; done += chunk) {
     for (int32_t i = 0; i < chunk; ++i)
       integers[i] = toInteger(source[done + i]);
-    for (int32_t i = 0; i < chunk; i += 4)
-      packFour<order>(integers + i, bytes + 3 * (done + i));
+    for (int32_t i = 0; i < chunk; i += 16)
+      packSixteen<order>(integers + i, bytes + 3 * (done + i));
   }
   for (; done < frames; ++done)
     packOne<order>(toInteger(source[done]), bytes + 3 * done);

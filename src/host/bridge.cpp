@@ -27,14 +27,8 @@ OrbiPlayerAudioBridge::~OrbiPlayerAudioBridge()
 {
   if (UApplication* application = UApplication::instance())
     application->removeIdle(this);
+  saveSettings();
   LoomDevice* device = LoomDevice::instance();
-  char driver[LoomDriverList::nameLimit] = {};
-  if (device && settings_) {
-    device->driverName(driver);
-    settings_->setString("OrbiPlayerAudio", "LOOM Driver",
-                         storedDriver_.empty() ? driver : storedDriver_);
-  }
-  saveRouting();
   if (device && device->listener() == this)
     device->setListener(nullptr);
   instance_ = nullptr;
@@ -117,8 +111,10 @@ void OrbiPlayerAudioBridge::started()
 
 void OrbiPlayerAudioBridge::stopped()
 {
-  if (isInProcess())
-    plugin_.abandon(); // the device waited for this block and gave up
+  if (isInProcess() && !plugin_.isAbandoned()) {
+    plugin_.abandon();                             // the device waited for this block and gave up
+    hungPlugin_ = Ref<OrbPlugin>::share(&plugin_); // for the block, should it come back
+  }
   plugin_.suspend();
   if (midiInput_)
     midiInput_->clearNotes();
@@ -140,7 +136,7 @@ void OrbiPlayerAudioBridge::process()
                       frames);
     route(*device, frames);
   }
-  inProcess_.store(false, std::memory_order_relaxed);
+  inProcess_.store(false, std::memory_order_release); // who sees it finds the block done
 }
 
 void OrbiPlayerAudioBridge::handOverEvents()
@@ -220,6 +216,18 @@ void OrbiPlayerAudioBridge::saveRouting()
   char driver[LoomDriverList::nameLimit];
   if (device && settings_ && device->driverName(driver) && driver[0])
     routing_->save(*settings_, driver);
+}
+
+void OrbiPlayerAudioBridge::saveSettings()
+{
+  LoomDevice* device = LoomDevice::instance();
+  if (device && settings_) {
+    char driver[LoomDriverList::nameLimit] = {};
+    device->driverName(driver);
+    settings_->setString("OrbiPlayerAudio", "LOOM Driver",
+                         storedDriver_.empty() ? driver : storedDriver_);
+  }
+  saveRouting();
 }
 
 // ---- idle ----

@@ -34,7 +34,7 @@ public:
   /// Borrows the plug-in, the MIDI input (null for none) and the settings (null remembers nothing).
   OrbiPlayerAudioBridge(OrbPlugin& plugin, OrbiPlayerMidiInput* midiInput, HostSettings* settings);
   OrbiPlayerAudioBridge(const OrbiPlayerAudioBridge&) = delete;
-  ~OrbiPlayerAudioBridge() override; ///< writes the driver's name and the routing to the settings
+  ~OrbiPlayerAudioBridge() override; ///< saves the settings
 
   static OrbiPlayerAudioBridge* instance() { return instance_; }
 
@@ -50,11 +50,12 @@ public:
   void applyRouting(); ///< switches the device's pairs, restarts a running device
   void loadRouting();
   void saveRouting();
+  void saveSettings(); ///< the driver's name and the routing
 
   OrbPlugin& plugin() { return plugin_; }
   int32_t blockFrames() const { return blockFrames_; }
   double sampleRate() const { return sampleRate_; }
-  bool isInProcess() const { return inProcess_.load(std::memory_order_relaxed); }
+  bool isInProcess() const { return inProcess_.load(std::memory_order_acquire); }
   void setTap(ProcessTap* tap) { tap_ = tap; } ///< while stopped
   /// The driver whose name is written at the end; another one than the selected for a run that was
   /// told to use it. Empty: the selected one's.
@@ -82,6 +83,7 @@ private:
   static inline OrbiPlayerAudioBridge* instance_ = nullptr;
 
   OrbPlugin& plugin_;
+  Ref<OrbPlugin> hungPlugin_; ///< the same, once it was abandoned
   OrbiPlayerMidiInput* midiInput_;
   HostSettings* settings_;
   std::unique_ptr<OrbEventList, EventListFree> eventList_;

@@ -66,8 +66,7 @@ bool OrbPlugin::guard(Call&& call)
   return false;
 }
 
-bool OrbPlugin::load(const std::filesystem::path& module, OrbHostCallback callback,
-                     bool hostNeedsIdle)
+bool OrbPlugin::load(const std::filesystem::path& module, OrbHostCallback callback)
 {
   std::string error;
   if (!guard([&] { module_ = platform::Module::load(module, error); }) || !module_)
@@ -80,8 +79,6 @@ bool OrbPlugin::load(const std::filesystem::path& module, OrbHostCallback callba
   if (!entry || !guard([&] { effect = entry(callback); }) || !effect || !effect->dispatcher)
     return false;
   effect_ = effect;
-  if (hostNeedsIdle)
-    needsIdle.store(true, std::memory_order_relaxed);
   return true;
 }
 

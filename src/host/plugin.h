@@ -30,11 +30,12 @@ public:
   static void setCurrent(OrbPlugin* plugin) { current_ = plugin; }
 
   // Life, for the host
-  bool load(const std::filesystem::path& module, OrbHostCallback callback, bool hostNeedsIdle);
+  bool load(const std::filesystem::path& module, OrbHostCallback callback);
   bool open();  ///< opOpen, first rate and block size, what it can do; false when it faults
   void close(); ///< opClose
   /// A call didn't come back: from here on nothing of it is called and its library stays.
   void abandon();
+  bool isAbandoned() const { return abandoned_; }
 
   // What it is
   const std::string& name() const { return name_; }

@@ -107,9 +107,11 @@ OrbPlugin* OrbPluginHost::loadPlugin(int32_t moduleIndex)
   ModuleEntry& entry = modules_[size_t(moduleIndex)];
   auto plugin = make<OrbPlugin>(entry.name, moduleIndex);
   loading_ = plugin.get();
-  bool opened = plugin->load(directory_ / entry.name, &OrbPluginHost::callback,
-                             needsIdle_.load(std::memory_order_relaxed)) &&
-                plugin->open();
+  bool opened = plugin->load(directory_ / entry.name, &OrbPluginHost::callback);
+  // Its entry may have asked for idle calls when nobody knew yet whose entry it is.
+  if (needsIdle_.load(std::memory_order_relaxed))
+    plugin->needsIdle.store(true, std::memory_order_relaxed);
+  opened = opened && plugin->open();
   loading_ = nullptr;
   if (!opened)
     return nullptr;

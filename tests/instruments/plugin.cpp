@@ -1,6 +1,6 @@
 #include "instruments/plugin.h"
 
-#include "instruments/realtime_watch.h"
+#include "shared/realtime_watch.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
 #include "instruments/plugin.h"
-#include "instruments/realtime_watch.h"
+#include "shared/realtime_watch.h"
 
 #include <atomic>
 #include <cmath>
