@@ -22,6 +22,12 @@ public:
   /// Is the calling thread the one that is inside bufferSwitch?
   bool insideSwitch() const;
 
+  /// Is any thread inside bufferSwitch?
+  bool isSwitching() const
+  {
+    return switchThread_.load(std::memory_order_relaxed) != std::thread::id{};
+  }
+
   /// Asks the host to close and open the driver; once for each attach. Any thread, never blocks.
   void requestReset();
 

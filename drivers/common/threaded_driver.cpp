@@ -8,6 +8,7 @@ namespace loom {
 namespace {
 
 constexpr uint64_t nanosecondsPerSecond = 1'000'000'000;
+constexpr uint64_t longestBlock = 2 * nanosecondsPerSecond; // that a stop waits for
 // A thread asleep looks for a stop this often.
 constexpr uint64_t longestSleep = nanosecondsPerSecond / 50;
 
@@ -33,7 +34,11 @@ int32_t ThreadedDriver::start()
   host().beginRun();
   stopping_.store(false, std::memory_order_relaxed);
   try {
-    thread_ = std::thread([this] { run(); });
+    ended_.store(false, std::memory_order_relaxed);
+    thread_ = std::thread([this] {
+      run();
+      ended_.store(true, std::memory_order_release);
+    });
   } catch (...) {
     afterRun();
     return fail(loomNoMemory, "no thread can be started");
@@ -48,8 +53,26 @@ int32_t ThreadedDriver::stop()
     return loomOk; // the thread ends after this block; a stop from outside joins it
   if (!thread_.joinable())
     return loomOk;
+  if (!waitForEnd())
+    return fail(loomBadMode, "the host doesn't come back from a block");
   thread_.join();
   return afterRun();
+}
+
+/// False when the thread has been in the host for so long that it can't be waited for. It is let
+/// go, and this object has to stay for it.
+bool ThreadedDriver::waitForEnd()
+{
+  const uint64_t limit = steadyNow() + longestBlock;
+  while (!ended_.load(std::memory_order_acquire)) {
+    if (steadyNow() > limit && host().isSwitching()) {
+      thread_.detach();
+      return false;
+    }
+    const timespec moment{0, nanosecondsPerSecond / 1000};
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &moment, nullptr);
+  }
+  return true;
 }
 
 } // namespace loom

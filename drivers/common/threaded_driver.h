@@ -30,10 +30,12 @@ protected:
 private:
   int32_t start() final;
   int32_t stop() final;
+  bool waitForEnd();
 
   std::thread thread_;
   // Carries nothing but itself; joining orders everything else.
   std::atomic<bool> stopping_{false};
+  std::atomic<bool> ended_{true}; ///< run has returned
 };
 
 } // namespace loom

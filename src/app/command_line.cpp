@@ -97,7 +97,7 @@ constexpr Option optionTable[] = {
      "with --play: into a sound file, as fast as possible"},
     {"--rate", "HZ",
      [](Options& options, const std::string& value) {
-       return takeNumber(value, 1000.0, 768000.0, options.rate);
+       return takeInteger(value, 1000, 768000, options.rate);
      },
      "sample rate of the LOOM File Driver, 48000"},
     {"--block", "FRAMES",

@@ -21,7 +21,7 @@ struct Options {
   double seconds = 0.0;                        ///< 0: no limit
 
   // Settings of the "LOOM File Driver"
-  double rate = 48000.0;
+  int32_t rate = 48000;
   int32_t block = 256;
   int32_t outputs = 2;
   std::string format = "float32";

@@ -22,7 +22,7 @@ constexpr int statusWrong = 2;
 
 int complain(const std::string& program, const std::string& text, int status)
 {
-  std::fprintf(stderr, "%s: %s\n", program.c_str(), text.c_str());
+  platform::StandardErrorMessages().show(program, text);
   return status;
 }
 
@@ -30,7 +30,8 @@ std::vector<std::string> driverNames(const LoomDriverList& list)
 {
   std::vector<std::string> names;
   char name[LoomDriverList::nameLimit];
-  for (int32_t i = 0; list.name(i, name, LoomDriverList::nameLimit) == 0; ++i)
+  for (int32_t i = 0;
+       i < LoomDevice::maxNamedDrivers && list.name(i, name, LoomDriverList::nameLimit) == 0; ++i)
     names.emplace_back(name);
   return names;
 }

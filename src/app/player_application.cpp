@@ -80,7 +80,8 @@ void OrbiPlayerApplication::startup()
     showFirstStart();
     restoreTime();
   } else {
-    fail("Audio Engine could not be started !");
+    fail(options_.render ? driverFailure("LOOM File Driver")
+                         : "Audio Engine could not be started !");
   }
   if (canWait())
     setWaitState(formerWait);
@@ -121,7 +122,15 @@ void OrbiPlayerApplication::extendMenus() {}
 void OrbiPlayerApplication::startMidiInput()
 {
   midiInput_ = make<OrbiPlayerMidiInput>();
+  detectMidiDevices();
+  restoreMidiPort();
 }
+
+// The studio finds the system's devices once it stands.
+void OrbiPlayerApplication::detectMidiDevices() {}
+
+// The stored port is connected once there are ports to choose from.
+void OrbiPlayerApplication::restoreMidiPort() {}
 
 bool OrbiPlayerApplication::startAudio()
 {
@@ -131,6 +140,7 @@ bool OrbiPlayerApplication::startAudio()
   device_ = std::make_unique<LoomDevice>(songPlayer_.get(),
                                          std::make_unique<LoomDriverList>(surroundings_.drivers));
   if (!selectDriver()) {
+    audioFailure_ = device_->errorMessage();
     stopAudio();
     return false;
   }
@@ -138,6 +148,7 @@ bool OrbiPlayerApplication::startAudio()
     statistics_ = std::make_unique<BlockStatistics>(*device_);
     device_->setMeter(statistics_.get());
   }
+  mustEnd_ = song_ || options_.seconds > 0.0;
   if (song_) {
     songPlayer_->play(std::move(*song_));
     songPlayer_->endWithSong();
@@ -148,11 +159,9 @@ bool OrbiPlayerApplication::startAudio()
   bridge_->loadRouting();
   // The time base is set before the first block, so that a render doesn't depend on when it comes.
   restoreTime();
-  if (!device_->start() && options_.render) {
-    show(device_->errorMessage());
-    exitStatus_ = 1;
-    setQuit();
-  }
+  device_->start();
+  if (mustEnd_ && !device_->isRunning())
+    endWithoutBlocks();
   return true;
 }
 
@@ -165,21 +174,37 @@ bool OrbiPlayerApplication::selectDriver()
   std::string wanted = stored.empty() ? defaultDriverName : stored;
   if (options_.driver || options_.render) {
     wanted = options_.render ? "LOOM File Driver" : *options_.driver;
-    bridge_->setStoredDriver(stored);
+    bridge_->setRunDriver(wanted);
   }
   // A driver that was made but doesn't open stays selected; it is no success.
   auto select = [this](const char* name) {
     return device_->selectDriver(std::max(device_->findDriver(name), 0)) && device_->isOpened();
   };
+  // A sound file was asked for: no other driver will do.
+  if (options_.render && device_->findDriver(wanted.c_str()) < 0)
+    return false;
   bool selected = select(wanted.c_str());
   if (!options_.render)
     return selected || select(defaultDriverName);
-  // A sound file was asked for: no other driver will do.
   char name[LoomDriverList::nameLimit];
-  if (selected && device_->driverName(name) && wanted == name)
-    return true;
-  show(device_->errorMessage());
-  return false;
+  return selected && device_->driverName(name) && wanted == name;
+}
+
+/// One line for a driver that can't be used, with the reason where one is known.
+std::string OrbiPlayerApplication::driverFailure(const char* name) const
+{
+  return std::string(name) + ": " + (audioFailure_.empty() ? "there is none" : audioFailure_);
+}
+
+/// A run that was given an end would wait for it for ever.
+void OrbiPlayerApplication::endWithoutBlocks()
+{
+  char name[LoomDriverList::nameLimit];
+  device_->driverName(name);
+  audioFailure_ = device_->errorMessage();
+  if (audioFailure_.empty())
+    audioFailure_ = "it doesn't run";
+  fail(driverFailure(name));
 }
 
 // The dialog of the first start needs windows; without one the mark isn't written either.
@@ -229,11 +254,12 @@ void OrbiPlayerApplication::idle()
   if (plugin_ && plugin_->hasFaulted() && !pluginFaultShown_) {
     pluginFaultShown_ = true;
     show("Plugin \"" + plugin_->name() + "\" failed while it played and was switched off.");
-    if (options_.render) {
-      exitStatus_ = 1;
+    exitStatus_ = 1;
+    if (options_.render)
       setQuit();
-    }
   }
+  if (mustEnd_ && device_ && !device_->isRunning() && !isQuitting())
+    endWithoutBlocks();
   if (options_.render)
     showProgress();
   if (songPlayer_ && songPlayer_->isOver())
@@ -256,6 +282,7 @@ OrbiPlayerApplication::~OrbiPlayerApplication()
   unloadPlugin();
   deletePluginHost();
   saveDefaults();
+  releaseUrlOpener();
 }
 
 void OrbiPlayerApplication::stopAudio()
@@ -280,8 +307,17 @@ void OrbiPlayerApplication::stopAudio()
 
 void OrbiPlayerApplication::stopMidi()
 {
+  if (midiInput_)
+    saveMidiPort();
+  stopMidiDetection();
   midiInput_ = nullptr;
 }
+
+// The names of the connected ports are stored, then they are left, once there are ports.
+void OrbiPlayerApplication::saveMidiPort() {}
+
+// Ends what detectMidiDevices began.
+void OrbiPlayerApplication::stopMidiDetection() {}
 
 // The studio is stopped here once it stands.
 void OrbiPlayerApplication::stopStudio() {}
@@ -299,6 +335,9 @@ void OrbiPlayerApplication::deletePluginHost()
     pluginHost_->unloadAll();
   pluginHost_ = nullptr;
 }
+
+// Goes as it came, last of all.
+void OrbiPlayerApplication::releaseUrlOpener() {}
 
 // The settings are written by the defaults store.
 void OrbiPlayerApplication::saveDefaults() {}

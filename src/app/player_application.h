@@ -62,30 +62,41 @@ private:
   bool openEditor();
   void extendMenus();
   void startMidiInput();
+  void detectMidiDevices();
+  void restoreMidiPort();
   bool startAudio();
   bool selectDriver();
-  void prepareFileDriver() const;
+  std::string driverFailure(const char* name) const;
+  void prepareFileDriver();
   void showFirstStart();
   void restoreTime();
 
   // Stop, in this order
   void stopAudio();
   void stopMidi();
+  void saveMidiPort();
+  void stopMidiDetection();
   void stopStudio();
   void unloadPlugin();
   void deletePluginHost();
+  void releaseUrlOpener();
   void saveDefaults();
 
   void show(const std::string& text);
   void fail(const std::string& text); ///< shown, and the program ends
+  void endWithoutBlocks();
   void showProgress();
+  void finishRender(bool complete);
   void reportRender();
 
   Options options_;
   Surroundings surroundings_;
   HostSettings* settings_ = nullptr;
   std::optional<Song> song_;
-  bool quitConfirmed_ = false; ///< the quit question is asked once
+  std::string audioFailure_;         ///< words of the driver that couldn't be used
+  bool mustEnd_ = false;             ///< the run was given an end, which takes blocks to come
+  std::filesystem::path renderPath_; ///< where the driver writes; becomes the render when complete
+  bool quitConfirmed_ = false;       ///< the quit question is asked once
   bool pluginFaultShown_ = false;
   int exitStatus_ = 0;
 

@@ -9,18 +9,28 @@
 
 namespace orbi {
 
-void OrbiPlayerApplication::prepareFileDriver() const
+void OrbiPlayerApplication::prepareFileDriver()
 {
   char number[64];
   auto set = [&number](const char* name, const char* format, auto value) {
     std::snprintf(number, sizeof number, format, value);
     platform::setEnvironment(name, number);
   };
-  set("LOOM_FILE_RATE", "%.17g", options_.rate);
+  set("LOOM_FILE_RATE", "%d", options_.rate);
   set("LOOM_FILE_BLOCK", "%d", options_.block);
   set("LOOM_FILE_OUTPUTS", "%d", options_.outputs);
   platform::setEnvironment("LOOM_FILE_FORMAT", options_.format);
-  platform::setEnvironment("LOOM_FILE_PATH", options_.render ? options_.render->string() : "");
+  if (options_.render) {
+    // Under another name until it is complete, so that a run that fails leaves nothing half and
+    // what was there stays. Devices are written to as they are.
+    std::error_code error;
+    std::filesystem::file_status target = std::filesystem::status(*options_.render, error);
+    bool isSpecial = std::filesystem::exists(target) && !std::filesystem::is_regular_file(target);
+    renderPath_ = *options_.render;
+    if (!isSpecial)
+      renderPath_ += ".unfinished";
+  }
+  platform::setEnvironment("LOOM_FILE_PATH", renderPath_.string());
   platform::setEnvironment("LOOM_FILE_REALTIME", options_.render ? "0" : "1");
 }
 
@@ -44,21 +54,37 @@ void OrbiPlayerApplication::finishRun()
   double rate = device_->sampleRate();
   int32_t frames = device_->blockFrames();
   device_->stop();
-  if (options_.render && exitStatus_ == 0) {
-    if (device_->hasStopFailed()) {
-      show(device_->errorMessage());
-      exitStatus_ = 1;
-    } else if (wasOver) {
-      reportRender();
-    } else {
-      show("stopped before the end: " + options_.render->string());
-      exitStatus_ = 1;
-    }
+  if (options_.render) {
+    if (exitStatus_ == 0 && device_->hasStopFailed())
+      fail(device_->errorMessage());
+    else if (exitStatus_ == 0 && !wasOver)
+      fail("stopped before the end: " + options_.render->string());
+    finishRender(exitStatus_ == 0);
   }
   if (statistics_) {
     std::printf("%s\n", statistics_->json(driver, rate, frames).c_str());
     std::fflush(stdout);
   }
+}
+
+/// Gives a complete render its name; removes any other.
+void OrbiPlayerApplication::finishRender(bool complete)
+{
+  std::error_code error;
+  if (renderPath_ == *options_.render) {
+    if (complete)
+      reportRender();
+    return;
+  }
+  if (!complete) {
+    std::filesystem::remove(renderPath_, error);
+    return;
+  }
+  std::filesystem::rename(renderPath_, *options_.render, error);
+  if (error)
+    fail("the sound file can't be named: " + error.message() + ": " + options_.render->string());
+  else
+    reportRender();
 }
 
 void OrbiPlayerApplication::reportRender()

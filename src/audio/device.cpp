@@ -1,7 +1,12 @@
 #include "audio/device.h"
 
+#include "platform/fault_guard.h"
+
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <cstring>
+#include <thread>
 
 namespace orbi {
 
@@ -56,7 +61,12 @@ bool LoomDevice::selectDriver(int32_t index)
     return true;
   bool wasRunning = running_;
   close();
-  if (!selectAny(wanted, hadDriver ? former : nullptr) || !open())
+  if (!selectAny(wanted, hadDriver ? former : nullptr)) {
+    info_ = {};
+    drivers_->error().copy(info_.errorMessage, sizeof info_.errorMessage - 1);
+    return false;
+  }
+  if (!open())
     return false;
   return wasRunning ? start() : true;
 }
@@ -83,21 +93,29 @@ bool LoomDevice::open()
   if (opened_)
     return true;
   info_ = {};
-  if (loom::loadDriver(info_) != 0)
+  if (hung_ || loom::loadDriver(info_) != 0)
     return false;
-  inputCount_ = outputCount_ = 0;
-  if (loom::getChannels(&inputCount_, &outputCount_) != 0 || !readBufferSize()) {
+  if (!readChannelCounts() || !readBufferSize()) {
+    inputCount_ = outputCount_ = 0;
     loom::unloadDriver(*drivers_);
     return false;
   }
-  // A driver's word is not believed further than the tables go.
-  inputCount_ = std::clamp(inputCount_, 0, static_cast<int32_t>(loomMaxChannels));
-  outputCount_ = std::clamp(outputCount_, 0, static_cast<int32_t>(loomMaxChannels));
   readSampleRate();
   if (listener_)
     listener_->formatChanged(blockFrames_, sampleRate());
-  usesOutputReady_ = loom::outputReady() == 0;
+  usesOutputReady_ = loom::knowsOutputReady();
   return opened_ = true;
+}
+
+/// A driver's word is not believed further than the tables go.
+bool LoomDevice::readChannelCounts()
+{
+  int32_t inputs = 0;
+  int32_t outputs = 0;
+  bool known = loom::getChannels(&inputs, &outputs) == 0;
+  inputCount_ = std::clamp(inputs, 0, static_cast<int32_t>(loomMaxChannels));
+  outputCount_ = std::clamp(outputs, 0, static_cast<int32_t>(loomMaxChannels));
+  return known;
 }
 
 bool LoomDevice::readBufferSize()
@@ -118,13 +136,14 @@ bool LoomDevice::readBufferSize()
 void LoomDevice::readSampleRate()
 {
   constexpr double usual = 44100.0;
+  constexpr double highest = 1e7; // above, nobody could count in seconds
   double rate = 0.0;
   loom::getSampleRate(&rate);
   if (rate == 0.0) {
     loom::setSampleRate(usual);
     loom::getSampleRate(&rate);
   }
-  sampleRate_.store(rate > 0.0 ? rate : usual, std::memory_order_relaxed);
+  sampleRate_.store(rate > 0.0 && rate < highest ? rate : usual, std::memory_order_relaxed);
 }
 
 void LoomDevice::close()
@@ -221,13 +240,28 @@ void LoomDevice::takeBuffers(LoomChannelTable& table, int32_t count, int32_t isI
 void LoomDevice::freeBuffers()
 {
   for (LoomChannelTable* table : {&inputs_, &outputs_})
-    for (LoomChannel& channel : *table)
+    for (LoomChannel& channel : *table) {
       for (auto& buffer : channel.floatBuffer) {
         // A listener that didn't come back may still write there.
-        if (wasAbandoned() && buffer)
+        if (isHung() && buffer)
           keptBuffers_.push_back(std::move(buffer));
         buffer.reset();
       }
+      channel.driverBuffer[0] = channel.driverBuffer[1] = nullptr;
+      channel.convert = nullptr;
+    }
+}
+
+/// Whether the driver's thread has left its last block. A driver that gave up waiting for it gets
+/// another moment.
+bool LoomDevice::waitForDirectBlock() const
+{
+  for (uint32_t waited = 0; filling_.load(std::memory_order_acquire); ++waited) {
+    if (waited >= stopMilliseconds)
+      return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
 }
 
 // ---- running ----
@@ -242,6 +276,7 @@ bool LoomDevice::start()
   if (!isAlive())
     workerBusy_.store(false, std::memory_order_relaxed);
   RealtimeWorker::start();
+  acceptsBlocks_.store(true, std::memory_order_release);
   if (!running_)
     running_ = loom::start() == 0;
   stopFailed_ = false;
@@ -262,7 +297,14 @@ void LoomDevice::stop()
     keepErrorMessage();
   }
   running_ = false;
+  acceptsBlocks_.store(false, std::memory_order_release);
   RealtimeWorker::stop();
+  if (!hung_ && !waitForDirectBlock()) {
+    // Its buffers and code are in use yet: nothing of this driver is called or freed any more.
+    hung_ = true;
+    drivers_->abandonSelected();
+    loom::setCurrent(nullptr);
+  }
   if (buffersCreated_)
     loom::disposeBuffers();
   buffersCreated_ = false;
@@ -335,7 +377,7 @@ void LoomDevice::switchBuffers(int32_t half, int32_t direct)
 {
   int32_t depth = switchDepth_.load(std::memory_order_relaxed) + 1;
   switchDepth_.store(depth, std::memory_order_relaxed);
-  if (depth == 1) {
+  if (depth == 1 && acceptsBlocks_.load(std::memory_order_acquire)) {
     activeHalf_.store(half & 1, std::memory_order_relaxed);
     std::fill(std::begin(audio_.touched), std::end(audio_.touched), false);
     // Acquires what the worker did. A driver that changes between the two roads must not send two
@@ -343,7 +385,9 @@ void LoomDevice::switchBuffers(int32_t half, int32_t direct)
     if (workerBusy_.load(std::memory_order_acquire)) {
       lostBlocks_.fetch_add(1, std::memory_order_relaxed);
     } else if (direct == 1) {
+      filling_.store(true, std::memory_order_relaxed);
       fillBlock();
+      filling_.store(false, std::memory_order_release);
     } else {
       workerBusy_.store(true, std::memory_order_relaxed);
       signalGo();
@@ -358,7 +402,8 @@ void LoomDevice::fillBlock()
     meter_->blockBegins();
   if (listener_)
     listener_->process();
-  finishBlock();
+  if (acceptsBlocks_.load(std::memory_order_acquire))
+    finishBlock(); // else the stop didn't wait for this block and took everything away
 }
 
 void LoomDevice::finishBlock()
@@ -384,6 +429,7 @@ void LoomDevice::convert()
 
 void LoomDevice::run()
 {
+  platform::prepareFaultGuard();
   std::shared_ptr<const std::atomic<bool>> alive = aliveFlag();
   while (*alive) {
     if (!waitGo())
@@ -403,7 +449,7 @@ void LoomDevice::run()
 
 void LoomDevice::rateChanged(double rate)
 {
-  if (instance_)
+  if (instance_ && std::isfinite(rate))
     instance_->sampleRate_.store(rate, std::memory_order_relaxed);
 }
 

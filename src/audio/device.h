@@ -66,7 +66,7 @@ public:
   bool isOpened() const { return opened_; }
   /// A block didn't return within the time that a stop waits. It may do so yet: until then the
   /// device, its listener and all that this one uses must not be destroyed.
-  bool isHung() const { return wasAbandoned(); }
+  bool isHung() const { return hung_ || wasAbandoned(); }
   void checkReset(); ///< main thread, from idle: carries out a reset that the driver asked for
   bool reset();
   /// For the listener, in process: the block under way is the last one that the driver plays.
@@ -88,6 +88,7 @@ private:
   // Opening
   bool open();
   void close();
+  bool readChannelCounts();
   bool readBufferSize();
   void readSampleRate();
   bool selectAny(const char* wanted, const char* former);
@@ -99,6 +100,7 @@ private:
   void takeBuffers(LoomChannelTable& table, int32_t count, int32_t isInput,
                    const LoomBufferInfo*& next);
   void freeBuffers();
+  bool waitForDirectBlock() const;
   void keepErrorMessage();
 
   // The driver's thread and the worker
@@ -132,6 +134,7 @@ private:
   bool buffersCreated_ = false;
   bool usesOutputReady_ = false;
   bool stopFailed_ = false;
+  bool hung_ = false; ///< a driver's own thread didn't come back from a block
 
   // What crosses threads without a lock: single words of which either value will do, hence relaxed.
   std::atomic<double> sampleRate_{44100.0};
@@ -139,8 +142,10 @@ private:
   std::atomic<double> timeStamp_{0.0};
   std::atomic<int32_t> activeHalf_{0};
   std::atomic<bool> resetRequested_{false};
-  std::atomic<bool> workerBusy_{false}; ///< a lost update costs one block
-  std::atomic<int32_t> switchDepth_{0}; ///< not counted atomically: a driver sends one at a time
+  std::atomic<bool> acceptsBlocks_{false}; ///< while buffers exist and nobody stops
+  std::atomic<bool> filling_{false};       ///< a driver's own thread is in a block
+  std::atomic<bool> workerBusy_{false};    ///< a lost update costs one block
+  std::atomic<int32_t> switchDepth_{0};    ///< not counted atomically: a driver sends one at a time
   std::atomic<uint64_t> lostBlocks_{0};
 
   struct {

@@ -172,6 +172,11 @@ int32_t outputReady()
   return driver ? driver->table->outputReady(driver) : static_cast<int32_t>(loomNotPresent);
 }
 
+bool knowsOutputReady()
+{
+  return callForCode(&LoomDriverTable::outputReady) == 0;
+}
+
 int32_t getChannelInfo(LoomChannelInfo* info)
 {
   info->group = -1;

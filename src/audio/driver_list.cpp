@@ -104,6 +104,15 @@ void LoomDriverList::unselect()
   loom::setCurrent(nullptr);
 }
 
+void LoomDriverList::abandonSelected()
+{
+  if (selected_ < 0)
+    return;
+  LoomDriverEntry& entry = entries_[size_t(selected_)];
+  entry.interface = nullptr;
+  entry.module.abandon();
+}
+
 int32_t LoomDriverList::createDriver(int32_t index, LoomDriver** out)
 {
   if (!out)
@@ -114,24 +123,38 @@ int32_t LoomDriverList::createDriver(int32_t index, LoomDriver** out)
   if (entry.interface)
     return alreadyOpen;
   constexpr auto failed = static_cast<int32_t>(resultFailed);
-  std::string error;
+  error_ = "the module faulted while it was loaded";
   platform::Module module;
-  bool loaded = platform::guarded([&] { module = platform::Module::load(entry.server, error); });
+  platform::guarded([&] { module = platform::Module::load(entry.server, error_); });
+  if (!module)
+    return failed;
   auto* create =
       module.function<std::remove_pointer_t<LoomCreateDriverFunction>>("LoomCreateDriver");
-  if (!loaded || !create)
-    return failed;
   int32_t result = failed;
   void* made = nullptr;
-  if (!platform::guarded([&] { result = create(entry.classId.data(), &made); })) {
-    module.abandon(); // it faulted half-way; nobody knows what of it still runs
+  if (!create) {
+    error_ = "the module has no LoomCreateDriver: " + entry.server.string();
+  } else if (!platform::guarded([&] { result = create(entry.classId.data(), &made); })) {
+    error_ = "the module faulted while it made the driver: " + entry.server.string();
+    module.abandon(); // nobody knows what of it still runs
     return failed;
+  } else if (result == 0 && made) {
+    error_.clear();
+    entry.module = std::move(module);
+    *out = static_cast<LoomDriver*>(made);
+    return 0;
+  } else {
+    error_ = "the module makes no driver of this class: " + entry.server.string();
   }
-  if (result != 0 || !made)
-    return result ? result : failed;
-  entry.module = std::move(module);
-  *out = static_cast<LoomDriver*>(made);
-  return 0;
+  closeModule(module);
+  return result ? result : failed;
+}
+
+/// A module's own clean-up may fault, too; it then stays.
+void LoomDriverList::closeModule(platform::Module& module)
+{
+  if (!platform::guarded([&] { module.close(); }))
+    module.abandon();
 }
 
 void LoomDriverList::releaseDriver(LoomDriverEntry& entry)
@@ -139,7 +162,7 @@ void LoomDriverList::releaseDriver(LoomDriverEntry& entry)
   LoomDriver* driver = std::exchange(entry.interface, nullptr);
   if (driver && !platform::guarded([&] { driver->table->release(driver); }))
     entry.module.abandon();
-  entry.module.close();
+  closeModule(entry.module);
 }
 
 } // namespace orbi

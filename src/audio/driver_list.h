@@ -48,14 +48,19 @@ public:
   /// former selection is made again, and the answer is false all the same.
   bool selectByName(const char* name);
   void unselect();
+  const std::string& error() const { return error_; } ///< why the last driver wasn't made
+  /// The selected driver didn't come back from a call: it is never released and its module stays.
+  void abandonSelected();
 
 private:
   int32_t findByName(const char* name) const;
   int32_t createDriver(int32_t index, LoomDriver** out);
   void releaseDriver(LoomDriverEntry& entry);
+  static void closeModule(platform::Module& module);
 
   std::vector<LoomDriverEntry> entries_;
   int32_t selected_ = -1;
+  std::string error_;
 };
 
 #pragma pack(push, 4)
@@ -100,6 +105,7 @@ int32_t createBuffers(LoomBufferInfo* infos, int32_t count, int32_t frames,
 int32_t disposeBuffers();
 int32_t controlPanel();
 int32_t outputReady();
+bool knowsOutputReady(); ///< asked once, before any buffer exists
 
 } // namespace loom
 

@@ -17,7 +17,7 @@ public:
 
   virtual bool start(); ///< makes events and thread; false when it runs already or can't be made
   virtual void stop();  ///< waits for the thread, at most stopMilliseconds
-  virtual bool isAlive() const { return events_ && events_->alive.load(); }
+  virtual bool isAlive() const { return events_->alive.load(); }
   virtual void signalGo() { events_->go.set(); } ///< any thread, never blocks
   virtual bool waitGo();                         ///< whether it is still alive
   virtual void signalDone() { events_->done.set(); }
@@ -47,7 +47,8 @@ private:
     platform::Event done{platform::EventReset::automatic};
   };
 
-  std::shared_ptr<Events> events_; ///< shared with a thread that outlives its stop
+  std::shared_ptr<Events> events_ =
+      std::make_shared<Events>(); ///< shared with a thread that outlives its stop
   platform::ThreadHandle thread_;
   std::optional<platform::RecursiveLock>
       section_; ///< made with the thread; not taken by the device

@@ -84,6 +84,7 @@ uint64_t BlockStatistics::percentile(double share) const
 
 std::string BlockStatistics::json(const std::string& driver, double rate, int32_t frames) const
 {
+  // A block that the worker missed shows as a gap, too; one at the very end only in the count.
   double mean = blocks_ ? static_cast<double>(sum_) / static_cast<double>(blocks_) : 0.0;
   double blockNanoseconds = rate > 0.0 ? 1e9 * frames / rate : 0.0;
   char line[512];
@@ -92,7 +93,7 @@ std::string BlockStatistics::json(const std::string& driver, double rate, int32_
                 "\"lost\": %llu, \"late\": %llu, \"process_ns\": {\"mean\": %.0f, \"p50\": %llu, "
                 "\"p99\": %llu, \"max\": %llu}, \"load\": %.6f}",
                 quoted(driver).c_str(), rate, frames, static_cast<unsigned long long>(blocks_),
-                static_cast<unsigned long long>(device_.lostBlocks() + gaps_),
+                static_cast<unsigned long long>(std::max(device_.lostBlocks(), gaps_)),
                 static_cast<unsigned long long>(late_), mean,
                 static_cast<unsigned long long>(percentile(0.5)),
                 static_cast<unsigned long long>(percentile(0.99)),

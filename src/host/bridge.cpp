@@ -80,6 +80,8 @@ void OrbiPlayerAudioBridge::Buffers::clear()
 
 void OrbiPlayerAudioBridge::formatChanged(int32_t frames, double sampleRate)
 {
+  if (plugin_.isAbandoned())
+    return; // it may come back yet and finds its buffers as they were
   if (frames != blockFrames_) {
     blockFrames_ = frames;
     inputs_.allocate(plugin_.numInputs(), frames);
@@ -125,16 +127,16 @@ void OrbiPlayerAudioBridge::process()
   inProcess_.store(true, std::memory_order_relaxed);
   LoomDevice* device = LoomDevice::instance();
   OrbPluginHost* host = OrbPluginHost::instance();
-  if (!stopRequested_.load(std::memory_order_relaxed) && device && plugin_.effect()) {
+  bool runs = !stopRequested_.load(std::memory_order_relaxed) && !plugin_.isAbandoned();
+  if (runs && device && plugin_.effect()) {
     int32_t frames = device->blockFrames();
     if (host)
       host->updateTime(device->samplePosition(), device->timeStamp(), -1.0, false);
     handOverEvents();
     runPlugin(frames);
-    if (tap_)
-      tap_->processed(outputs_.pointers.data(), static_cast<int32_t>(outputs_.pointers.size()),
-                      frames);
-    route(*device, frames);
+    // After a stop that didn't wait, what follows isn't this block's any more.
+    if (!plugin_.isAbandoned())
+      deliver(*device, frames);
   }
   inProcess_.store(false, std::memory_order_release); // who sees it finds the block done
 }
@@ -156,6 +158,14 @@ void OrbiPlayerAudioBridge::runPlugin(int32_t frames)
   }
   if (!sounds)
     outputs_.clear(); // it faulted: silence instead of what it left
+}
+
+void OrbiPlayerAudioBridge::deliver(LoomDevice& device, int32_t frames)
+{
+  if (tap_)
+    tap_->processed(outputs_.pointers.data(), static_cast<int32_t>(outputs_.pointers.size()),
+                    frames);
+  route(device, frames);
 }
 
 void OrbiPlayerAudioBridge::route(LoomDevice& device, int32_t frames)
@@ -221,12 +231,11 @@ void OrbiPlayerAudioBridge::saveRouting()
 void OrbiPlayerAudioBridge::saveSettings()
 {
   LoomDevice* device = LoomDevice::instance();
-  if (device && settings_) {
-    char driver[LoomDriverList::nameLimit] = {};
-    device->driverName(driver);
-    settings_->setString("OrbiPlayerAudio", "LOOM Driver",
-                         storedDriver_.empty() ? driver : storedDriver_);
-  }
+  char driver[LoomDriverList::nameLimit] = {};
+  // A start that failed leaves what was stored as it was.
+  if (device && settings_ && device->isOpened() && device->driverName(driver) &&
+      runDriver_ != driver)
+    settings_->setString("OrbiPlayerAudio", "LOOM Driver", driver);
   saveRouting();
 }
 

@@ -57,9 +57,8 @@ public:
   double sampleRate() const { return sampleRate_; }
   bool isInProcess() const { return inProcess_.load(std::memory_order_acquire); }
   void setTap(ProcessTap* tap) { tap_ = tap; } ///< while stopped
-  /// The driver whose name is written at the end; another one than the selected for a run that was
-  /// told to use it. Empty: the selected one's.
-  void setStoredDriver(std::string name) { storedDriver_ = std::move(name); }
+  /// A driver that this run was told to use: its name isn't stored, what was stored stays.
+  void setRunDriver(std::string name) { runDriver_ = std::move(name); }
 
   int32_t handleMessage(FMessage& message) override; ///< "Idle"
 
@@ -78,6 +77,7 @@ private:
   static std::unique_ptr<OrbEventList, EventListFree> makeEventList();
   void handOverEvents() ORBI_REALTIME;
   void runPlugin(int32_t frames) ORBI_REALTIME;
+  void deliver(LoomDevice& device, int32_t frames) ORBI_REALTIME;
   void route(LoomDevice& device, int32_t frames) ORBI_REALTIME;
 
   static inline OrbiPlayerAudioBridge* instance_ = nullptr;
@@ -94,7 +94,7 @@ private:
   ProcessTap* tap_ = nullptr;
   int32_t blockFrames_ = 0;
   double sampleRate_ = 44100.0;
-  std::string storedDriver_;
+  std::string runDriver_;
   std::atomic<bool> stopRequested_{false}; ///< nothing sets it; for a stop that would need it
   std::atomic<bool> inProcess_{false};
 };

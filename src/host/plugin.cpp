@@ -1,5 +1,6 @@
 #include "host/plugin.h"
 
+#include "foundation/class_registry.h"
 #include "foundation/message.h"
 #include "host/output_arrangement.h"
 #include "platform/fault_guard.h"
@@ -9,6 +10,8 @@
 #include <cstring>
 
 namespace orbi {
+
+CM_REGISTER_ABSTRACT(OrbPlugin); // needs its module
 
 namespace {
 
@@ -22,6 +25,12 @@ struct TextBuffer {
   char text[4 * textBytes] = {};
   std::string cut(size_t bytes) const { return {text, strnlen(text, bytes - 1)}; }
 };
+
+/// Buffers are made for as many channels as a plug-in claims, so it isn't believed without end.
+bool isCredible(int32_t channels)
+{
+  return channels >= 0 && channels <= OrbPlugin::maxChannels;
+}
 
 std::string trimmed(const std::string& text)
 {
@@ -53,7 +62,7 @@ OrbPlugin::~OrbPlugin()
     application->removeIdle(this);
   if (current_ == this)
     current_ = nullptr;
-  if (keepsLibrary_ || !platform::guarded([this] { module_.close(); }))
+  if (keepsLibrary_ || hasFaulted() || !platform::guarded([this] { module_.close(); }))
     module_.abandon();
 }
 
@@ -76,10 +85,26 @@ bool OrbPlugin::load(const std::filesystem::path& module, OrbHostCallback callba
     if (!entry)
       entry = module_.function<std::remove_pointer_t<OrbPluginEntry>>(name);
   OrbEffect* effect = nullptr;
-  if (!entry || !guard([&] { effect = entry(callback); }) || !effect || !effect->dispatcher)
+  bool usable = false;
+  auto enter = [&] {
+    effect = entry(callback);
+    usable = effect && effect->dispatcher && isCredible(effect->numInputs) &&
+             isCredible(effect->numOutputs);
+  };
+  if (!entry || !guard(enter) || !usable)
     return false;
   effect_ = effect;
   return true;
+}
+
+int32_t OrbPlugin::numInputs() const
+{
+  return effect_ ? std::clamp(effect_->numInputs, 0, maxChannels) : 0;
+}
+
+int32_t OrbPlugin::numOutputs() const
+{
+  return effect_ ? std::clamp(effect_->numOutputs, 0, maxChannels) : 0;
 }
 
 bool OrbPlugin::open()
@@ -90,8 +115,8 @@ bool OrbPlugin::open()
     call(effect_, opSetSampleRate, 0, 0, nullptr, firstSampleRate);
     call(effect_, opSetBlockSize, 0, firstBlockFrames, nullptr, 0.0f);
     char question[] = "receiveOrbMidiEvent";
-    if (call(effect_, opCanDo, 0, 0, question, 0.0f) == 1)
-      receivesMidi.store(true, std::memory_order_relaxed);
+    receivesMidi.store(call(effect_, opCanDo, 0, 0, question, 0.0f) == 1,
+                       std::memory_order_relaxed);
   });
 }
 
@@ -104,13 +129,14 @@ void OrbPlugin::close()
 void OrbPlugin::abandon()
 {
   faulted_.store(true, std::memory_order_relaxed);
-  keepsLibrary_ = abandoned_ = true;
+  keepsLibrary_ = true;
+  abandoned_.store(true, std::memory_order_relaxed);
 }
 
 int64_t OrbPlugin::dispatch(int32_t opcode, int32_t index, int64_t value, void* ptr, float opt)
 {
   int64_t result = 0;
-  if (!effect_ || abandoned_)
+  if (!effect_ || isAbandoned())
     return 0;
   bool done = guard([&] { result = effect_->dispatcher(effect_, opcode, index, value, ptr, opt); });
   return done ? result : 0;

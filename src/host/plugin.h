@@ -21,6 +21,7 @@ class OrbPlugin final : public CmClass<OrbPlugin, CmObject> {
 public:
   static constexpr const char* className = "OrbPlugin";
   static constexpr size_t nameBytes = 64;
+  static constexpr int32_t maxChannels = 1024; ///< a plug-in that claims more isn't loaded
 
   OrbPlugin(const std::string& moduleName, int32_t moduleIndex);
   OrbPlugin(const OrbPlugin&) = delete;
@@ -35,15 +36,15 @@ public:
   void close(); ///< opClose
   /// A call didn't come back: from here on nothing of it is called and its library stays.
   void abandon();
-  bool isAbandoned() const { return abandoned_; }
+  bool isAbandoned() const { return abandoned_.load(std::memory_order_relaxed); }
 
   // What it is
   const std::string& name() const { return name_; }
   int32_t moduleIndex() const { return moduleIndex_; }
   int32_t openIndex = -1; ///< place in the host's list
   OrbEffect* effect() const { return effect_; }
-  int32_t numInputs() const { return effect_ ? effect_->numInputs : 0; }
-  int32_t numOutputs() const { return effect_ ? effect_->numOutputs : 0; }
+  int32_t numInputs() const; ///< as they are now, at most maxChannels
+  int32_t numOutputs() const;
   int32_t numPrograms() const { return effect_ ? effect_->numPrograms : 0; }
   int32_t numParams() const { return effect_ ? effect_->numParams : 0; }
   bool canReplace() const { return effect_ && (effect_->flags & orbHasReplacing); }
@@ -96,7 +97,7 @@ private:
   int32_t moduleIndex_;
   bool suspended_ = true;
   bool keepsLibrary_ = false;
-  bool abandoned_ = false;
+  std::atomic<bool> abandoned_{false};
   std::atomic<bool> faulted_{false}; ///< processing faulted: it isn't called for audio any more
 };
 

@@ -1,5 +1,6 @@
 #include "host/plugin_host.h"
 
+#include "foundation/class_registry.h"
 #include "foundation/file_type.h"
 #include "foundation/ref.h"
 #include "platform/paths.h"
@@ -10,6 +11,8 @@
 #include <cstring>
 
 namespace orbi {
+
+CM_REGISTER_ABSTRACT(OrbPluginHost); // one, made by the application
 
 namespace {
 
@@ -40,9 +43,10 @@ FFileType moduleType()
 
 OrbPluginHost::OrbPluginHost(const std::filesystem::path& executable, Search search,
                              const char* name)
-    : executable_(executable), timeBlock_(firstTime)
+    : executable_(executable)
 {
   instance_ = this;
+  timeBlock_ = firstTime;
   if (search == Search::besideProgram)
     findBeside();
   else if (name)
@@ -54,6 +58,8 @@ OrbPluginHost::~OrbPluginHost()
   unloadAll();
   instance_ = nullptr;
 }
+
+alignas(64) OrbTimeBlock OrbPluginHost::timeBlock_ = firstTime;
 
 // ---- modules ----
 
@@ -89,13 +95,20 @@ void OrbPluginHost::findByName(const char* name)
   std::string folder = command ? folderOfCommand(*command) : std::string();
   if (folder.empty())
     return;
-  std::filesystem::path module =
-      std::filesystem::path(folder) / (std::string(name) + "." + moduleType().extension.text());
-  std::error_code error;
-  if (!std::filesystem::exists(module, error))
-    return;
   directory_ = folder;
-  modules_.push_back({module.filename().string()});
+  std::error_code error;
+  if (std::filesystem::exists(modulePath(name), error))
+    modules_.push_back({name});
+}
+
+/// A name without extension stands for the module of that name.
+std::filesystem::path OrbPluginHost::modulePath(const std::string& name) const
+{
+  std::filesystem::path path = directory_ / name;
+  std::error_code error;
+  if (!std::filesystem::exists(path, error))
+    path += std::string(".") + moduleType().extension.text();
+  return path;
 }
 
 // ---- plug-ins ----
@@ -107,7 +120,7 @@ OrbPlugin* OrbPluginHost::loadPlugin(int32_t moduleIndex)
   ModuleEntry& entry = modules_[size_t(moduleIndex)];
   auto plugin = make<OrbPlugin>(entry.name, moduleIndex);
   loading_ = plugin.get();
-  bool opened = plugin->load(directory_ / entry.name, &OrbPluginHost::callback);
+  bool opened = plugin->load(modulePath(entry.name), &OrbPluginHost::callback);
   // Its entry may have asked for idle calls when nobody knew yet whose entry it is.
   if (needsIdle_.load(std::memory_order_relaxed))
     plugin->needsIdle.store(true, std::memory_order_relaxed);

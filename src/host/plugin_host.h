@@ -76,6 +76,7 @@ private:
 
   void findBeside();
   void findByName(const char* name);
+  std::filesystem::path modulePath(const std::string& name) const;
   OrbPlugin* findPlugin(const OrbEffect* effect) const;
   int64_t answer(OrbPlugin* plugin, int32_t opcode, int64_t value, void* ptr);
   int64_t answerChunkFile(void* ptr) const;
@@ -88,7 +89,8 @@ private:
   std::vector<OrbPlugin*> openPlugins_;
   OrbPlugin* loading_ = nullptr; ///< its entry was called, it isn't in the list yet
   std::atomic<bool> needsIdle_{false};
-  alignas(64) OrbTimeBlock timeBlock_;
+  // For the process: a plug-in that outlived its unloading may still look at it.
+  alignas(64) static OrbTimeBlock timeBlock_;
 };
 
 } // namespace orbi

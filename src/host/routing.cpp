@@ -1,11 +1,14 @@
 #include "host/routing.h"
 
+#include "foundation/class_registry.h"
 #include "host/plugin.h"
 #include "host/settings.h"
 
 #include <algorithm>
 
 namespace orbi {
+
+CM_REGISTER_ABSTRACT(PluginRouting); // needs its plug-in
 
 namespace {
 

@@ -71,7 +71,7 @@ bool PSysexChunk::loadAttributes(const FAttributes& attributes)
 {
   int64_t blocks = 1;
   attributes.getInt("ChunkCounter", blocks);
-  FBuffer loaded(32);
+  FBuffer loaded(bytes_); // what is read is appended; a damaged block changes nothing
   CmString key;
   for (int64_t i = 0; i < blocks; ++i) {
     int64_t size = 0;

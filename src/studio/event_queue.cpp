@@ -19,6 +19,12 @@ bool PEventQueue::insertEvent(PEvent* event)
   return true;
 }
 
+PEventQueueLocked::PEventQueueLocked(const PEventQueueLocked& other)
+    : CmClass(), spareFlag(other.spareFlag), busy(other.busy.load()),
+      clearDeferred_(other.clearDeferred_)
+{
+}
+
 void PEventQueueLocked::removeAll()
 {
   if (busy.fetch_add(1) == 0) {

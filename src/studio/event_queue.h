@@ -15,6 +15,10 @@ public:
 
   PEventQueue() : CmClass(CmOwnership::shares) {}
 
+  // The ways of a list lead to insertEvent, too; anything but an event is refused
+  bool add(CmObject* item) override { return insertEvent(castTo<PEvent>(item)); }
+  bool insertAt(int32_t, CmObject* item) override { return add(item); }
+
   /// Walks from the tail, since events usually come in order. False only for null.
   bool insertEvent(PEvent* event);
   bool addEvent(PEvent* event) { return insertEvent(event); }
@@ -29,6 +33,10 @@ public:
 class PEventQueueLocked final : public CmClass<PEventQueueLocked, PEventQueue> {
 public:
   static constexpr const char* className = "PEventQueueLocked";
+
+  PEventQueueLocked() = default;
+  /// Takes over the marks; the events stay where they are, one stands in one list at a time.
+  PEventQueueLocked(const PEventQueueLocked& other);
 
   void removeAll() override;
 
