@@ -61,20 +61,24 @@ bool LoomDevice::selectDriver(int32_t index)
     return true;
   bool wasRunning = running_;
   close();
-  if (!selectAny(wanted, hadDriver ? former : nullptr)) {
-    info_ = {};
-    drivers_->error().copy(info_.errorMessage, sizeof info_.errorMessage - 1);
-    return false;
+  std::string failure;
+  bool opens = selectAny(wanted, hadDriver ? former : nullptr, failure) && open();
+  if (!failure.empty()) { // another driver than the wanted one is no reason to forget why
+    std::memset(info_.errorMessage, 0, sizeof info_.errorMessage);
+    failure.copy(info_.errorMessage, sizeof info_.errorMessage - 1);
   }
-  if (!open())
+  if (!opens)
     return false;
   return wasRunning ? start() : true;
 }
 
 /// The wanted driver, else the former one, else the first of the list that can be made.
-bool LoomDevice::selectAny(const char* wanted, const char* former)
+bool LoomDevice::selectAny(const char* wanted, const char* former, std::string& failure)
 {
-  if (drivers_->selectByName(wanted) || (former && drivers_->selectByName(former)))
+  if (drivers_->selectByName(wanted))
+    return true;
+  failure = drivers_->error();
+  if (former && drivers_->selectByName(former))
     return true;
   char name[LoomDriverList::nameLimit];
   for (int32_t i = 0; driverName(name, i); ++i)

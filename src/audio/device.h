@@ -91,7 +91,7 @@ private:
   bool readChannelCounts();
   bool readBufferSize();
   void readSampleRate();
-  bool selectAny(const char* wanted, const char* former);
+  bool selectAny(const char* wanted, const char* former, std::string& failure);
 
   // Buffers
   bool createBuffers();

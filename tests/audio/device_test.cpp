@@ -3,6 +3,8 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
+#include <thread>
+
 using namespace orbi;
 
 namespace {
@@ -279,6 +281,29 @@ TEST_F(Device, a_worker_that_does_not_return_is_left_behind_and_finds_nothing_fr
   EXPECT_TRUE(device.start()); // direct blocks come through as before
   driver.switchBuffers(0, 1);
   EXPECT_EQ(sampleOf(0, 0), 0.25f);
+}
+
+TEST_F(Device, a_switch_while_there_are_no_buffers_is_dropped)
+{
+  ASSERT_TRUE(openAndStart());
+  device.stop();
+  for (int direct : {0, 1})
+    driver.switchBuffers(0, direct);
+  EXPECT_EQ(listener.blocks, 0);
+}
+
+TEST_F(Device, a_direct_block_that_does_not_return_takes_nothing_with_it)
+{
+  ASSERT_TRUE(openAndStart());
+  listener.hold = true;
+  std::thread thread([&] { driver.switchBuffers(0, 1); });
+  DriverProbe::waitUntil([&] { return listener.inside.load(); });
+  driver.takeCalls();
+  device.stop();
+  EXPECT_TRUE(device.isHung());
+  EXPECT_EQ(driver.takeCalls(), "stop\n"); // its buffers stay
+  listener.hold = false;
+  thread.join();
 }
 
 TEST_F(Device, a_reset_asked_for_on_any_thread_is_carried_out_by_the_check)

@@ -223,12 +223,35 @@ def signals_stop_in_order_and_a_cut_render_fails(folder):
         check(process.returncode == 0 and json.loads(out)["blocks"] > 0, process.returncode, out)
     path = pathlib.Path(folder) / "cut.wav"
     long = song(folder, [(0, (0x90, 60, 100)), (960 * 3600, (0x80, 60, 0))])
+    path.write_text("what was there")
     process = subprocess.Popen([PLAYER, "--play", long, "--render", path], stderr=subprocess.PIPE,
                                text=True)
     time.sleep(0.7)
     process.send_signal(signal.SIGTERM)
     _, words = process.communicate(timeout=20)
     check(process.returncode == 1 and "cut.wav" in words, process.returncode, words)
+    check(path.read_text() == "what was there" and len(list(path.parent.iterdir())) == 2)
+
+
+@case
+def a_run_with_an_end_ends_without_blocks_and_without_its_driver(folder):
+    folder = pathlib.Path(folder)
+    shutil.copy(BIN / "orbiplayer", folder / "Sine")
+    shutil.copy(BUILD / "sdk" / "sine.so", folder / "Sine.so")
+    drivers = folder / "Loom Drivers"
+    drivers.mkdir()
+    # A driver that opens and doesn't start, and one that isn't there.
+    (drivers / "a.loom").write_text("clsid={01000000-0000-0000-0000-000000000000}\n"
+                                    "description=Probe\nserver=" + str(BUILD / "tests" / "probe"
+                                                                      / "probe_driver.so") + "\n")
+    result = run(folder / "Sine", "--driver", "Probe", "--seconds", "0.2", timeout=20,
+                 env=dict(os.environ, PROBE_FAILING="start"))
+    check_one_line(result, 0, "Probe")
+    result = run(folder / "Sine", "--play", DEMO, "--render", folder / "x.wav", timeout=20)
+    check_one_line(result, 1, "LOOM File Driver")
+    (drivers / "b.loom").write_text("clsid={0}\ndescription=LOOM File Driver\nserver=none.so\n")
+    result = run(folder / "Sine", "--play", DEMO, "--render", folder / "x.wav", timeout=20)
+    check_one_line(result, 1, "LOOM File Driver", "none.so")
 
 
 @case

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
+#include <utility>
+
 using namespace orbi;
 
 namespace {
@@ -111,6 +113,12 @@ TEST_F(PluginHost, a_fault_on_the_way_to_an_open_plugin_leaves_nothing_open)
   probe->isNull = true;
   EXPECT_EQ(host.loadPlugin(0), nullptr);
   probe->isNull = false;
+  for (int* claimed : {&probe->numInputs, &probe->numOutputs})
+    for (int channels : {-1, OrbPlugin::maxChannels + 1, INT32_MAX}) {
+      int honest = std::exchange(*claimed, channels);
+      EXPECT_EQ(host.loadPlugin(0), nullptr) << channels;
+      *claimed = honest;
+    }
   load(); // and the next one opens
 }
 
