@@ -12,7 +12,7 @@ static jack_port_t* ports[2];
 static OrbEffect* effect;
 
 static int64_t answer(OrbEffect* caller, int32_t opcode, int32_t index, int64_t value, void* ptr,
-                             float opt)
+                      float opt)
 {
   (void)caller, (void)index, (void)value, (void)ptr, (void)opt;
   return opcode == hostVersion ? 2400 : 0;

@@ -1,4 +1,5 @@
-/* An instrument with four outputs that does nothing: what is left of a run is the host's own share. */
+/* An instrument with four outputs that does nothing: what is left of a run is the host's own share.
+ */
 #include "orb/orb.h"
 
 static int64_t dispatch(OrbEffect* effect, int32_t opcode, int32_t index, int64_t value, void* ptr,

@@ -33,19 +33,19 @@ extern "C" {
 
 enum LoomError {
   loomOk = 0,
-  loomNotPresent = -1000,  /* no hardware, no server, no driver */
-  loomBadMode = -999,      /* wrong call order */
+  loomNotPresent = -1000, /* no hardware, no server, no driver */
+  loomBadMode = -999,     /* wrong call order */
   loomBadParameter = -998,
-  loomNoClock = -995,      /* the device can't run at this rate */
+  loomNoClock = -995, /* the device can't run at this rate */
   loomNoMemory = -994
 };
 
-/* ---- sample formats ------------------------------------------------------------------------------
- * X(name in settings, type number, bytes a sample in a file, big-endian)
- * The types with a number of bits behind the underscore are 32-bit containers of which that many
- * bits are used. The host packs their samples: 2 bytes each for 16 bits, 3 bytes each for 18, 20 and
- * 24 bits, without gaps, in the first part of the buffer; the buffer still has room for 4 bytes a
- * sample. */
+/* ---- sample formats
+ * ------------------------------------------------------------------------------ X(name in
+ * settings, type number, bytes a sample in a file, big-endian) The types with a number of bits
+ * behind the underscore are 32-bit containers of which that many bits are used. The host packs
+ * their samples: 2 bytes each for 16 bits, 3 bytes each for 18, 20 and 24 bits, without gaps, in
+ * the first part of the buffer; the buffer still has room for 4 bytes a sample. */
 #define LOOM_SAMPLE_FORMATS(X)                                                                     \
   X(int16be, 0, 2, 1)                                                                              \
   X(int24be, 1, 3, 1)                                                                              \
@@ -68,7 +68,8 @@ enum LoomError {
 enum LoomSampleType { LOOM_SAMPLE_FORMATS(LOOM_FORMAT_ENUM) loomSampleTypes_ = 32 };
 #undef LOOM_FORMAT_ENUM
 
-/* ---- structures that travel ---------------------------------------------------------------------- */
+/* ---- structures that travel
+ * ---------------------------------------------------------------------- */
 
 enum { loomMaxChannels = 128, loomNameBytes = 32, loomErrorBytes = 124, loomTimeRecordBytes = 148 };
 
@@ -110,16 +111,17 @@ enum LoomSelector {
 
 /* The host's functions. They carry no context: one device is open at a time. */
 typedef struct LoomCallbacks {
-  /* half: 0 or 1, the half to fill now. direct: 1 when the host may fill it on this thread before it
-   * returns; otherwise it wakes a thread of its own and returns at once, and a block that finds that
-   * thread busy is lost. A switch inside a switch is dropped. */
+  /* half: 0 or 1, the half to fill now. direct: 1 when the host may fill it on this thread before
+   * it returns; otherwise it wakes a thread of its own and returns at once, and a block that finds
+   * that thread busy is lost. A switch inside a switch is dropped. */
   void (*bufferSwitch)(int32_t half, int32_t direct);
   void (*sampleRateChanged)(double rate);
   int32_t (*message)(int32_t selector, int32_t value, ...); /* LoomSelector */
   LoomTimeRecord* (*bufferSwitchTimeInfo)(LoomTimeRecord* time, int32_t half, int32_t direct);
 } LoomCallbacks;
 
-/* ---- the driver object --------------------------------------------------------------------------- */
+/* ---- the driver object
+ * --------------------------------------------------------------------------- */
 
 typedef struct LoomDriver LoomDriver;
 
@@ -131,11 +133,12 @@ typedef struct LoomDriverTable {
   int32_t (*init)(LoomDriver* self, void* systemHandle); /* nonzero on success */
   void (*getDriverName)(LoomDriver* self, char* name);   /* loomNameBytes */
   int32_t (*getDriverVersion)(LoomDriver* self);         /* -> version */
-  void (*getErrorMessage)(LoomDriver* self, char* text); /* loomErrorBytes; why the last call failed */
+  void (*getErrorMessage)(LoomDriver* self,
+                          char* text); /* loomErrorBytes; why the last call failed */
 
   int32_t (*start)(LoomDriver* self);
-  /* Returns after the last buffer switch has returned. Called from within a buffer switch it returns
-   * at once, and that switch is the last one whose block is played. */
+  /* Returns after the last buffer switch has returned. Called from within a buffer switch it
+   * returns at once, and that switch is the last one whose block is played. */
   int32_t (*stop)(LoomDriver* self);
   int32_t (*getChannels)(LoomDriver* self, int32_t* inputs, int32_t* outputs);
   int32_t (*getLatencies)(LoomDriver* self, int32_t* input, int32_t* output); /* frames */
@@ -164,7 +167,8 @@ struct LoomDriver {
  * 0 and a driver with one reference, or an error. The class id is in the memory order of a GUID. */
 typedef int32_t (*LoomCreateDriverFunction)(const uint8_t classId[16], void** driver);
 
-/* ---- what is fixed to the byte --------------------------------------------------------------------- */
+/* ---- what is fixed to the byte
+ * --------------------------------------------------------------------- */
 
 LOOM_ASSERT(sizeof(LoomChannelInfo) == 52);
 LOOM_ASSERT(offsetof(LoomChannelInfo, type) == 16);

@@ -2,8 +2,8 @@
  *
  * A plug-in is a dynamic library with one exported function, OrbPluginMain ("ORBPluginMain", also
  * looked up as "MAIN" and "main"). The host calls it once with its callback; the plug-in answers
- * with an OrbEffect that it owns until opClose, or with null when it can't run. Everything else goes
- * through the functions of that structure.
+ * with an OrbEffect that it owns until opClose, or with null when it can't run. Everything else
+ * goes through the functions of that structure.
  *
  * All structures are fixed to the byte on 64-bit systems, integers are little-endian, texts are
  * zero-terminated. Audio is 32-bit float, nominally -1.0 to +1.0, one buffer a channel.
@@ -52,8 +52,8 @@ enum {
 };
 
 enum OrbEffectFlags {
-  orbHasReplacing = 1 << 4,   /* processReplacing may be called */
-  orbProgramChunks = 1 << 5   /* programs and banks are opaque chunks: opGetChunk, opSetChunk */
+  orbHasReplacing = 1 << 4, /* processReplacing may be called */
+  orbProgramChunks = 1 << 5 /* programs and banks are opaque chunks: opGetChunk, opSetChunk */
 };
 
 struct OrbEffect {
@@ -73,54 +73,57 @@ struct OrbEffect {
   OrbProcess processReplacing; /* overwrites the outputs */
 };
 
-/* ---- opcodes of OrbEffect::dispatcher --------------------------------------------------------- */
+/* ---- opcodes of OrbEffect::dispatcher ---------------------------------------------------------
+ */
 
 enum OrbEffectOpcode {
   opOpen = 0,
-  opClose = 1,                /* the last call; the effect is gone afterwards */
-  opSetProgram = 2,           /* value: program */
-  opGetProgram = 3,           /* -> current program */
-  opSetProgramName = 4,       /* index: program, ptr: text */
-  opGetProgramName = 5,       /* ptr: 128 bytes; -> negative for none */
-  opSetSampleRate = 10,       /* opt: rate in Hz */
-  opSetBlockSize = 11,        /* value: frames, the most and the usual of one process call */
-  opMainsChanged = 12,        /* value: 1 on, 0 off; process is called only while on */
-  opEditorGetRect = 13,       /* ptr: address of an OrbRect pointer */
-  opEditorOpen = 14,          /* ptr: native window to draw in */
+  opClose = 1,          /* the last call; the effect is gone afterwards */
+  opSetProgram = 2,     /* value: program */
+  opGetProgram = 3,     /* -> current program */
+  opSetProgramName = 4, /* index: program, ptr: text */
+  opGetProgramName = 5, /* ptr: 128 bytes; -> negative for none */
+  opSetSampleRate = 10, /* opt: rate in Hz */
+  opSetBlockSize = 11,  /* value: frames, the most and the usual of one process call */
+  opMainsChanged = 12,  /* value: 1 on, 0 off; process is called only while on */
+  opEditorGetRect = 13, /* ptr: address of an OrbRect pointer */
+  opEditorOpen = 14,    /* ptr: native window to draw in */
   opEditorClose = 15,
   opEditorIdle = 19,
-  opGetChunk = 23,            /* index: 0 bank, 1 program; ptr: address of a data pointer; -> bytes */
-  opSetChunk = 24,            /* index: 0 bank, 1 program; value: bytes; ptr: data */
-  opProcessEvents = 25,       /* ptr: OrbEventList, valid until the process call that follows */
+  opGetChunk = 23,      /* index: 0 bank, 1 program; ptr: address of a data pointer; -> bytes */
+  opSetChunk = 24,      /* index: 0 bank, 1 program; value: bytes; ptr: data */
+  opProcessEvents = 25, /* ptr: OrbEventList, valid until the process call that follows */
   opGetOutputProperties = 34, /* index: output; ptr: OrbOutputProperties; -> nonzero when filled */
   opGetProductString = 48,    /* ptr: 64 bytes; -> 1 when filled */
   opVendorSpecific = 50,      /* index: tag, value: tag; -> 1 when handled */
   opCanDo = 51,               /* ptr: text; -> 1 for yes */
   opIdle = 53,
-  opEditorKeyDown = 59,       /* index: character, value: key code, opt: modifiers; -> above 0: used */
+  opEditorKeyDown = 59, /* index: character, value: key code, opt: modifiers; -> above 0: used */
   opBeginSetProgram = 67,
   opEndSetProgram = 68,
-  opBeginLoadBank = 75,       /* ptr: OrbBankInfo; -> -1 refuse, 0 no opinion, 1 accept */
-  opBeginLoadProgram = 76     /* ptr: OrbBankInfo; -> as above */
+  opBeginLoadBank = 75,   /* ptr: OrbBankInfo; -> -1 refuse, 0 no opinion, 1 accept */
+  opBeginLoadProgram = 76 /* ptr: OrbBankInfo; -> as above */
 };
 
-/* ---- opcodes of the host callback -------------------------------------------------------------- */
+/* ---- opcodes of the host callback --------------------------------------------------------------
+ */
 
 enum OrbHostOpcode {
-  hostVersion = 1,         /* -> 2400 */
-  hostWantsMidi = 6,       /* value: nonzero, the plug-in wants MIDI */
-  hostGetTime = 7,         /* -> address of the OrbTimeBlock */
-  hostNeedsIdle = 14,      /* asks for opIdle calls */
+  hostVersion = 1,    /* -> 2400 */
+  hostWantsMidi = 6,  /* value: nonzero, the plug-in wants MIDI */
+  hostGetTime = 7,    /* -> address of the OrbTimeBlock */
+  hostNeedsIdle = 14, /* asks for opIdle calls */
   hostAutomationState = 24,
-  hostVendorString = 32,   /* ptr: 64 bytes; -> 1 */
-  hostProductString = 33,  /* ptr: 64 bytes; -> 1 */
+  hostVendorString = 32,  /* ptr: 64 bytes; -> 1 */
+  hostProductString = 33, /* ptr: 64 bytes; -> 1 */
   hostVendorVersion = 34,
-  hostCanDo = 37,          /* ptr: text; -> 1 or 0 */
+  hostCanDo = 37, /* ptr: text; -> 1 or 0 */
   hostLanguage = 38,
-  hostChunkFile = 48       /* ptr: 2048 bytes; the file now being read or written; -> 1 */
+  hostChunkFile = 48 /* ptr: 2048 bytes; the file now being read or written; -> 1 */
 };
 
-/* ---- structures that travel -------------------------------------------------------------------- */
+/* ---- structures that travel --------------------------------------------------------------------
+ */
 
 enum OrbOutputFlags {
   orbOutputStereo = 1 << 1,     /* first of a stereo pair */
@@ -198,7 +201,8 @@ typedef struct OrbEventList {
   OrbMidiEventRecord* events[orbMaxEvents]; /* count in use; the host's block goes on behind them */
 } OrbEventList;
 
-/* ---- what is fixed to the byte ----------------------------------------------------------------- */
+/* ---- what is fixed to the byte -----------------------------------------------------------------
+ */
 
 ORB_ASSERT(offsetof(OrbEffect, dispatcher) == 8);
 ORB_ASSERT(offsetof(OrbEffect, processAccumulating) == 16);
