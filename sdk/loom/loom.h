@@ -40,12 +40,13 @@ enum LoomError {
   loomNoMemory = -994
 };
 
-/* ---- sample formats
- * ------------------------------------------------------------------------------ X(name in
- * settings, type number, bytes a sample in a file, big-endian) The types with a number of bits
- * behind the underscore are 32-bit containers of which that many bits are used. The host packs
- * their samples: 2 bytes each for 16 bits, 3 bytes each for 18, 20 and 24 bits, without gaps, in
- * the first part of the buffer; the buffer still has room for 4 bytes a sample. */
+/* ---- sample formats ---- */
+
+/* X(name in settings, type number, bytes a sample in a file, big-endian)
+ * The types with a number of bits behind the underscore are 32-bit containers of which that many
+ * bits are used. The host packs their samples: 2 bytes each for 16 bits, 3 bytes each for 18, 20
+ * and 24 bits, without gaps, in the first part of the buffer; the buffer still has room for 4 bytes
+ * a sample. */
 #define LOOM_SAMPLE_FORMATS(X)                                                                     \
   X(int16be, 0, 2, 1)                                                                              \
   X(int24be, 1, 3, 1)                                                                              \
@@ -68,8 +69,7 @@ enum LoomError {
 enum LoomSampleType { LOOM_SAMPLE_FORMATS(LOOM_FORMAT_ENUM) loomSampleTypes_ = 32 };
 #undef LOOM_FORMAT_ENUM
 
-/* ---- structures that travel
- * ---------------------------------------------------------------------- */
+/* ---- structures that travel ---- */
 
 enum { loomMaxChannels = 128, loomNameBytes = 32, loomErrorBytes = 124, loomTimeRecordBytes = 148 };
 
@@ -120,8 +120,7 @@ typedef struct LoomCallbacks {
   LoomTimeRecord* (*bufferSwitchTimeInfo)(LoomTimeRecord* time, int32_t half, int32_t direct);
 } LoomCallbacks;
 
-/* ---- the driver object
- * --------------------------------------------------------------------------- */
+/* ---- the driver object ---- */
 
 typedef struct LoomDriver LoomDriver;
 
@@ -167,8 +166,7 @@ struct LoomDriver {
  * 0 and a driver with one reference, or an error. The class id is in the memory order of a GUID. */
 typedef int32_t (*LoomCreateDriverFunction)(const uint8_t classId[16], void** driver);
 
-/* ---- what is fixed to the byte
- * --------------------------------------------------------------------- */
+/* ---- what is fixed to the byte ---- */
 
 LOOM_ASSERT(sizeof(LoomChannelInfo) == 52);
 LOOM_ASSERT(offsetof(LoomChannelInfo, type) == 16);

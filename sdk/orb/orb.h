@@ -45,7 +45,7 @@ typedef float (*OrbGetParameter)(OrbEffect* effect, int32_t index);
 /* The entry point: ORB_EXPORT OrbEffect* ORBPluginMain(OrbHostCallback host); */
 typedef OrbEffect* (*OrbPluginEntry)(OrbHostCallback host);
 
-/* ---- the effect ------------------------------------------------------------------------------ */
+/* ---- the effect ---- */
 
 enum {
   orbMagic = 0x4F524250 /* for OrbEffect::magic; hosts don't look at it */
@@ -73,8 +73,7 @@ struct OrbEffect {
   OrbProcess processReplacing; /* overwrites the outputs */
 };
 
-/* ---- opcodes of OrbEffect::dispatcher ---------------------------------------------------------
- */
+/* ---- opcodes of OrbEffect::dispatcher ---- */
 
 enum OrbEffectOpcode {
   opOpen = 0,
@@ -105,8 +104,7 @@ enum OrbEffectOpcode {
   opBeginLoadProgram = 76 /* ptr: OrbBankInfo; -> as above */
 };
 
-/* ---- opcodes of the host callback --------------------------------------------------------------
- */
+/* ---- opcodes of the host callback ---- */
 
 enum OrbHostOpcode {
   hostVersion = 1,    /* -> 2400 */
@@ -122,8 +120,7 @@ enum OrbHostOpcode {
   hostChunkFile = 48 /* ptr: 2048 bytes; the file now being read or written; -> 1 */
 };
 
-/* ---- structures that travel --------------------------------------------------------------------
- */
+/* ---- structures that travel ---- */
 
 enum OrbOutputFlags {
   orbOutputStereo = 1 << 1,     /* first of a stereo pair */
@@ -201,8 +198,7 @@ typedef struct OrbEventList {
   OrbMidiEventRecord* events[orbMaxEvents]; /* count in use; the host's block goes on behind them */
 } OrbEventList;
 
-/* ---- what is fixed to the byte -----------------------------------------------------------------
- */
+/* ---- what is fixed to the byte ---- */
 
 ORB_ASSERT(offsetof(OrbEffect, dispatcher) == 8);
 ORB_ASSERT(offsetof(OrbEffect, processAccumulating) == 16);
