@@ -12,6 +12,13 @@ uint32_t packKey(const char* text)
   return key;
 }
 
+bool hasPlainKind(const FAttributeValue& value)
+{
+  uint16_t kind = value.persistentKind();
+  return kind == attributeInt || kind == attributeDouble || kind == attributeText ||
+         kind == attributeObject;
+}
+
 FIntIDAttribute* findKey(const CmArray& values, uint32_t key)
 {
   for (CmObject* item : values)
@@ -27,7 +34,7 @@ void exportAttributes(const CmArray& values, FAttributes& target, const char* ke
   FAttributes* container = nullptr;
   for (CmObject* item : values) {
     auto* value = castTo<FIntIDAttribute>(item);
-    if (!value || (value->kind() & (attributeUser0 | attributeNoExport)))
+    if (!value || (value->kind() & attributeUser0) || !hasPlainKind(*value))
       continue;
     if (!container) {
       container = new FAttributes;
@@ -47,9 +54,7 @@ bool importAttributes(CmArray& values, const FAttributes& source, ImportMode mod
     return false;
   for (uint32_t i = 0; i < container->count(); ++i) {
     const FStringIDAttribute* stored = container->at(i);
-    uint16_t kind = stored->persistentKind();
-    if (kind != attributeInt && kind != attributeDouble && kind != attributeText &&
-        kind != attributeObject)
+    if (!hasPlainKind(*stored))
       continue;
     uint32_t packed = packKey(stored->key().text());
     FIntIDAttribute* value = findKey(values, packed);

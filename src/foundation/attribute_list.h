@@ -2,6 +2,7 @@
 
 #include "foundation/array.h"
 #include "foundation/attribute_value.h"
+#include "foundation/buffer.h"
 
 #include <vector>
 
@@ -38,7 +39,8 @@ struct AttributeVariant {
   };
 };
 
-/// A list value under a key, with a read cursor.
+/// A list value under a key, with a read cursor. On a stream a 32-bit count and the elements,
+/// objects as attribute values; a list that can't be read to its end keeps what came before.
 class FAttrList : public CmClass<FAttrList, CmObject> {
 public:
   static constexpr const char* className = "FAttrList";
@@ -61,6 +63,8 @@ public:
   static constexpr const char* className = "FIntList";
   uint32_t count() const override { return static_cast<uint32_t>(values.size()); }
   AttributeVariant valueAt(uint32_t index) const override;
+  bool read(FStream& stream) override;
+  bool write(FStream& stream) const override;
 
   std::vector<int64_t> values;
 };
@@ -70,6 +74,8 @@ public:
   static constexpr const char* className = "FFloatList";
   uint32_t count() const override { return static_cast<uint32_t>(values.size()); }
   AttributeVariant valueAt(uint32_t index) const override;
+  bool read(FStream& stream) override;
+  bool write(FStream& stream) const override;
 
   std::vector<double> values;
 };
@@ -86,8 +92,12 @@ public:
   bool append(const char* text, bool copy); ///< false with the other setting than the list's
   uint32_t count() const override { return static_cast<uint32_t>(texts_.size()); }
   AttributeVariant valueAt(uint32_t index) const override;
+  bool read(FStream& stream) override; ///< the texts are its own afterwards
+  bool write(FStream& stream) const override;
 
 private:
+  void removeAll();
+
   std::vector<const char*> texts_;
   bool ownsTexts_;
 };
@@ -103,6 +113,8 @@ public:
   CmObject* at(uint32_t index) const { return items_.at(static_cast<int32_t>(index)); }
   uint32_t count() const override { return items_.count(); }
   AttributeVariant valueAt(uint32_t index) const override; ///< a CmString as an owned text
+  bool read(FStream& stream) override;                     ///< the objects are its own afterwards
+  bool write(FStream& stream) const override;
 
 private:
   static CmOwnership ownership(bool owns) { return owns ? CmOwnership::adopts : CmOwnership::none; }
@@ -119,20 +131,30 @@ public:
   FAttributes* at(uint32_t index) const;
   uint32_t count() const override { return items_.count(); }
   AttributeVariant valueAt(uint32_t index) const override;
+  bool read(FStream& stream) override;
+  bool write(FStream& stream) const override;
 
 private:
   CmArray items_{CmOwnership::adopts};
 };
 
-/// Binary value over the caller's block, which has to outlive it.
+/// Binary value over the caller's block, which has to outlive it, or one read from a stream.
 class FAttrBuffer final : public CmClass<FAttrBuffer, CmObject> {
 public:
   static constexpr const char* className = "FAttrBuffer";
   FAttrBuffer() = default;
   FAttrBuffer(const void* block, int64_t bytes) : data(block), size(bytes) {}
+  FAttrBuffer(const FAttrBuffer& other);
+  FAttrBuffer& operator=(const FAttrBuffer&) = delete;
+
+  bool read(FStream& stream) override; ///< 32-bit size and the bytes, which are its own then
+  bool write(FStream& stream) const override;
 
   const void* data = nullptr;
   int64_t size = 0;
+
+private:
+  FBuffer own_;
 };
 
 } // namespace orbi

@@ -28,6 +28,11 @@ FAttributeValue::FAttributeValue(int userFlags)
 {
 }
 
+void FAttributeValue::setUserFlags(int userFlags)
+{
+  kind_ = static_cast<uint16_t>((kind_ & ~userMask) | (userFlags & 3) << 6);
+}
+
 FAttributeValue::FAttributeValue(const FAttributeValue& other)
     : CmClass(other), value_{0}, kind_(other.kind_ & userMask)
 {
@@ -203,10 +208,10 @@ bool FAttributeValue::read(FStream& stream)
     return true;
   }
   case attributeText: {
-    CmString text;
-    if (!text.read(stream))
+    std::unique_ptr<char[]> text;
+    if (!stream.readText(text))
       return false;
-    setText(text.text());
+    setText(text ? text.get() : "");
     return true;
   }
   case attributeObject:

@@ -40,6 +40,7 @@ public:
   uint16_t kind() const { return kind_; }
   uint16_t persistentKind() const { return kind_ & attributePersistentMask; }
   void setNoExport() { kind_ |= attributeNoExport; }
+  void setUserFlags(int userFlags); ///< as at creation
 
   // Assigning releases what was there
   void setInt(int64_t value);

@@ -43,7 +43,7 @@ CmObject* resolveObject(CmObject* object);
 
 /// Tree of named values through which every persistent object writes and reads itself. Values keep
 /// the order in which their keys were first set; look-up is linear. One thread at a time.
-class FAttributes final : public CmClass<FAttributes, CmObject>, public IAttributes {
+class FAttributes : public CmClass<FAttributes, CmObject>, public IAttributes {
 public:
   static constexpr const char* className = "FAttributes";
 

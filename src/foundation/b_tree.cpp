@@ -3,6 +3,7 @@
 #include "foundation/class_registry.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace orbi {
@@ -74,6 +75,23 @@ private:
   uint32_t changes_;
 };
 
+namespace {
+
+/// Makes room before anything is moved, so that no memory means no change. Grows as push_back does.
+template <class Items>
+bool hasRoom(Items& items, size_t count)
+{
+  try {
+    if (count > items.capacity())
+      items.reserve(std::max(count, 2 * items.capacity()));
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+} // namespace
+
 CmBTree::CmBTree(int order, CmOwnership ownership)
     : maxKeys_(static_cast<size_t>(std::max(order, 3)) - 1)
 {
@@ -104,40 +122,60 @@ bool CmBTree::add(CmObject* item)
   if (!item)
     return false;
   if (!root_)
-    root_ = std::make_unique<Node>();
-  insertBelow(*root_, item);
-  if (root_->keys.size() > maxKeys_) {
-    auto grown = std::make_unique<Node>();
-    grown->children.push_back(std::move(root_));
-    root_ = std::move(grown);
-    splitChild(*root_, 0);
-  }
+    root_.reset(new (std::nothrow) Node);
+  if (!root_ || !insertBelow(*root_, item))
+    return false;
+  if (root_->keys.size() > maxKeys_)
+    splitRoot();
   taken(item);
   ++count_;
   ++changes_;
   return true;
 }
 
-void CmBTree::insertBelow(Node& node, CmObject* item)
+void CmBTree::splitRoot()
+{
+  auto grown = std::unique_ptr<Node>(new (std::nothrow) Node);
+  if (!grown || !hasRoom(grown->children, 2))
+    return;
+  grown->children.push_back(std::move(root_));
+  if (splitChild(*grown, 0))
+    root_ = std::move(grown);
+  else
+    root_ = std::move(grown->children.front());
+}
+
+/// False without memory, with nothing changed.
+bool CmBTree::insertBelow(Node& node, CmObject* item)
 {
   auto place =
       std::upper_bound(node.keys.begin(), node.keys.end(), item,
                        [](const CmObject* a, const CmObject* b) { return a->compare(b) < 0; });
   size_t index = static_cast<size_t>(place - node.keys.begin());
   if (node.isLeaf()) {
-    node.keys.insert(place, item);
-    return;
+    if (!hasRoom(node.keys, node.keys.size() + 1))
+      return false;
+    node.keys.insert(node.keys.begin() + static_cast<std::ptrdiff_t>(index), item);
+    return true;
   }
-  insertBelow(*node.children[index], item);
+  if (!insertBelow(*node.children[index], item))
+    return false;
   if (node.children[index]->keys.size() > maxKeys_)
-    splitChild(node, index);
+    splitChild(node, index); // without memory it stays too full, which costs nothing but time
+  return true;
 }
 
-void CmBTree::splitChild(Node& parent, size_t index)
+/// False without memory, with nothing changed.
+bool CmBTree::splitChild(Node& parent, size_t index)
 {
   Node& left = *parent.children[index];
-  auto right = std::make_unique<Node>();
+  auto right = std::unique_ptr<Node>(new (std::nothrow) Node);
   size_t middle = left.keys.size() / 2;
+  if (!right || !hasRoom(parent.keys, parent.keys.size() + 1) ||
+      !hasRoom(parent.children, parent.children.size() + 1) ||
+      !hasRoom(right->keys, left.keys.size() - middle) ||
+      !hasRoom(right->children, left.children.size() - std::min(middle, left.children.size())))
+    return false;
   auto offset = static_cast<std::ptrdiff_t>(middle);
   parent.keys.insert(parent.keys.begin() + static_cast<std::ptrdiff_t>(index), left.keys[middle]);
   right->keys.assign(left.keys.begin() + offset + 1, left.keys.end());
@@ -149,6 +187,7 @@ void CmBTree::splitChild(Node& parent, size_t index)
   }
   parent.children.insert(parent.children.begin() + static_cast<std::ptrdiff_t>(index) + 1,
                          std::move(right));
+  return true;
 }
 
 CmObject* CmBTree::find(const CmObject* key) const

@@ -7,7 +7,8 @@
 namespace orbi {
 
 /// Multiway balanced search tree in the order of compare. A node of order n takes at most n - 1
-/// keys before it is split at its middle key. Equal items are kept side by side.
+/// keys before it is split at its middle key, and keeps more while there is no memory for that.
+/// Equal items are kept side by side.
 class CmBTree : public CmClass<CmBTree, CmContainer> {
 public:
   static constexpr const char* className = "CmBTree";
@@ -57,8 +58,9 @@ protected:
 private:
   class Walker;
 
-  void insertBelow(Node& node, CmObject* item);
-  void splitChild(Node& parent, size_t index);
+  bool insertBelow(Node& node, CmObject* item);
+  bool splitChild(Node& parent, size_t index);
+  void splitRoot();
   bool removeBelow(Node& node, const CmObject* item);
   CmObject* takeLast(Node& node);
   void refill(Node& parent, size_t index);

@@ -74,8 +74,11 @@ bool FBuffer::moveUsed(uint32_t used)
 
 bool FBuffer::append(uint8_t byte)
 {
-  if (used_ == capacity_ && !reserve(capacity_ + std::max(growBy_, 1u)))
-    return data_ == nullptr;
+  if (used_ == capacity_) {
+    uint64_t wanted = uint64_t(capacity_) + std::max(growBy_, 1u);
+    if (wanted > UINT32_MAX || !reserve(static_cast<uint32_t>(wanted)))
+      return data_ == nullptr;
+  }
   data_[used_++] = byte;
   return true;
 }

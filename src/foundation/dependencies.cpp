@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 namespace orbi {
 
@@ -149,8 +150,8 @@ bool FDependencies::changed(CmObject* subject, int32_t code)
     for (size_t i = 0; i < frame.count; ++i)
       if (CmObject* dependent = entryOf(dependents[i]))
         dependent->update(subject, code);
-    FGuard guard(lock_);
-    popFrame(frame);
+    if (endFanOut(frame))
+      wake();
   }
   bool told = frame.count > 0;
   if (FPlugDependencies* plugs = FPlugDependencies::instance())
@@ -158,14 +159,16 @@ bool FDependencies::changed(CmObject* subject, int32_t code)
   return told;
 }
 
-// Fan-outs of several threads end in any order.
-void FDependencies::popFrame(Frame& frame)
+/// Fan-outs of several threads end in any order. True when notices have waited for it.
+bool FDependencies::endFanOut(Frame& frame)
 {
+  FGuard guard(lock_);
   Frame** link = &frames_;
   while (*link && *link != &frame)
     link = &(*link)->outer;
   if (*link)
     *link = frame.outer;
+  return !frames_ && std::exchange(heldBack_, false);
 }
 
 bool FDependencies::isBeingTold(const CmObject* subject)
@@ -188,15 +191,27 @@ void FDependencies::deferChanged(CmObject* subject, int32_t code)
 {
   if (!subject)
     return;
+  bool queued = false;
+  bool isFirst = false;
   {
     FGuard guard(lock_);
     FPlugDependencies* plugs = FPlugDependencies::instance();
-    if (knows(subject) || (plugs && plugs->hasDependents(subject))) {
+    queued = knows(subject) || (plugs && plugs->hasDependents(subject));
+    if (queued) {
+      isFirst = deferred_.empty();
       enqueue({subject, code});
-      return;
     }
   }
-  subject->onChanged();
+  if (isFirst)
+    wake();
+  if (!queued)
+    subject->onChanged();
+}
+
+void FDependencies::wake()
+{
+  if (auto* wakeUp = wakeUp_.load(std::memory_order_acquire))
+    wakeUp();
 }
 
 void FDependencies::removeFromDeferred(const CmObject* subject)
@@ -215,6 +230,7 @@ void FDependencies::forget(const CmObject* subject)
 
 void FDependencies::dropDeferred(const CmObject* subject)
 {
+  std::erase_if(aside_, [=](const Notice& notice) { return notice.subject == subject; });
   std::erase_if(deferred_, [this, subject](const Notice& notice) {
     bool drop = notice.subject == subject;
     if (drop)
@@ -246,17 +262,18 @@ void FDependencies::deliver(const Notice& notice)
     deliveries_ = &delivery;
   }
   bool told = changed(notice.subject, notice.code);
+  bool isThere = false;
   {
     FGuard guard(lock_);
+    isThere = delivery.subject != nullptr;
     deliveries_ = delivery.outer; // on one thread, so the last that came goes first
   }
-  if (told && delivery.subject)
+  if (told && isThere)
     notice.subject->onChanged();
 }
 
 void FDependencies::flush(CmObject* subject)
 {
-  std::vector<Notice> aside;
   for (;;) {
     Notice notice{};
     {
@@ -264,7 +281,7 @@ void FDependencies::flush(CmObject* subject)
       if (!takeNotice(subject, notice))
         break;
       if (isBeingTold(notice.subject)) {
-        aside.push_back(notice);
+        aside_.push_back(notice);
         continue;
       }
     }
@@ -272,9 +289,19 @@ void FDependencies::flush(CmObject* subject)
   }
   if (FPlugDependencies* plugs = subject ? nullptr : FPlugDependencies::instance())
     plugs->flush();
+  queueAside();
+}
+
+/// What was set aside waits for the fan-outs to end; a wake-up before that would bring nothing.
+void FDependencies::queueAside()
+{
   FGuard guard(lock_);
-  for (const Notice& notice : aside)
+  for (const Notice& notice : aside_)
     enqueue(notice);
+  if (!aside_.empty() && !frames_)
+    wake();
+  heldBack_ |= !aside_.empty() && frames_;
+  aside_.clear();
 }
 
 } // namespace orbi

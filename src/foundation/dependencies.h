@@ -4,6 +4,7 @@
 #include "foundation/object.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <deque>
 #include <unordered_set>
@@ -46,6 +47,11 @@ public:
   void removeFromDeferred(const CmObject* subject);
   void flush(CmObject* subject = nullptr); ///< main thread; null: all that is queued
 
+  /// Called on any thread when something begins to wait for the next flush, to wake the main
+  /// thread. Must not block.
+  void setWakeUp(void (*wakeUp)()) { wakeUp_.store(wakeUp, std::memory_order_release); }
+  void wake();
+
 private:
   struct Pair {
     CmObject* subject;
@@ -78,13 +84,14 @@ private:
   bool knows(const CmObject* subject) const;
   size_t gather(CmObject* subject, CmObject** dependents);
   void blankFrames(const CmObject* subject, const CmObject* dependent);
-  void popFrame(Frame& frame);
   void dropDeferred(const CmObject* subject);
   void deliver(const Notice& notice);
   void forget(const CmObject* subject);
   bool isBeingTold(const CmObject* subject);
   bool takeNotice(const CmObject* subject, Notice& notice);
   bool enqueue(const Notice& notice);
+  bool endFanOut(Frame& frame);
+  void queueAside();
 
   static inline FDependencies* instance_ = nullptr;
 
@@ -92,6 +99,9 @@ private:
   std::array<Table, 256> tables_;
   std::deque<Notice> deferred_;
   std::unordered_set<Notice, NoticeHash> queued_; ///< what deferred_ holds, to find equal notices
+  std::vector<Notice> aside_; ///< met by a flush under way while their subject was being told
+  bool heldBack_ = false;     ///< some were set aside and wait for the fan-outs to end
+  std::atomic<void (*)()> wakeUp_{nullptr};
   Frame* frames_ = nullptr;
   Delivery* deliveries_ = nullptr;
 };

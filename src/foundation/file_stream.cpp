@@ -88,7 +88,10 @@ int64_t FFileStream::write(const void* buffer, int64_t count)
 
 int64_t FFileStream::seek(int64_t offset, SeekMode mode)
 {
-  int64_t position = file_.seek(offset, origins[static_cast<int>(mode)]);
+  const auto origin = static_cast<size_t>(mode); // may come from behind an interface
+  if (origin >= std::size(origins))
+    return -1;
+  int64_t position = file_.seek(offset, origins[origin]);
   if (!note(position >= 0) || !monitor_)
     return position;
   if (mode == SeekMode::start)

@@ -178,7 +178,21 @@ bool CmIDLinkedList::holds(const CmObject* item) const
 {
   if (item == head_ || item == tail_)
     return item != nullptr;
-  return indexOf(item) >= 0;
+  const CmIDLink* link = head_;
+  while (link && link != item)
+    link = link->next_;
+  return link != nullptr;
+}
+
+void CmIDLinkedList::takeAll(CmIDLinkedList& other)
+{
+  if (!other.head_ || &other == this)
+    return;
+  (tail_ ? tail_->next_ : head_) = other.head_;
+  other.head_->previous_ = tail_;
+  tail_ = other.tail_;
+  count_ += std::exchange(other.count_, 0);
+  other.head_ = other.tail_ = nullptr;
 }
 
 bool CmIDLinkedList::remove(CmObject* item)

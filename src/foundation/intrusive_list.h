@@ -59,17 +59,16 @@ public:
   CmILink* takeHead(); ///< out of the list with the list's reference; null when empty
   /// Moves all items of the other list behind this one's. Both have the same ownership.
   void takeAll(CmILinkedList& other);
-  /// Unlinks the items for which the test holds, by the list's rule. References are dropped when
-  /// the list is whole again, since that may lead to further removals.
+  /// Moves the items for which the test holds behind those of the other list, of the same
+  /// ownership.
   template <class Test>
-  void removeIf(Test test)
+  void takeIf(Test test, CmILinkedList& other)
   {
-    CmILinkedList removed(ownership_);
     for (CmILink *before = nullptr, *item = head_; item;) {
       CmILink* following = item->next_;
       if (test(item)) {
         unlink(before, item);
-        removed.link(removed.tail_, item);
+        other.link(other.tail_, item);
       } else {
         before = item;
       }
@@ -106,6 +105,8 @@ public:
 
   CmIDLink* head() const { return head_; }
   CmIDLink* tail() const { return tail_; }
+  /// Moves all items of the other list behind this one's. Both have the same ownership.
+  void takeAll(CmIDLinkedList& other);
 
 protected:
   void linkBehind(CmIDLink* before,

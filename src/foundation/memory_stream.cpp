@@ -45,6 +45,8 @@ FMemoryStream& FMemoryStream::operator=(const FMemoryStream& other)
   failed_ = false;
   write(other.data_, other.size_);
   position_ = other.position_;
+  setFileType(other.fileType());
+  setSwapsBytes(other.swapsBytes());
   return *this;
 }
 
@@ -66,6 +68,12 @@ void FMemoryStream::swap(FMemoryStream& other) noexcept
   std::swap(ownsBuffer_, other.ownsBuffer_);
   std::swap(failed_, other.failed_);
   std::swap(position_, other.position_);
+  const FFileType type = fileType();
+  const bool swapped = swapsBytes();
+  setFileType(other.fileType());
+  setSwapsBytes(other.swapsBytes());
+  other.setFileType(type);
+  other.setSwapsBytes(swapped);
 }
 
 void FMemoryStream::dropBlock()
@@ -111,18 +119,18 @@ bool FMemoryStream::grow(int64_t size)
       failed_ = true;
       return false;
     }
-    if (size > INT64_MAX - capacityStep) {
-      failed_ = true;
-      return false;
+    void* moved = nullptr;
+    int64_t capacity = 0;
+    if (size <= INT64_MAX - capacityStep) {
+      capacity = (size + capacityStep - 1) / capacityStep * capacityStep;
+      moved = std::realloc(data_, static_cast<size_t>(capacity));
     }
-    int64_t capacity = (size + capacityStep - 1) / capacityStep * capacityStep;
-    auto* moved = static_cast<uint8_t*>(std::realloc(data_, static_cast<size_t>(capacity)));
     if (!moved) {
       dropBlock();
       failed_ = true;
       return false;
     }
-    data_ = moved;
+    data_ = static_cast<uint8_t*>(moved);
     capacity_ = capacity;
   }
   std::memset(data_ + size_, 0, static_cast<size_t>(size - size_));
@@ -215,6 +223,8 @@ bool FMemoryStream::loadAttributes(const FAttributes& attributes)
     return false;
   int64_t stored = attributes.getBinarySize("Data");
   FMemoryStream loaded;
+  loaded.setFileType(fileType());
+  loaded.setSwapsBytes(swapsBytes());
   if (stored > 0 &&
       (!loaded.resize(stored) || attributes.getBinary("Data", loaded.data_, stored) != 0))
     return false;

@@ -77,9 +77,15 @@ const char* FMessage::getString(const char* key) const
 
 void FMessage::setObject(const char* key, CmObject* object, ObjectMode mode)
 {
-  // Made with the flag that keeps it off streams: a pointer means nothing on the other side.
-  require().remove(key);
-  require().require(key, 1).setObject(object, mode);
+  requireLocal(key).setObject(object, mode);
+}
+
+/// Marked as one that stays off streams: a pointer means nothing on the other side.
+FStringIDAttribute& FMessage::requireLocal(const char* key)
+{
+  FStringIDAttribute& value = require().require(key, 1);
+  value.setUserFlags(1);
+  return value;
 }
 
 CmObject* FMessage::getObject(const char* key) const
@@ -99,6 +105,8 @@ CmResult FMessage::queryInterface(const FUID& id, void** out)
 
 int32_t FMessage::setArgument(const char* key, const AttributeVariant& value)
 {
+  if (key && (value.tag & ~tagOwned) == tagObject)
+    requireLocal(key);
   return require().setValue(key, value);
 }
 

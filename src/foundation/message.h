@@ -78,6 +78,7 @@ public:
 
 private:
   FAttributes& require();
+  FStringIDAttribute& requireLocal(const char* key);
 
   CmString id_;
   Ref<FAttributes> arguments_;

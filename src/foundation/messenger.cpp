@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <set>
+#include <thread>
 
 namespace orbi {
 
@@ -69,14 +70,25 @@ int32_t FReceiver::handleMessage(FMessage& message)
 
 FMessenger::FMessenger()
 {
-  if (!instance_)
-    instance_ = this;
+  FMessenger* none = nullptr;
+  instance_.compare_exchange_strong(none, this);
 }
 
 FMessenger::~FMessenger()
 {
-  if (instance_ == this)
-    instance_ = nullptr;
+  FMessenger* self = this;
+  instance_.compare_exchange_strong(self, nullptr);
+  while (guests_ > 0)
+    std::this_thread::yield();
+}
+
+void FMessenger::postTo(FUnknown* receiver, FMessage* message)
+{
+  Ref<FMessage> adopted = Ref<FMessage>::adopt(message);
+  ++guests_;
+  if (FMessenger* messenger = instance_)
+    messenger->post(receiver, adopted.detach());
+  --guests_;
 }
 
 CmResult FMessenger::queryInterface(const FUID& id, void** out)
@@ -100,9 +112,28 @@ void FMessenger::append(FUnknown* receiver, Ref<FMessage> message)
     posted_.store(postQueue_.count(), std::memory_order_relaxed);
   }
   // Those behind the first are taken over by the pass that its wake-up brings.
-  auto* wakeUp = wakeUp_.load(std::memory_order_acquire);
-  if (isFirst && wakeUp)
+  if (isFirst)
+    wake();
+}
+
+void FMessenger::wake()
+{
+  if (auto* wakeUp = wakeUp_.load(std::memory_order_acquire))
     wakeUp();
+}
+
+/// Those that waited during a pass that was left out had their wake-up already.
+void FMessenger::wakeForRest()
+{
+  if (posted_.load(std::memory_order_relaxed) > 0)
+    wake();
+}
+
+void FMessenger::setSuspended(bool suspended)
+{
+  suspended_ = suspended;
+  if (!suspended)
+    wakeForRest();
 }
 
 bool FMessenger::hasEqual(FUnknown* receiver, const FMessage& message)
@@ -133,14 +164,16 @@ void FMessenger::postInterface(FUnknown* receiver, IMessage* message)
 
 void FMessenger::remove(FUnknown* receiver, const FMessage* message)
 {
+  CmILinkedList removed(CmOwnership::adopts); // destroyed behind the locks: what a message held may
+                                              // call back
   FGuard dispatchGuard(dispatchLock_);
   FGuard queueGuard(queueLock_);
   auto concerned = [=](CmILink* link) {
     FPostedMessage* entry = entryOf(link);
     return entry->receiver == receiver && (!message || entry->message->isMessage(message->getId()));
   };
-  postQueue_.removeIf(concerned);
-  dispatchQueue_.removeIf(concerned);
+  postQueue_.takeIf(concerned, removed);
+  dispatchQueue_.takeIf(concerned, removed);
   posted_.store(postQueue_.count(), std::memory_order_relaxed);
 }
 
@@ -278,6 +311,7 @@ void FMessenger::dispatch()
     return;
   if (skipNextPass_) {
     skipNextPass_ = false;
+    wakeForRest();
     return;
   }
   // Without a lock: a post that this test misses is found by the pass that its wake-up brings.

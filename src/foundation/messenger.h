@@ -74,6 +74,9 @@ public:
   FMessenger(const FMessenger&) = delete;
 
   static FMessenger* instance() { return instance_; }
+  /// As post does, for threads that may outlast the messenger: when it has gone, or goes meanwhile,
+  /// the message is only released.
+  static void postTo(FUnknown* receiver, FMessage* message);
 
   // One object, two interface tables
   CmResult queryInterface(const FUID& id, void** out) override;
@@ -103,10 +106,10 @@ public:
   // The pass, main thread
   void dispatch();
   void skipNextPass() { skipNextPass_ = true; }
-  void setSuspended(bool suspended) { suspended_ = suspended; }
+  void setSuspended(bool suspended);
 
-  /// Called when a post finds the queue empty, on the poster's thread, to wake the main thread.
-  /// Must not block.
+  /// Called to wake the main thread for a pass: when a post finds the queue empty, on the poster's
+  /// thread, and when a pass was left out. Must not block.
   void setWakeUp(void (*wakeUp)()) { wakeUp_.store(wakeUp, std::memory_order_release); }
 
   /// Hands a message over at once: by the handler interface, else as an object; -1 when neither.
@@ -115,13 +118,16 @@ public:
 private:
   using Group = std::vector<FUnknown*>;
 
+  void wake();
+  void wakeForRest();
   void append(FUnknown* receiver, Ref<FMessage> message);
   bool hasEqual(FUnknown* receiver, const FMessage& message);
   FUnknown* unbind(const char* name);
   FReceiver* findName(const char* name) const;
   Group* findGroup(int32_t group);
 
-  static inline FMessenger* instance_ = nullptr;
+  static inline std::atomic<FMessenger*> instance_{nullptr};
+  static inline std::atomic<int> guests_{0}; ///< threads in postTo, for which the destructor waits
 
   CmBTree receivers_{3, CmOwnership::adopts}; ///< one FReceiver a bound name
   CmBTreeDictionary names_{3};                ///< from name to its FReceiver

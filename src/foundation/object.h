@@ -51,7 +51,6 @@ public:
   CmObject() = default;
   CmObject(const CmObject&) {}
   CmObject& operator=(const CmObject&) { return *this; }
-  virtual ~CmObject() = default;
 
   // Interfaces
   CmResult queryInterface(const FUID& id, void** out) override;
@@ -90,6 +89,8 @@ public:
   virtual bool storeAttributes(FAttributes& attributes) const;
   virtual bool loadAttributes(const FAttributes& attributes);
   virtual int32_t handleMessage(FMessage& message); ///< non-zero when recognised
+
+  virtual ~CmObject() = default; // here, as foreign callers count on the order of the operations
 
   int32_t refCount() const { return refCount_.load(std::memory_order_relaxed); }
 

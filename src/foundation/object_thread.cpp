@@ -1,11 +1,8 @@
 #include "foundation/object_thread.h"
 
-#include "foundation/class_registry.h"
 #include "foundation/messenger.h"
 
 namespace orbi {
-
-CM_REGISTER_ABSTRACT(FThread); // needs its arguments
 
 static Ref<FMessage> threadMessage(const char* name, uint32_t id)
 {
@@ -28,14 +25,13 @@ const char* FThread::getName() const
 
 uint32_t FThread::run()
 {
-  FMessenger* messenger = FMessenger::instance();
-  if (target_ && messenger) {
+  if (target_ && FMessenger::instance()) {
     const auto target = Ref<CmObject>::share(target_);
     target->handleMessage(*threadMessage("threadEntry", id_));
     // Posted while the reference is still held: if another owner lets go meanwhile, the object's
     // end takes the message out of the queue again.
     if (target->refCount() > 1)
-      messenger->post(target.get(), threadMessage("threadFinished", id_).detach());
+      FMessenger::postTo(target.get(), threadMessage("threadFinished", id_).detach());
   }
   releaseRef();
   return 0;

@@ -1,6 +1,7 @@
 #include "foundation/plug_dependencies.h"
 
 #include "foundation/class_registry.h"
+#include "foundation/dependencies.h"
 #include "foundation/startup_records.h"
 
 #include <algorithm>
@@ -160,6 +161,9 @@ void FPlugDependencies::deferChanged(FUnknown* subject, int32_t code)
     return;
   subject->addRef();
   deferred_.push_back({subject, code});
+  FDependencies* flusher = deferred_.size() == 1 ? FDependencies::instance() : nullptr;
+  if (flusher)
+    flusher->wake();
 }
 
 void FPlugDependencies::flush()

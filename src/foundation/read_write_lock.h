@@ -7,7 +7,8 @@ namespace orbi {
 
 /// Many readers or one writer. A writer that is inside holds off new readers, one that only waits
 /// doesn't; so a reader may enter again, and a writer may also read and enter again. A reader that
-/// wants to write must leave first.
+/// wants to write must leave first, also one that is a writer: entering again to write while it
+/// still reads, it waits for itself.
 class FReadWriteLock {
 public:
   FReadWriteLock() = default;

@@ -4,7 +4,6 @@
 #include "foundation/class_registry.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace orbi {
 
@@ -79,14 +78,26 @@ bool FStream::writeText(const char* text)
 
 char* FStream::readText()
 {
+  std::unique_ptr<char[]> text;
+  readText(text);
+  return text.release();
+}
+
+bool FStream::readText(std::unique_ptr<char[]>& text)
+{
   int32_t length = 0;
   FBuffer bytes;
-  if (!readInt32(length) || length < 1 || !readBytes(bytes, static_cast<uint32_t>(length)))
-    return nullptr;
-  auto text = std::make_unique<char[]>(bytes.used() + size_t(1));
+  text = nullptr;
+  if (!readInt32(length) || length < 0)
+    return false;
+  if (length == 0)
+    return true;
+  if (!readBytes(bytes, static_cast<uint32_t>(length)))
+    return false;
+  text = std::make_unique<char[]>(bytes.used() + size_t(1));
   std::memcpy(text.get(), bytes.data(), bytes.used());
   text[bytes.used()] = 0;
-  return text.release();
+  return true;
 }
 
 bool FStream::readBytes(FBuffer& buffer, uint32_t count)

@@ -3,6 +3,7 @@
 #include "foundation/file_type.h"
 #include "foundation/object.h"
 
+#include <memory>
 #include <optional>
 
 namespace orbi {
@@ -115,6 +116,8 @@ public:
   /// The raw reader: a new[] text or null for a length below 1 or a text that is cut short. The
   /// length is believed only as far as bytes arrive.
   char* readText();
+  /// Likewise, but tells a null text, true, from one that is cut short or of a negative length.
+  bool readText(std::unique_ptr<char[]>& text);
 
   /// Appends count bytes; a count that lies costs no more memory than the stream has bytes.
   bool readBytes(FBuffer& buffer, uint32_t count);

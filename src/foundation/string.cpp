@@ -208,7 +208,10 @@ bool CmString::read(FStream& stream)
   if (!stream.readInt32(length))
     return false;
   if (length > longestRead) {
-    stream.seek(length, SeekMode::current);
+    char skipped[1024]; // read rather than sought: a seek beyond the end makes some streams grow
+    int64_t got = 1;
+    for (int64_t left = length; left > 0 && got > 0; left -= got)
+      got = stream.read(skipped, std::min<int64_t>(left, sizeof skipped));
     return false;
   }
   text_.clear();

@@ -39,7 +39,7 @@ static std::optional<ThreadPriority> priorityOfStep(int step)
 bool applyThreadPriority(platform::ThreadId thread, int step)
 {
   const std::optional<ThreadPriority> priority = priorityOfStep(step);
-  return priority && platform::setThreadPriority(thread, *priority);
+  return priority && platform::setThreadPriority(thread, *priority, true);
 }
 
 // Running
@@ -48,11 +48,11 @@ bool FThreadBase::start(const char* name)
 {
   return launch(name, [this] {
     startsRunning();
-    run();
+    return run();
   });
 }
 
-bool FThreadBase::launch(const char* name, std::function<void()> body)
+bool FThreadBase::launch(const char* name, std::function<uint32_t()> body)
 {
   if (handle_ && !handle_.join(0))
     return false;
@@ -61,11 +61,13 @@ bool FThreadBase::launch(const char* name, std::function<void()> body)
   // The body begins when the handle stands in its place, so that it can use it. Afterwards this
   // object may be gone at any moment, if that is what the body does.
   auto begin = std::make_shared<platform::Event>(platform::EventReset::manual);
+  auto value = std::make_shared<std::atomic<uint32_t>>(0);
+  exitValue_ = value;
   handle_ = platform::ThreadHandle::start(
       name,
-      [begin, work = std::move(body)] {
+      [begin, value, work = std::move(body)] {
         begin->wait();
-        work();
+        value->store(work());
       },
       priorityOfStep(priority_).value_or(ThreadPriority::normal));
   const bool launched = static_cast<bool>(handle_);
@@ -88,7 +90,8 @@ void FThreadBase::kill()
 bool FThreadBase::setPriority(int step)
 {
   priority_ = step;
-  return !handle_ || applyThreadPriority(handle_.id(), step);
+  const std::optional<ThreadPriority> priority = priorityOfStep(step);
+  return !handle_ || (priority && platform::setThreadPriority(handle_.id(), *priority));
 }
 
 bool FThreadBase::setProcessor(int processor)

@@ -4,12 +4,15 @@
 #include "platform/realtime.h"
 #include "platform/thread.h"
 
+#include <atomic>
 #include <functional>
+#include <memory>
 
 namespace orbi {
 
 /// Applies one of the six steps to any thread of the process, such as one that a driver started.
-/// What a step means depends on the priority class of the process. False outside of 0 to 5, and
+/// What a step means depends on the priority class of the process; a step above normal leaves a
+/// real-time thread of at least that priority as it is. False outside of 0 to 5, and
 /// where the system refuses.
 bool applyThreadPriority(platform::ThreadId thread, int step);
 
@@ -28,9 +31,10 @@ public:
 
   // For subclasses
   virtual void destroy() { delete this; }
-  virtual bool setPriority(int step);  ///< see below
-  virtual void startsRunning() {}      ///< on the thread, right before run
-  virtual uint32_t run() { return 0; } ///< the thread's body; the object has to live until it ends
+  virtual bool setPriority(int step); ///< see below
+  virtual void startsRunning() {}     ///< on the thread, right before run
+  /// The thread's body, with what exitValue tells afterwards; the object has to live until it ends.
+  virtual uint32_t run() { return 0; }
   virtual const char* getName() const { return name_.text(); }
 
   // Running
@@ -41,7 +45,8 @@ public:
   /// Threads can't be ended from outside without harm, so it goes on until it ends by itself, and
   /// what it uses has to last that long.
   void kill();
-  platform::ThreadId threadId() const { return handle_.id(); } ///< 0 when none runs
+  uint32_t exitValue() const { return exitValue_ ? exitValue_->load() : 0; } ///< 0 before the end
+  platform::ThreadId threadId() const { return handle_.id(); }               ///< 0 when none runs
 
   // Scheduling
   // setPriority keeps the step for the start, also a wrong one. Without a thread true, else false
@@ -58,13 +63,14 @@ public:
 protected:
   virtual ~FThreadBase() = default;
   /// Starts a body that doesn't need this object.
-  bool launch(const char* name, std::function<void()> body);
+  bool launch(const char* name, std::function<uint32_t()> body);
 
 private:
   int priority_ = normalPriority;
   int processor_ = anyProcessor;
   bool started_ = false;
   CmString name_;
+  std::shared_ptr<std::atomic<uint32_t>> exitValue_; ///< the thread's, too, which may outlast this
   platform::ThreadHandle handle_;
   platform::RealtimeClass realtime_;
 };

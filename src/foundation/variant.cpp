@@ -50,7 +50,7 @@ CmVariant::Type CmVariant::type() const
   case attributeText:
     return Type::text;
   case attributeObject:
-    return Type::object;
+    return asObject() ? Type::object : Type::none;
   default:
     return Type::none;
   }

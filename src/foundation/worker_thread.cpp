@@ -134,7 +134,10 @@ void FWorker::add(FJob* job, void* argument, int64_t tag)
   if (!shared_->append({job, argument, tag}))
     return;
   setPriority(startPriority_);
-  launch(threadName_, [shared = shared_] { shared->runJobs(); });
+  launch(threadName_, [shared = shared_] {
+    shared->runJobs();
+    return 0u;
+  });
 }
 
 int64_t FWorker::currentTag() const

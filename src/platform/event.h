@@ -12,7 +12,7 @@ enum class EventReset {
 
 /// Lets threads wait for a moment. `set`, `reset` and `pulse` take no lock and never block, so the
 /// audio thread may call them; what the caller wrote before is seen by those it releases.
-/// At most 32767 threads wait at a time.
+/// At most 2047 threads wait at a time.
 class Event {
 public:
   explicit Event(EventReset reset, bool signalled = false);
@@ -28,16 +28,18 @@ public:
   bool wait(std::uint32_t milliseconds); ///< false on time-out
 
 private:
-  bool tryEnter(std::uint32_t& entered);
-  bool letsThrough(std::uint32_t word, std::uint32_t entered) const;
-  bool tryTake(std::uint32_t entered);
+  bool tryEnter(std::uint64_t& entered);
+  bool letsThrough(std::uint64_t word, std::uint64_t entered) const;
+  bool tryTake(std::uint64_t entered);
   bool waitUntil(std::int64_t deadline);
-  bool giveUp(std::uint32_t entered);
+  bool giveUp(std::uint64_t entered);
+  bool sleep(std::uint64_t word, std::int64_t deadline);
+  void wakeAll();
   void release(bool staysSignalled);
 
   const bool manual_;
-  // Signalled bit, waiting threads and released threads in one word, see the implementation.
-  std::atomic<std::uint32_t> word_;
+  // Signalled bit, waiting threads and releases in one word, see the implementation.
+  std::atomic<std::uint64_t> word_;
 };
 
 } // namespace orbi::platform

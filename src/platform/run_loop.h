@@ -23,6 +23,9 @@ public:
   RunLoop& operator=(const RunLoop&) = delete;
 
   static RunLoop* instance();
+  /// Wakes the application's loop when there is one, also while it is just being destroyed. Any
+  /// thread; never blocks.
+  static void wakeInstance();
 
   // Timers
   /// Calls every `milliseconds`, 1 or more. Calls that were missed are left out, not made up for.

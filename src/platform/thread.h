@@ -22,7 +22,9 @@ std::size_t listThreadIds(std::span<ThreadId> ids);
 /// where the system grants it, and the next best thing where it doesn't.
 enum class ThreadPriority { idle, lowest, belowNormal, normal, aboveNormal, highest, timeCritical };
 
-bool setThreadPriority(ThreadId thread, ThreadPriority priority); ///< whether anything was applied
+/// Whether the thread is where it was wanted. With `keepsHigher` one of the three above normal
+/// leaves a thread alone that runs at an equal or higher real-time priority, given by others.
+bool setThreadPriority(ThreadId thread, ThreadPriority priority, bool keepsHigher = false);
 
 /// Bit n is processor n; processors from 64 on can't be named. The mask of all that
 /// `processAffinity` names stands for all of the process's processors. False changes nothing.

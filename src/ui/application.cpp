@@ -13,24 +13,25 @@ CM_REGISTER_ABSTRACT(UApplication);
 UApplication::UApplication(const char* title) : title_(title)
 {
   instance_ = this;
-  messenger_.setWakeUp([] {
-    if (platform::RunLoop* loop = platform::RunLoop::instance())
-      loop->wake();
-  });
+  messenger_.setWakeUp(platform::RunLoop::wakeInstance);
+  dependencies_.setWakeUp(platform::RunLoop::wakeInstance);
 }
 
 UApplication::~UApplication()
 {
   messenger_.setWakeUp(nullptr);
+  dependencies_.setWakeUp(nullptr);
   instance_ = nullptr;
 }
 
 void UApplication::run()
 {
-  if (preInitialize())
-    startup();
-  else
+  if (!preInitialize()) { // nothing has begun that a terminator could end
     setQuit();
+    dropStartupRecords();
+    return;
+  }
+  startup();
   if (!isQuitting() && enterRunState())
     messageLoop();
   beforeQuit();

@@ -330,6 +330,7 @@ TEST(AttributeExport, values_cross_under_their_four_characters)
   CmArray values{CmOwnership::adopts};
   add(values, 1, 1)->setInt(1);
   add(values, 2)->setInterface(&foreign);
+  add(values, 4); // without a value
   FAttributes target;
   exportAttributes(values, target);
   EXPECT_TRUE(target.isEmpty());

@@ -300,6 +300,13 @@ TEST(IntrusiveList, refuses_strangers_and_items_that_stand_in_a_list)
   EXPECT_TRUE(single.isEmpty());
   EXPECT_EQ(other.takeHead(), &a);
   EXPECT_EQ(other.last(), &b);
+  DLink z;
+  CmIDLinkedList behind;
+  EXPECT_TRUE(behind.add(&z));
+  twofold.takeAll(behind);
+  EXPECT_TRUE(behind.isEmpty() && twofold.last() == &z && z.previous() == &y);
+  EXPECT_TRUE(twofold.remove(&y) && z.previous() == &x && x.next() == &z);
+  EXPECT_FALSE(twofold.remove(&y));
 }
 
 TEST(BTree, agrees_with_a_sorted_vector_for_every_order)

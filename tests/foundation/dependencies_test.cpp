@@ -138,6 +138,46 @@ TEST_F(Dependencies, keep_a_notice_whose_subject_is_being_told)
   EXPECT_THAT(first.codes, ElementsAre(1, 2));
 }
 
+TEST_F(Dependencies, forget_a_notice_set_aside_when_its_subject_goes)
+{
+  Subject other;
+  other.addDependent(&second);
+  subject.addDependent(&first);
+  first.then = [&](int32_t code) {
+    if (code != 1)
+      return;
+    subject.deferChanged(2);
+    other.deferChanged(3);
+    second.then = [&](int32_t) { table.removeFromDeferred(&subject); };
+    table.flush();
+  };
+  subject.changed(1);
+  table.flush();
+  EXPECT_THAT(second.codes, ElementsAre(3));
+  EXPECT_THAT(first.codes, ElementsAre(1));
+}
+
+TEST_F(Dependencies, wake_for_the_first_notice_and_for_one_that_was_held_back)
+{
+  static int wakeUps;
+  wakeUps = 0;
+  table.setWakeUp([] { ++wakeUps; });
+  subject.addDependent(&first);
+  subject.deferChanged(1);
+  subject.deferChanged(2);
+  EXPECT_EQ(wakeUps, 1);
+  table.flush();
+  first.then = [&](int32_t code) {
+    if (code != 3)
+      return;
+    subject.deferChanged(4);
+    table.flush();
+    EXPECT_EQ(wakeUps, 2);
+  };
+  subject.changed(3);
+  EXPECT_EQ(wakeUps, 3);
+}
+
 TEST_F(Dependencies, flush_one_subject_alone)
 {
   Subject other;

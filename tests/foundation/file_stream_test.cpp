@@ -85,6 +85,8 @@ TEST(FileStream, size_can_be_asked_and_set_without_moving)
     put(stream, "0123456789");
     EXPECT_TRUE(stream.atEnd());
     EXPECT_EQ(stream.seek(-7, SeekMode::end), 3);
+    EXPECT_EQ(stream.seek(0, static_cast<SeekMode>(3)), -1);
+    EXPECT_EQ(stream.seek(0, static_cast<SeekMode>(-1)), -1);
     EXPECT_TRUE(stream.setSize(6));
     EXPECT_EQ(stream.size(), 6);
     EXPECT_FALSE(stream.atEnd());

@@ -29,11 +29,8 @@ Ref<FMessage> sampleMessage()
   message->setFloat("float", 2.5);
   message->setString("text", "value");
   message->setObject("pointer", message.get());
-  auto inner = make<FAttributes>();
-  inner->setInt("deep", 7);
-  message->setArgument(
-      "inner", AttributeVariant(static_cast<FUnknown*>(static_cast<CmObject*>(inner.get()))));
-  inner->setBinary("bytes", "\1\2\3", 3, true);
+  message->setArgument("argument", AttributeVariant(static_cast<FUnknown*>(
+                                       static_cast<CmObject*>(make<CmString>("x").get()))));
   return message;
 }
 
@@ -44,6 +41,15 @@ Ref<FAttributes> sampleAttributes()
   attributes->setObject("stream", memoryWith("bytes").detach(), ObjectMode::adopted);
   attributes->setObject("id", make<CmUID>(FUID(1, 2, 3, 4)).detach(), ObjectMode::adopted);
   attributes->setObject("null", nullptr, ObjectMode::borrowed);
+  attributes->setBinary("block", "\1\2\3", 3, false);
+  attributes->setString("long", std::string(60'000, 'x').c_str());
+  for (int i = 0; i < 2; ++i) {
+    attributes->appendInt("ints", i);
+    attributes->appendDouble("doubles", i);
+    attributes->appendString("texts", "text");
+    attributes->appendObject("objects", make<CmString>("item").detach(), true);
+    attributes->appendObject("containers", make<FAttributes>().detach(), true);
+  }
   return attributes;
 }
 
@@ -73,11 +79,21 @@ TEST(ObjectStream, message_loses_its_pointers_and_nothing_else)
   EXPECT_EQ(read.getInt("int"), -5);
   EXPECT_EQ(read.getFloat("float"), 2.5);
   EXPECT_STREQ(read.getString("text"), "value");
-  EXPECT_EQ(read.arguments()->count(), 4u);
-  auto* inner = read.getObject<FAttributes>("inner");
-  ASSERT_NE(inner, nullptr);
-  EXPECT_EQ(inner->getInt("deep"), 7);
-  EXPECT_EQ(inner->getBinarySize("bytes"), 3);
+  EXPECT_EQ(read.arguments()->count(), 3u);
+}
+
+TEST(ObjectStream, lists_blocks_and_long_texts_come_back_with_all_they_hold)
+{
+  FAttributes read;
+  ASSERT_TRUE(readFrom(read, bytesOf(*sampleAttributes())));
+  for (const char* key : {"ints", "doubles", "texts", "objects", "containers"})
+    EXPECT_EQ(read.countValues(key), 2) << key;
+  EXPECT_EQ(read.getList("ints")->valueAt(1).integer, 1);
+  EXPECT_STREQ(read.getList("texts")->valueAt(1).text, "text");
+  char block[3] = {};
+  EXPECT_EQ(read.getBinary("block", block, 3), 0);
+  EXPECT_EQ(block[2], 3);
+  EXPECT_EQ(std::strlen(read.getString("long")), 60'000u);
 }
 
 TEST(ObjectStream, whole_bytes_come_back_and_cut_ones_are_refused)

@@ -130,8 +130,35 @@ TEST_F(Messenger, stays_whole_when_a_dropped_message_takes_a_receiver_with_it)
   EXPECT_THAT(other.heard, ElementsAre("Idle"));
 }
 
+TEST_F(Messenger, holds_no_lock_while_it_lets_go_of_what_was_removed)
+{
+  struct Asking final : CmObject {
+    ~Asking() override
+    {
+      std::thread([] { FMessenger::instance()->isPending(nullptr); }).join();
+    }
+  };
+  FMessage* owning = text("alert");
+  owning->setObject("asking", new Asking, ObjectMode::adopted);
+  messenger.post(&receiver, owning);
+  messenger.remove(&receiver);
+  EXPECT_FALSE(messenger.isPending(nullptr));
+}
+
+TEST(MessengerThatIsGone, takes_no_post_and_keeps_no_message)
+{
+  CmObject receiver;
+  FMessenger::postTo(&receiver, new FMessage("late"));
+  FMessenger messenger;
+  FMessenger::postTo(&receiver, new FMessage("in time"));
+  EXPECT_TRUE(messenger.isPending(&receiver));
+}
+
 TEST_F(Messenger, skips_a_pass_and_waits_while_suspended)
 {
+  static int wakeUps;
+  wakeUps = 0;
+  messenger.setWakeUp([] { ++wakeUps; });
   messenger.post(&receiver, text("Idle"));
   messenger.setSuspended(true);
   messenger.dispatch();
@@ -139,6 +166,7 @@ TEST_F(Messenger, skips_a_pass_and_waits_while_suspended)
   messenger.skipNextPass();
   messenger.dispatch();
   EXPECT_TRUE(receiver.heard.empty());
+  EXPECT_EQ(wakeUps, 3) << "for the post, the end of the suspension and the pass left out";
   messenger.dispatch();
   EXPECT_THAT(receiver.heard, ElementsAre("Idle"));
 }
@@ -269,6 +297,10 @@ TEST(Message, carries_arguments_and_leaves_objects_behind_on_a_stream)
   message.setString("Command", "Save");
   message.setObject("Action", object.get());
   EXPECT_EQ(message.getObject("Action"), object.get());
+  auto* adopted = new CmString("given away");
+  message.setObject("Adopted", adopted, ObjectMode::adopted);
+  message.setObject("Adopted", adopted, ObjectMode::adopted); // the object that is there already
+  EXPECT_EQ(message.getObject<CmString>("Adopted")->view(), "given away");
 
   FMemoryStream stream;
   EXPECT_TRUE(message.write(stream));

@@ -206,9 +206,15 @@ TEST(MemoryStream, capacity_moves_in_steps_and_contents_move_with_their_stream)
   EXPECT_EQ(stream.capacity(), 4096);
   put(stream, "b");
   EXPECT_EQ(stream.capacity(), 8192);
+  stream.setSwapsBytes(true);
   FMemoryStream copy(stream);
   FMemoryStream moved(std::move(stream));
   EXPECT_EQ(textOf(moved), textOf(copy));
+  FMemoryStream assigned;
+  assigned = moved;
+  EXPECT_TRUE(moved.swapsBytes() && assigned.swapsBytes());
+  EXPECT_FALSE(assigned.resize(INT64_MAX) || assigned.isValid());
+  EXPECT_EQ(assigned.data(), nullptr);
   EXPECT_EQ(stream.data(), nullptr);
   EXPECT_EQ(put(stream, "again"), 5);
   moved.seek(3, SeekMode::start);

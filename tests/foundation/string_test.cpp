@@ -1,5 +1,6 @@
 #include "foundation/attributes.h"
 #include "foundation/buffer.h"
+#include "foundation/buffer_stream.h"
 #include "foundation/memory_stream.h"
 #include "foundation/regular_expression.h"
 #include "foundation/string.h"
@@ -78,6 +79,12 @@ TEST(String, reads_what_it_wrote_and_skips_what_is_too_long)
     EXPECT_EQ(loaded.read(foreign), good) << length;
     EXPECT_EQ(foreign.tell(), position) << length;
   }
+  FBuffer buffer;
+  FBufferStream growing(buffer);
+  EXPECT_TRUE(growing.writeInt32(INT32_MAX));
+  growing.rewind();
+  EXPECT_FALSE(loaded.read(growing));
+  EXPECT_LT(buffer.capacity(), 1000u);
 }
 
 TEST(Buffer, appends_bytes_of_its_own_while_it_grows)
@@ -92,6 +99,9 @@ TEST(Buffer, appends_bytes_of_its_own_while_it_grows)
   EXPECT_TRUE(buffer.setUsed(20));
   EXPECT_EQ(buffer.data()[19], 0);
   EXPECT_TRUE(buffer.setCapacity(3));
+  EXPECT_EQ(buffer.used(), 3u);
+  buffer.setGrowBy(UINT32_MAX);
+  EXPECT_FALSE(buffer.append('x'));
   EXPECT_EQ(buffer.used(), 3u);
 }
 
@@ -142,6 +152,12 @@ TEST(Variant, converts_persists_and_compares_by_value)
     for (const CmVariant& other : values)
       EXPECT_EQ(value.compare(&other), -other.compare(&value));
   }
+  FAttributes attributes;
+  attributes.setObject("Value", nullptr, ObjectMode::borrowed);
+  CmVariant none;
+  EXPECT_TRUE(none.loadAttributes(attributes));
+  EXPECT_TRUE(none.isEqual(&none));
+  EXPECT_EQ(none.hash(1009), CmVariant().hash(1009));
 }
 
 TEST(Time, reads_shows_and_adds)

@@ -26,7 +26,7 @@ public:
   uint32_t run() override
   {
     body_(*this);
-    return 0;
+    return 7;
   }
 
 private:
@@ -81,6 +81,8 @@ TEST(ThreadBase, body_finds_its_own_thread_in_place)
       EXPECT_FALSE(self.join(0));
     });
     ASSERT_TRUE(thread.start("self"));
+    EXPECT_TRUE(thread.join(60'000));
+    EXPECT_EQ(thread.exitValue(), 7u);
   }
 }
 

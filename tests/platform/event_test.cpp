@@ -88,6 +88,26 @@ TEST(Event, manual_pulse_and_set_with_reset_release_all_that_wait)
   }
 }
 
+TEST(Event, automatic_release_goes_to_who_waited_before_and_not_to_who_comes_after)
+{
+  for (int round = 0; round < 200; ++round) {
+    Event event{EventReset::automatic};
+    std::atomic<bool> through{false};
+    ThreadHandle waiting = ThreadHandle::start("waiting", [&] {
+      event.wait();
+      through.store(true);
+    });
+    bool stolen = false;
+    while (!through.load() && !stolen) {
+      event.pulse();
+      stolen = event.wait(0);
+    }
+    EXPECT_FALSE(stolen);
+    event.set();
+    waiting.join();
+  }
+}
+
 TEST(Event, no_wake_up_is_lost_between_two_threads_that_take_turns)
 {
   Event ping{EventReset::automatic};

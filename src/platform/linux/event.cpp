@@ -2,28 +2,53 @@
 
 #include "platform/linux/futex.h"
 
+#include <bit>
 #include <climits>
 
 namespace orbi::platform {
 
-// The word: bit 0 is the signal; 15 bits count the waiting threads; the upper 16 bits are, for an
-// automatic event, how many of the waiting threads are released but haven't gone yet, and for a
-// manual one the number of the release, so that who waits from before sees it change. A release is
-// thus handed to those who wait at that moment and no later reset can take it back from them.
-constexpr std::uint32_t signalBit = 1;
-constexpr std::uint32_t oneWaiter = 1u << 1;
-constexpr std::uint32_t waiterMask = 0xfffe;
-constexpr std::uint32_t oneRelease = 1u << 16;
-constexpr std::uint32_t releaseMask = 0xffff0000;
+// The word, from below: the signal; how many threads wait; how many of them are released but
+// haven't gone yet (automatic events alone); how many releases were taken so far, for a manual
+// event how many were given. A thread that comes to wait notes the number of the last release that
+// was given before. Releases are taken in the order of their numbers, so one that was handed to
+// those who waited goes to one of them, never to somebody who came later, and no reset takes it
+// back. The kernel compares the lower half, in which every change of these shows.
+constexpr std::uint64_t signalBit = 1;
+constexpr int countBits = 11;
+constexpr std::uint64_t countMask = (1u << countBits) - 1;
+constexpr int waiterShift = 1;
+constexpr int releaseShift = waiterShift + countBits;
+constexpr int takenShift = releaseShift + countBits;
+constexpr std::uint64_t oneWaiter = std::uint64_t{1} << waiterShift;
+constexpr std::uint64_t oneRelease = std::uint64_t{1} << releaseShift;
+constexpr std::uint64_t oneTaken = std::uint64_t{1} << takenShift;
 
-static std::uint32_t waiters(std::uint32_t word)
+static std::uint64_t waiters(std::uint64_t word)
 {
-  return (word & waiterMask) / oneWaiter;
+  return word >> waiterShift & countMask;
 }
 
-static std::uint32_t releases(std::uint32_t word)
+/// Given, but not taken yet.
+static std::uint64_t releases(std::uint64_t word)
 {
-  return (word & releaseMask) / oneRelease;
+  return word >> releaseShift & countMask;
+}
+
+static std::uint64_t taken(std::uint64_t word)
+{
+  return word >> takenShift;
+}
+
+static std::uint64_t given(std::uint64_t word)
+{
+  return taken(word) + releases(word);
+}
+
+static std::atomic<std::uint32_t>& lowerHalf(std::atomic<std::uint64_t>& word)
+{
+  static_assert(std::endian::native == std::endian::little);
+  static_assert(sizeof(word) == 2 * sizeof(std::atomic<std::uint32_t>));
+  return reinterpret_cast<std::atomic<std::uint32_t>&>(word); // for its address, never read
 }
 
 Event::Event(EventReset reset, bool signalled)
@@ -52,11 +77,13 @@ void Event::release(bool staysSignalled)
 {
   const bool manual = manual_; // nothing of the object is read once a thread may have been released
   bool releasesSome;
-  std::uint32_t word = word_.load(std::memory_order_relaxed);
-  std::uint32_t next;
+  std::uint64_t word = word_.load(std::memory_order_relaxed);
+  std::uint64_t next;
   do {
-    releasesSome = manual ? waiters(word) > 0 : waiters(word) > releases(word);
-    next = releasesSome ? word + oneRelease : word;
+    releasesSome = waiters(word) > (manual ? 0 : releases(word));
+    next = word;
+    if (releasesSome)
+      next += manual ? oneTaken : oneRelease;
     if (!staysSignalled)
       next &= ~signalBit;
     else if (manual || !releasesSome)
@@ -64,7 +91,13 @@ void Event::release(bool staysSignalled)
   } while (!word_.compare_exchange_weak(word, next, std::memory_order_release,
                                         std::memory_order_relaxed));
   if (releasesSome)
-    futex::wake(word_, manual ? INT_MAX : 1);
+    wakeAll();
+}
+
+/// All, as the kernel can't tell for whom an automatic release is.
+void Event::wakeAll()
+{
+  futex::wake(lowerHalf(word_), INT_MAX);
 }
 
 // Waiting
@@ -81,64 +114,77 @@ bool Event::wait(std::uint32_t milliseconds)
 
 bool Event::waitUntil(std::int64_t deadline)
 {
-  std::uint32_t entered = 0;
+  std::uint64_t entered = 0;
   if (tryEnter(entered))
     return true;
   while (!tryTake(entered)) {
-    std::uint32_t word = word_.load(std::memory_order_relaxed);
-    if (!letsThrough(word, entered) && !futex::wait(word_, word, deadline))
+    const std::uint64_t word = word_.load(std::memory_order_relaxed);
+    if (!letsThrough(word, entered) && !sleep(word, deadline))
       return giveUp(entered);
   }
   return true;
 }
 
-/// True when the signal stood already and no waiting is needed.
-bool Event::tryEnter(std::uint32_t& entered)
+bool Event::sleep(std::uint64_t word, std::int64_t deadline)
 {
-  std::uint32_t word = word_.load(std::memory_order_relaxed);
+  return futex::wait(lowerHalf(word_), static_cast<std::uint32_t>(word), deadline);
+}
+
+/// True when the signal stood already and no waiting is needed.
+bool Event::tryEnter(std::uint64_t& entered)
+{
+  std::uint64_t word = word_.load(std::memory_order_relaxed);
   for (;;) {
     const bool signalled = (word & signalBit) != 0;
-    std::uint32_t next = word + oneWaiter;
+    std::uint64_t next = word + oneWaiter;
     if (signalled)
       next = manual_ ? word : word & ~signalBit;
     if (word_.compare_exchange_weak(word, next, std::memory_order_acquire,
                                     std::memory_order_relaxed)) {
-      entered = releases(word);
+      entered = given(word);
       return signalled;
     }
   }
 }
 
-bool Event::letsThrough(std::uint32_t word, std::uint32_t entered) const
+bool Event::letsThrough(std::uint64_t word, std::uint64_t entered) const
 {
-  return (word & signalBit) != 0 || (manual_ ? releases(word) != entered : releases(word) > 0);
+  if (manual_)
+    return (word & signalBit) != 0 || given(word) != entered;
+  return releases(word) > 0 && taken(word) >= entered;
 }
 
 /// Goes through, and is no longer a waiter, when the event lets this thread.
-bool Event::tryTake(std::uint32_t entered)
+bool Event::tryTake(std::uint64_t entered)
 {
-  std::uint32_t word = word_.load(std::memory_order_relaxed);
+  std::uint64_t word = word_.load(std::memory_order_relaxed);
   while (letsThrough(word, entered)) {
-    std::uint32_t next = word - oneWaiter;
-    if (!manual_)
-      next = releases(word) > 0 ? next - oneRelease : next & ~signalBit;
+    const std::uint64_t next = word - oneWaiter + (manual_ ? 0 : oneTaken - oneRelease);
+    const bool isNextsTurn = !manual_ && releases(next) > 0;
     if (word_.compare_exchange_weak(word, next, std::memory_order_acquire,
-                                    std::memory_order_relaxed))
+                                    std::memory_order_relaxed)) {
+      if (isNextsTurn)
+        wakeAll(); // one may have waited for this release to be taken
       return true;
+    }
   }
   return false;
 }
 
-/// After the time-out. A release that came in the last moment counts, or it would be lost.
-bool Event::giveUp(std::uint32_t entered)
+/// After the time-out. A release that came in the last moment counts, or it would be lost; when
+/// others have to take theirs before, these are awake already and it is waited for them.
+bool Event::giveUp(std::uint64_t entered)
 {
-  for (;;) {
-    if (tryTake(entered))
-      return true;
-    std::uint32_t word = word_.load(std::memory_order_relaxed);
-    if (!letsThrough(word, entered) && word_.compare_exchange_strong(word, word - oneWaiter))
+  while (!tryTake(entered)) {
+    std::uint64_t word = word_.load(std::memory_order_relaxed);
+    if (letsThrough(word, entered))
+      continue;
+    if (releases(word) > 0 && given(word) != entered)
+      sleep(word, futex::noDeadline);
+    else if (word_.compare_exchange_strong(word, word - oneWaiter))
       return false;
   }
+  return true;
 }
 
 } // namespace orbi::platform

@@ -23,7 +23,8 @@ constexpr std::int64_t nanosecondsPerMillisecond = 1'000'000;
 namespace {
 
 std::atomic<RunLoop*> instanceNow{nullptr};
-std::atomic<int> handlersAtWork{0}; // signals may come on any thread, also while the loop ends
+// Signals and wake-ups may come on any thread, also while the loop ends.
+std::atomic<int> callersAtWork{0};
 
 struct Timer {
   RunLoop::TimerId id;
@@ -34,13 +35,18 @@ struct Timer {
 
 constexpr std::array quitSignals{SIGINT, SIGTERM, SIGHUP};
 
+void withInstance(void (RunLoop::*call)())
+{
+  callersAtWork.fetch_add(1);
+  if (RunLoop* loop = instanceNow.load())
+    (loop->*call)();
+  callersAtWork.fetch_sub(1);
+}
+
 void requestQuit(int)
 {
   const int error = errno;
-  handlersAtWork.fetch_add(1);
-  if (RunLoop* loop = instanceNow.load())
-    loop->quit();
-  handlersAtWork.fetch_sub(1);
+  withInstance(&RunLoop::quit);
   errno = error;
 }
 
@@ -76,7 +82,7 @@ RunLoop::~RunLoop()
 {
   own_->giveSignalsBack();
   instanceNow.store(nullptr);
-  while (handlersAtWork.load() > 0)
+  while (callersAtWork.load() > 0)
     sched_yield();
   ::close(own_->wakeDescriptor);
 }
@@ -84,6 +90,11 @@ RunLoop::~RunLoop()
 RunLoop* RunLoop::instance()
 {
   return instanceNow.load();
+}
+
+void RunLoop::wakeInstance()
+{
+  withInstance(&RunLoop::wake);
 }
 
 void RunLoop::Private::takeSignals()

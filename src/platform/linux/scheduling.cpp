@@ -9,6 +9,7 @@
 #include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace orbi::platform {
@@ -103,16 +104,23 @@ static int classNice(ProcessPriority priority)
   return priority == ProcessPriority::high ? highClassNice : 0;
 }
 
+/// All of them or, as far as the system lets them go back, none.
 static bool shiftNice(std::span<const ThreadId> threads, int by)
 {
+  std::vector<std::pair<ThreadId, int>> moved; // with the value before
   for (ThreadId thread : threads) {
     const auto id = static_cast<pid_t>(thread);
     errno = 0;
     const int nice = niceOf(id);
     if (errno == ESRCH)
       continue; // ended meanwhile
-    if (setpriority(PRIO_PROCESS, thread, std::clamp(nice + by, -20, 19)) != 0 && errno != ESRCH)
+    if (setpriority(PRIO_PROCESS, thread, std::clamp(nice + by, -20, 19)) == 0) {
+      moved.emplace_back(thread, nice);
+    } else if (errno != ESRCH) {
+      for (const auto& [former, value] : moved)
+        setpriority(PRIO_PROCESS, former, value);
       return false;
+    }
   }
   return true;
 }
@@ -165,12 +173,15 @@ constexpr PriorityStep prioritySteps[] = {
 
 } // namespace
 
-bool setThreadPriority(ThreadId thread, ThreadPriority priority)
+bool setThreadPriority(ThreadId thread, ThreadPriority priority, bool keepsHigher)
 {
   const PriorityStep step = prioritySteps[static_cast<int>(priority)];
   const auto id = static_cast<pid_t>(thread);
   if (thread == 0)
     return false;
+  if (step.realtimePriority > 0 && keepsHigher && scheduling::isRealtime(id) &&
+      scheduling::realtimePriority(id) >= step.realtimePriority)
+    return true;
   if (step.realtimePriority > 0 && scheduling::makeRealtime(id, step.realtimePriority))
     return true;
   const int nice = startNice() + classNice(processPriority()) + step.nice;
