@@ -49,7 +49,9 @@ void OrbiPlayerMidiInput::receive(PMidiEvent& event)
   auto copy = Ref<PMidiEvent>::adopt(static_cast<PMidiEvent*>(event.clone()));
   if (!copy)
     return; // no memory: this one is lost
+  PEventQueue spent; // goes when the lock is left
   FGuard guard(lock_);
+  spent.takeAll(spent_);
   events_.insertEvent(copy.get());
   waiting_.store(events_.count(), std::memory_order_relaxed);
 }
@@ -84,7 +86,7 @@ int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
     }
     writer.write(status | channel, key, velocity);
   }
-  events_.removeAll();
+  spent_.takeAll(events_);
   waiting_.store(0, std::memory_order_relaxed);
   list.count = writer.count();
   return writer.count();

@@ -52,6 +52,8 @@ private:
   static inline OrbiPlayerMidiInput* instance_ = nullptr;
 
   PEventQueue events_;
+  /// What was handed over already. Freed by the next who sends, not by the audio thread.
+  PEventQueue spent_;
   FLock lock_{"FLock"};
   std::atomic<uint32_t> waiting_{0}; ///< count of events_, for the test without the lock
   // Written by the audio thread, cleared by the main thread while that one rests.
