@@ -5,9 +5,7 @@
 
 namespace orbi {
 
-namespace {
-PEventPool eventPool;
-}
+PEventPool PEventPool::instance_;
 
 PEventPool::~PEventPool()
 {
@@ -15,11 +13,6 @@ PEventPool::~PEventPool()
   while (block)
     std::free(std::exchange(block, block->next));
   count_.store(capacity); // what is released from here on goes to the heap
-}
-
-PEventPool& PEventPool::instance()
-{
-  return eventPool;
 }
 
 void* PEventPool::allocate()

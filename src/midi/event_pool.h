@@ -18,7 +18,7 @@ public:
   PEventPool() = default;
   ~PEventPool();
 
-  static PEventPool& instance();
+  static PEventPool& instance() { return instance_; }
 
   void* allocate(); ///< a block of blockBytes; null without memory
   void release(void* block);
@@ -31,6 +31,8 @@ private:
   struct Block {
     Block* next;
   };
+
+  static PEventPool instance_;
 
   FLock lock_{"PMidiEvent pool"};
   std::atomic<Block*> head_{nullptr}; ///< tested without the lock, changed under it
