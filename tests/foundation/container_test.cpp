@@ -287,7 +287,7 @@ TEST(IntrusiveList, refuses_strangers_and_items_that_stand_in_a_list)
   struct Link final : CmILink {};
   struct DLink final : CmIDLink {};
   Link a, b;
-  DLink x, y;
+  DLink x, y, z; // before the lists, which let go of them at their end
   CmObject stranger;
   CmILinkedList single;
   CmIDLinkedList twofold;
@@ -300,7 +300,6 @@ TEST(IntrusiveList, refuses_strangers_and_items_that_stand_in_a_list)
   EXPECT_TRUE(single.isEmpty());
   EXPECT_EQ(other.takeHead(), &a);
   EXPECT_EQ(other.last(), &b);
-  DLink z;
   CmIDLinkedList behind;
   EXPECT_TRUE(behind.add(&z));
   twofold.takeAll(behind);
