@@ -85,13 +85,21 @@ TEST_F(Realtime, a_buffer_switch_neither_allocates_nor_locks_nor_waits)
     const long before[] = {RealtimeWatch::allocations(), RealtimeWatch::locks(),
                            RealtimeWatch::waits(), RealtimeWatch::allowedLocks()};
     for (uint32_t index = 0; index < 2000; ++index) {
-      RealtimeWatch watch;
-      driver->position = {0, index * 64};
-      LoomTimeRecord time{};
-      if (index & 2)
-        driver->callbacks.bufferSwitchTimeInfo(&time, int(index & 1), 1);
-      else // every eighth by the worker, which is woken only
-        driver->callbacks.bufferSwitch(int(index & 1), index % 8 ? 1 : 0);
+      bool isWorkers = index % 8 == 0; // it is woken only
+      int reached = plugin->blocks;
+      uint64_t lost = device->lostBlocks();
+      {
+        RealtimeWatch watch;
+        driver->position = {0, index * 64};
+        LoomTimeRecord time{};
+        if (index & 2)
+          driver->callbacks.bufferSwitchTimeInfo(&time, int(index & 1), 1);
+        else
+          driver->callbacks.bufferSwitch(int(index & 1), isWorkers ? 0 : 1);
+      }
+      // Blocks that meet the worker at work are lost, on a busy machine all of them.
+      if (isWorkers && device->lostBlocks() == lost)
+        DriverProbe::waitUntil([&] { return plugin->blocks > reached; });
     }
     const long after[] = {RealtimeWatch::allocations(), RealtimeWatch::locks(),
                           RealtimeWatch::waits(), RealtimeWatch::allowedLocks()};
