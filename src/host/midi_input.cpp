@@ -48,7 +48,7 @@ void OrbiPlayerMidiInput::receive(PMidiEvent& event)
 {
   auto copy = Ref<PMidiEvent>::adopt(static_cast<PMidiEvent*>(event.clone()));
   if (!copy)
-    return; // no memory: this one is lost
+    return;          // no memory: this one is lost
   PEventQueue spent; // goes when the lock is left
   FGuard guard(lock_);
   spent.takeAll(spent_);
