@@ -84,6 +84,8 @@ private:
   std::atomic<bool> inProcess_{false};
   std::atomic<bool> serverGone_{false}; // a hint, nothing is ordered by it
 
+  uint64_t clockOffset_ = 0; // nanoseconds from the server's clock to the steady one; wraps
+
   struct {
     int half = 0;
     bool first = true;
@@ -232,6 +234,8 @@ int32_t JackDriver::start()
   if (serverGone_.load(std::memory_order_relaxed))
     return fail(loomNotPresent, "the JACK server has ended");
   cycle_ = {};
+  // The server's clock need not be the steady one; both run at the same pace.
+  clockOffset_ = steadyNow() - jack_get_time() * 1000;
   host().beginRun();
   running_.store(true);
   if (jack_activate(client_) != 0) {
@@ -327,9 +331,7 @@ uint64_t JackDriver::beginCycle(jack_nframes_t frames)
   }
   cycle_.first = false;
   cycle_.serverFrame = serverFrame;
-  // The server's clock need not be the steady one; both run at the same pace.
-  const jack_time_t now = jack_get_time();
-  return steadyNow() - (now > begin ? now - begin : 0) * 1000;
+  return begin * 1000 + clockOffset_;
 }
 
 } // namespace

@@ -228,16 +228,15 @@ void LoomDevice::takeBuffers(LoomChannelTable& table, int32_t count, int32_t isI
     LoomChannel& channel = table[size_t(slot)];
     if (!channel.active)
       continue;
-    for (size_t half : {size_t(0), size_t(1)}) {
-      channel.driverBuffer[half] = next->buffers[half];
-      channel.floatBuffer[half] = std::make_unique<float[]>(static_cast<size_t>(blockFrames_));
-    }
+    channel.driverBuffer[0] = next->buffers[0];
+    channel.driverBuffer[1] = next->buffers[1];
     ++next;
     LoomChannelInfo info{};
     info.channel = channel.channelNumber;
     info.isInput = isInput;
     loom::getChannelInfo(&info);
     channel.setType(info.type, kernels_);
+    channel.makeFloatBuffers(blockFrames_);
   }
 }
 
@@ -245,12 +244,11 @@ void LoomDevice::freeBuffers()
 {
   for (LoomChannelTable* table : {&inputs_, &outputs_})
     for (LoomChannel& channel : *table) {
-      for (auto& buffer : channel.floatBuffer) {
-        // A listener that didn't come back may still write there.
-        if (isHung() && buffer)
-          keptBuffers_.push_back(std::move(buffer));
-        buffer.reset();
-      }
+      // A listener that didn't come back may still write there.
+      if (hung_ && channel.own)
+        keptBuffers_.push_back(std::move(channel.own));
+      channel.own.reset();
+      channel.floatBuffer[0] = channel.floatBuffer[1] = nullptr;
       channel.driverBuffer[0] = channel.driverBuffer[1] = nullptr;
       channel.convert = nullptr;
     }
@@ -303,7 +301,7 @@ void LoomDevice::stop()
   running_ = false;
   acceptsBlocks_.store(false, std::memory_order_release);
   RealtimeWorker::stop();
-  if (!hung_ && !waitForDirectBlock()) {
+  if (!hung_ && (wasAbandoned() || !waitForDirectBlock())) {
     // Its buffers and code are in use yet: nothing of this driver is called or freed any more.
     hung_ = true;
     drivers_->abandonSelected();
@@ -426,7 +424,7 @@ void LoomDevice::convert()
     LoomChannel& channel = outputs_[size_t(slot)];
     if (!channel.active || !channel.convert || !channel.driverBuffer[half])
       continue;
-    channel.convert(channel.floatBuffer[half].get(), channel.driverBuffer[half], blockFrames_,
+    channel.convert(channel.floatBuffer[half], channel.driverBuffer[half], blockFrames_,
                     channel.shift);
   }
 }

@@ -52,11 +52,11 @@ public:
   bool setOutputActive(int32_t index, bool on); ///< restarts a running device
   bool isOutputActive(int32_t index) const;
   /// The block to fill, of the half in use; null when inactive.
-  float* outputBuffer(int32_t index) ORBI_REALTIME
+  float* outputBuffer(int32_t index)
   {
     if (static_cast<uint32_t>(index) >= loomMaxChannels || !outputs_[size_t(index)].active)
       return nullptr;
-    return outputs_[size_t(index)].floatBuffer[activeHalf_.load(std::memory_order_relaxed)].get();
+    return outputs_[size_t(index)].floatBuffer[activeHalf_.load(std::memory_order_relaxed)];
   }
 
   // Running
@@ -66,19 +66,16 @@ public:
   bool isOpened() const { return opened_; }
   /// A block didn't return within the time that a stop waits. It may do so yet: until then the
   /// device, its listener and all that this one uses must not be destroyed.
-  bool isHung() const { return hung_ || wasAbandoned(); }
+  bool isHung() const { return hung_; }
   void checkReset(); ///< main thread, from idle: carries out a reset that the driver asked for
   bool reset();
   /// For the listener, in process: the block under way is the last one that the driver plays.
-  void finishAfterThisBlock() ORBI_REALTIME { loom::stop(); }
+  void finishAfterThisBlock() { loom::stop(); }
 
   double sampleRate() const { return sampleRate_.load(std::memory_order_relaxed); }
   int32_t blockFrames() const { return blockFrames_; }
-  double samplePosition() const ORBI_REALTIME
-  {
-    return samplePosition_.load(std::memory_order_relaxed);
-  }
-  double timeStamp() const ORBI_REALTIME { return timeStamp_.load(std::memory_order_relaxed); }
+  double samplePosition() const { return samplePosition_.load(std::memory_order_relaxed); }
+  double timeStamp() const { return timeStamp_.load(std::memory_order_relaxed); }
   uint64_t lostBlocks() const { return lostBlocks_.load(std::memory_order_relaxed); }
 
   /// What a driver is given; the test of a driver's behaviour and the benchmarks call them, too.
@@ -104,28 +101,23 @@ private:
   void keepErrorMessage();
 
   // The driver's thread and the worker
-  static void bufferSwitch(int32_t half, int32_t direct);
+  ORBI_REALTIME static void bufferSwitch(int32_t half, int32_t direct);
   static void rateChanged(double rate);
   static int32_t driverMessage(int32_t selector, int32_t value, ...);
-  static LoomTimeRecord* bufferSwitchTimeInfo(LoomTimeRecord* time, int32_t half, int32_t direct);
-  void switchBuffers(int32_t half, int32_t direct) ORBI_REALTIME;
-  void fillBlock() ORBI_REALTIME;
-  void finishBlock() ORBI_REALTIME;
-  void convert() ORBI_REALTIME;
+  ORBI_REALTIME static LoomTimeRecord* bufferSwitchTimeInfo(LoomTimeRecord* time, int32_t half,
+                                                            int32_t direct);
+  ORBI_REALTIME void switchBuffers(int32_t half, int32_t direct);
+  ORBI_REALTIME void fillBlock();
+  ORBI_REALTIME void finishBlock();
+  ORBI_REALTIME void convert();
   void run() override;
 
   static const LoomCallbacks callbacks_;
   static inline LoomDevice* instance_ = nullptr;
 
+  // What each block touches comes first and lies together.
   LoomDeviceListener* listener_;
   BlockMeter* meter_ = nullptr;
-  std::unique_ptr<LoomDriverList> drivers_;
-  LoomDriverInfo info_{};
-  const AudioKernels& kernels_;
-  LoomChannelTable inputs_;
-  LoomChannelTable outputs_;
-  std::vector<std::unique_ptr<float[]>> keptBuffers_; ///< of a hung block
-
   int32_t blockFrames_ = 0;
   int32_t inputCount_ = 0;
   int32_t outputCount_ = 0;
@@ -134,7 +126,7 @@ private:
   bool buffersCreated_ = false;
   bool usesOutputReady_ = false;
   bool stopFailed_ = false;
-  bool hung_ = false; ///< a driver's own thread didn't come back from a block
+  bool hung_ = false; ///< a thread didn't come back from a block
 
   // What crosses threads without a lock: single words of which either value will do, hence relaxed.
   std::atomic<double> sampleRate_{44100.0};
@@ -152,6 +144,13 @@ private:
     bool touched[loomMaxChannels] = {}; ///< cleared at every switch
     LoomTimeRecord lastTime{};
   } audio_; // the driver's thread only, while running_
+
+  LoomChannelTable outputs_;
+  LoomChannelTable inputs_;
+  std::vector<std::unique_ptr<float[]>> keptBuffers_; ///< of a hung block
+  std::unique_ptr<LoomDriverList> drivers_;
+  LoomDriverInfo info_{};
+  const AudioKernels& kernels_;
 };
 
 } // namespace orbi

@@ -14,7 +14,7 @@ public:
   virtual void driverReset(bool failed) = 0;                         ///< after a reset
   virtual void started() = 0;               ///< buffers exist, the driver isn't started yet
   virtual void stopped() = 0;               ///< the buffers are gone
-  virtual void process() ORBI_REALTIME = 0; ///< once a block
+  ORBI_REALTIME virtual void process() = 0; ///< once a block
 
 protected:
   ~LoomDeviceListener() = default;
@@ -23,8 +23,8 @@ protected:
 /// Watches the blocks for statistics. On the thread that fills them.
 class BlockMeter {
 public:
-  virtual void blockBegins() ORBI_REALTIME = 0; ///< before process
-  virtual void blockEnds() ORBI_REALTIME = 0;   ///< after conversion
+  ORBI_REALTIME virtual void blockBegins() = 0; ///< before process
+  ORBI_REALTIME virtual void blockEnds() = 0;   ///< after conversion
 
 protected:
   ~BlockMeter() = default;

@@ -65,15 +65,17 @@ OrbiPlayerAudioBridge::makeEventList()
 void OrbiPlayerAudioBridge::Buffers::allocate(int32_t channels, int32_t frames)
 {
   auto count = static_cast<size_t>(std::max(channels, 0));
+  stride = static_cast<size_t>(frames);
   samples.assign(count * static_cast<size_t>(frames), 0.0f);
   pointers.resize(count);
   for (size_t channel = 0; channel < count; ++channel)
-    pointers[channel] = samples.data() + channel * static_cast<size_t>(frames);
+    pointers[channel] = own(channel);
 }
 
-void OrbiPlayerAudioBridge::Buffers::clear()
+void OrbiPlayerAudioBridge::clearOutputs(int32_t frames)
 {
-  std::fill(samples.begin(), samples.end(), 0.0f);
+  for (float* output : outputs_.pointers)
+    std::fill_n(output, frames, 0.0f);
 }
 
 // ---- the device's listener ----
@@ -86,6 +88,7 @@ void OrbiPlayerAudioBridge::formatChanged(int32_t frames, double sampleRate)
     blockFrames_ = frames;
     inputs_.allocate(plugin_.numInputs(), frames);
     outputs_.allocate(plugin_.numOutputs(), frames);
+    sumTargets_.assign(outputs_.pointers.size(), nullptr);
     plugin_.setBlockSize(frames);
   }
   if (sampleRate != sampleRate_) {
@@ -133,10 +136,11 @@ void OrbiPlayerAudioBridge::process()
     if (host)
       host->updateTime(device->samplePosition(), device->timeStamp(), -1.0, false);
     handOverEvents();
+    aimOutputs(*device);
     runPlugin(frames);
     // After a stop that didn't wait, what follows isn't this block's any more.
     if (!plugin_.isAbandoned())
-      deliver(*device, frames);
+      deliver(frames);
   }
   inProcess_.store(false, std::memory_order_release); // who sees it finds the block done
 }
@@ -147,44 +151,50 @@ void OrbiPlayerAudioBridge::handOverEvents()
     plugin_.processEvents(eventList_.get());
 }
 
+/// The first output that goes to a device output is rendered right there; what further ones render
+/// in buffers of their own is added to it afterwards.
+void OrbiPlayerAudioBridge::aimOutputs(LoomDevice& device)
+{
+  uint64_t taken[loomMaxChannels / 64] = {};
+  auto routed = std::min(outputs_.pointers.size(), static_cast<size_t>(routing_->outputCount()));
+  for (size_t output = 0; output < routed; ++output) {
+    int32_t place = routing_->at(static_cast<int32_t>(output));
+    float* target = device.outputBuffer(place);
+    outputs_.pointers[output] = outputs_.own(output);
+    sumTargets_[output] = target;
+    if (!target)
+      continue;
+    uint64_t mark = uint64_t(1) << (place & 63);
+    uint64_t& marks = taken[place >> 6];
+    if (!(marks & mark)) {
+      outputs_.pointers[output] = target;
+      sumTargets_[output] = nullptr;
+      marks |= mark;
+    }
+  }
+}
+
 void OrbiPlayerAudioBridge::runPlugin(int32_t frames)
 {
   bool sounds = false;
   if (plugin_.canReplace()) {
     sounds = plugin_.processReplacing(inputs_.pointers.data(), outputs_.pointers.data(), frames);
   } else {
-    outputs_.clear();
+    clearOutputs(frames);
     sounds = plugin_.processAccumulating(inputs_.pointers.data(), outputs_.pointers.data(), frames);
   }
   if (!sounds)
-    outputs_.clear(); // it faulted: silence instead of what it left
+    clearOutputs(frames); // it faulted: silence instead of what it left
 }
 
-void OrbiPlayerAudioBridge::deliver(LoomDevice& device, int32_t frames)
+void OrbiPlayerAudioBridge::deliver(int32_t frames)
 {
   if (tap_)
     tap_->processed(outputs_.pointers.data(), static_cast<int32_t>(outputs_.pointers.size()),
                     frames);
-  route(device, frames);
-}
-
-void OrbiPlayerAudioBridge::route(LoomDevice& device, int32_t frames)
-{
-  bool written[loomMaxChannels] = {};
-  auto count = std::min(static_cast<int32_t>(outputs_.pointers.size()), routing_->outputCount());
-  for (int32_t output = 0; output < count; ++output) {
-    int32_t place = routing_->at(output);
-    float* target = device.outputBuffer(place);
-    if (!target)
-      continue;
-    const float* source = outputs_.pointers[size_t(output)];
-    if (written[place]) {
-      kernels_.addFrames(source, target, frames);
-    } else {
-      kernels_.copyFrames(source, target, frames);
-      written[place] = true;
-    }
-  }
+  for (size_t output = 0; output < sumTargets_.size(); ++output)
+    if (float* target = sumTargets_[output])
+      kernels_.addFrames(outputs_.pointers[output], target, frames);
 }
 
 // ---- routing ----

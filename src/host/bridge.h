@@ -18,7 +18,7 @@ class HostSettings;
 /// Optional observer of the process; none in this program.
 class ProcessTap {
 public:
-  virtual void processed(float** outputs, int32_t count, int32_t frames) ORBI_REALTIME = 0;
+  ORBI_REALTIME virtual void processed(float** outputs, int32_t count, int32_t frames) = 0;
 
 protected:
   ~ProcessTap() = default;
@@ -43,8 +43,7 @@ public:
   void driverReset(bool failed) override;
   void started() override;
   void stopped() override;
-  void process() ORBI_REALTIME override;
-
+  ORBI_REALTIME void process() override;
   // Routing
   PluginRouting& outputs() { return *routing_; }
   void applyRouting(); ///< switches the device's pairs, restarts a running device
@@ -70,15 +69,17 @@ private:
   struct Buffers {
     std::vector<float> samples;
     std::vector<float*> pointers;
+    size_t stride = 0; ///< frames
     void allocate(int32_t channels, int32_t frames);
-    void clear();
+    float* own(size_t channel) { return samples.data() + channel * stride; }
   };
 
   static std::unique_ptr<OrbEventList, EventListFree> makeEventList();
-  void handOverEvents() ORBI_REALTIME;
-  void runPlugin(int32_t frames) ORBI_REALTIME;
-  void deliver(LoomDevice& device, int32_t frames) ORBI_REALTIME;
-  void route(LoomDevice& device, int32_t frames) ORBI_REALTIME;
+  ORBI_REALTIME void handOverEvents();
+  ORBI_REALTIME void runPlugin(int32_t frames);
+  ORBI_REALTIME void aimOutputs(LoomDevice& device);
+  ORBI_REALTIME void clearOutputs(int32_t frames);
+  ORBI_REALTIME void deliver(int32_t frames);
 
   static inline OrbiPlayerAudioBridge* instance_ = nullptr;
 
@@ -89,6 +90,7 @@ private:
   std::unique_ptr<OrbEventList, EventListFree> eventList_;
   Buffers inputs_;
   Buffers outputs_;
+  std::vector<float*> sumTargets_; ///< by output: where to add it after the block, or null
   Ref<PluginRouting> routing_;
   const AudioKernels& kernels_;
   ProcessTap* tap_ = nullptr;

@@ -38,7 +38,7 @@ public:
   /// Keeps a copy, in the order of times; equal times in the order of arrival. Any thread.
   void receive(PMidiEvent& event) override;
   /// Takes everything that waits; what lies beyond the maximum is lost. How many were written.
-  int32_t fillEventList(OrbEventList& list, int32_t maximum) ORBI_REALTIME;
+  ORBI_REALTIME int32_t fillEventList(OrbEventList& list, int32_t maximum);
   void clearNotes(); ///< forgets which keys are held
 
   /// The port in front of this input; it carries out a reset.

@@ -70,9 +70,9 @@ public:
   bool isSuspended() const { return suspended_; }
 
   // The audio thread. False: it faulted, now or before, and the buffers mean nothing
-  bool processEvents(OrbEventList* events) ORBI_REALTIME;
-  bool processReplacing(float** inputs, float** outputs, int32_t frames) ORBI_REALTIME;
-  bool processAccumulating(float** inputs, float** outputs, int32_t frames) ORBI_REALTIME;
+  ORBI_REALTIME bool processEvents(OrbEventList* events);
+  ORBI_REALTIME bool processReplacing(float** inputs, float** outputs, int32_t frames);
+  ORBI_REALTIME bool processAccumulating(float** inputs, float** outputs, int32_t frames);
   bool hasFaulted() const { return faulted_.load(std::memory_order_relaxed); }
 
   // Told by the plug-in on any thread, read on the main thread

@@ -18,6 +18,8 @@ namespace {
 
 constexpr double lowestSampleRate = 16000.0;
 constexpr double lowestTempo = 10.0;
+constexpr double usualBar = 4.0;         // a power of two, by which dividing is exact
+constexpr double largestWhole = 0x1p+62; // that fits an integer
 constexpr OrbTimeBlock firstTime = {0, 48000, 0, 0, 120, 0, 0, 0, 4, 4, 0, 30, 0, 0};
 constexpr const char* siblingProduct = "Quillmore Gantry 3";
 
@@ -32,6 +34,14 @@ template <class T>
 T get(T& field)
 {
   return std::atomic_ref<T>(field).load(std::memory_order_relaxed);
+}
+
+/// What is left of x after whole bars. A bar length of 0 or none at all isn't refused: nothing is.
+double remainder(double x, double bar)
+{
+  if (bar == usualBar && std::abs(x) < largestWhole) // the same, without the library
+    return x - static_cast<double>(static_cast<int64_t>(x / usualBar)) * usualBar;
+  return std::isfinite(bar) && bar != 0.0 ? std::fmod(x, bar) : 0.0;
 }
 
 FFileType moduleType()
@@ -184,10 +194,7 @@ void OrbPluginHost::updateTime(double samplePosition, double nanoSeconds, double
 
   double barLength = static_cast<double>(get(timeBlock_.signatureNumerator)) /
                      get(timeBlock_.signatureDenominator) * 4.0;
-  // A denominator of 0 isn't refused; a bar without end then starts where we are.
-  double intoBar =
-      std::isfinite(barLength) && barLength != 0.0 ? std::fmod(musicalPosition, barLength) : 0.0;
-  put(timeBlock_.barStartPosition, musicalPosition - intoBar);
+  put(timeBlock_.barStartPosition, musicalPosition - remainder(musicalPosition, barLength));
   flags |= orbBarStartValid;
   if (playing)
     flags |= orbTransportPlays;

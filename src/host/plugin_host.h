@@ -49,8 +49,8 @@ public:
   void setTimeBase(double sampleRate, double tempo, int32_t numerator, int32_t denominator);
   /// Before each block. -1.0 as nanoSeconds: not known; as musicalPosition: counted from the
   /// samples.
-  void updateTime(double samplePosition, double nanoSeconds, double musicalPosition,
-                  bool playing) ORBI_REALTIME;
+  ORBI_REALTIME void updateTime(double samplePosition, double nanoSeconds, double musicalPosition,
+                                bool playing);
   const OrbTimeBlock& timeBlock() const { return timeBlock_; }
 
   /// The file that is now being read or written, for the plug-in's question; null otherwise.

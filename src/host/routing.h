@@ -24,7 +24,7 @@ public:
   PluginRouting(const PluginRouting&) = delete;
 
   int32_t outputCount() const { return static_cast<int32_t>(defaults_.size()); }
-  int32_t at(int32_t output) const ORBI_REALTIME
+  int32_t at(int32_t output) const
   {
     return current_[size_t(output)].load(std::memory_order_relaxed);
   }

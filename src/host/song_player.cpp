@@ -1,6 +1,7 @@
 #include "host/song_player.h"
 
 #include "audio/device.h"
+#include "host/bridge.h"
 
 #include <algorithm>
 #include <cmath>
@@ -45,6 +46,21 @@ void SongPlayer::formatChanged(int32_t frames, double sampleRate)
   next_.formatChanged(frames, sampleRate);
 }
 
+void SongPlayer::driverReset(bool failed)
+{
+  next_.driverReset(failed);
+}
+
+void SongPlayer::started()
+{
+  next_.started();
+}
+
+void SongPlayer::stopped()
+{
+  next_.stopped();
+}
+
 void SongPlayer::process()
 {
   LoomDevice* device = LoomDevice::instance();
@@ -66,10 +82,10 @@ void SongPlayer::process()
   audio_.songFrames += frames_;
   audio_.allFrames += frames_;
   seconds_.store(static_cast<double>(audio_.allFrames) / sampleRate_, std::memory_order_relaxed);
-  float level = measureBlock(*device);
-  if (level > peak_.load(std::memory_order_relaxed))
-    peak_.store(level, std::memory_order_relaxed);
-  if (!reachedEnd(track, level))
+  if (stopsDriver_)
+    peak_.store(std::max(peak_.load(std::memory_order_relaxed), measureBlock(*device)),
+                std::memory_order_relaxed);
+  if (!reachedEnd(track, *device))
     return;
   if (stopsDriver_)
     device->finishAfterThisBlock();
@@ -106,7 +122,7 @@ float SongPlayer::measureBlock(LoomDevice& device) const
   return level;
 }
 
-bool SongPlayer::reachedEnd(const Track* track, float level)
+bool SongPlayer::reachedEnd(const Track* track, LoomDevice& device)
 {
   auto frames = [this](double length) {
     return static_cast<int64_t>(std::ceil(length * sampleRate_));
@@ -118,7 +134,7 @@ bool SongPlayer::reachedEnd(const Track* track, float level)
   int64_t tail = audio_.songFrames - frames(track->song.seconds);
   if (audio_.next < track->song.events.size() || tail < 0)
     return false;
-  audio_.silentFrames = level < silence ? audio_.silentFrames + frames_ : 0;
+  audio_.silentFrames = measureBlock(device) < silence ? audio_.silentFrames + frames_ : 0;
   return audio_.silentFrames >= frames(silentSeconds) || tail >= frames(longestTailSeconds);
 }
 

@@ -12,6 +12,7 @@
 namespace orbi {
 
 class LoomDevice;
+class OrbiPlayerAudioBridge;
 
 /// Stands between the device and its listener: pushes a song's events into the MIDI input in the
 /// block in which they fall due, and tells when a run that has an end is over.
@@ -21,28 +22,32 @@ public:
   static constexpr double silentSeconds = 0.5; ///< for which it has to stay there
   static constexpr double longestTailSeconds = 10.0;
 
-  SongPlayer(LoomDeviceListener& next, OrbiPlayerMidiInput& input) : next_(next), input_(input) {}
+  SongPlayer(OrbiPlayerAudioBridge& next, OrbiPlayerMidiInput& input) : next_(next), input_(input)
+  {
+  }
   ~SongPlayer();
 
   // Main thread, before the device starts, but for play
   void play(Song song); ///< from the next block on; also while the device runs
   void endWithSong() { endsWithSong_ = true; } ///< the run is over when its tail has died away
   void endAfter(double seconds) { limitSeconds_ = seconds; }
-  /// Tells the driver by itself that a block is the last one, so that a file ends with it.
+  /// Tells the driver by itself that a block is the last one, so that a file ends with it,
+  /// and measures the peak.
   void stopDriverAtEnd() { stopsDriver_ = true; }
 
   // Any thread
   bool isOver() const { return over_.load(std::memory_order_relaxed); }
   double seconds() const { return seconds_.load(std::memory_order_relaxed); } ///< of audio so far
   double songSeconds() const; ///< length of the song, 0 without one
-  float peak() const { return peak_.load(std::memory_order_relaxed); } ///< highest level so far
+  /// Highest level so far, where it is measured.
+  float peak() const { return peak_.load(std::memory_order_relaxed); }
 
   // The device's listener
   void formatChanged(int32_t frames, double sampleRate) override;
-  void driverReset(bool failed) override { next_.driverReset(failed); }
-  void started() override { next_.started(); }
-  void stopped() override { next_.stopped(); }
-  void process() ORBI_REALTIME override;
+  void driverReset(bool failed) override;
+  void started() override;
+  void stopped() override;
+  ORBI_REALTIME void process() override;
 
 private:
   /// A song ready to be played. System exclusive messages stand as events, so that sending one
@@ -52,11 +57,11 @@ private:
     std::vector<Ref<PSysexEvent>> sysex;
   };
 
-  void sendDueEvents(const Track& track, double until, double now) ORBI_REALTIME;
-  float measureBlock(LoomDevice& device) const ORBI_REALTIME;
-  bool reachedEnd(const Track* track, float level) ORBI_REALTIME;
+  ORBI_REALTIME void sendDueEvents(const Track& track, double until, double now);
+  ORBI_REALTIME float measureBlock(LoomDevice& device) const;
+  ORBI_REALTIME bool reachedEnd(const Track* track, LoomDevice& device);
 
-  LoomDeviceListener& next_;
+  OrbiPlayerAudioBridge& next_;
   OrbiPlayerMidiInput& input_;
   const AudioKernels& kernels_ = audioKernels();
   std::vector<std::unique_ptr<Track>> tracks_; ///< all that were ever played

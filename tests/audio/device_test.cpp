@@ -274,13 +274,10 @@ TEST_F(Device, a_worker_that_does_not_return_is_left_behind_and_finds_nothing_fr
   driver.switchBuffers(0, 0);
   DriverProbe::waitUntil([&] { return listener.inside.load(); });
   device.stop();
-  EXPECT_EQ(driver.takeCalls().find("disposeBuffers") != std::string::npos, true);
+  EXPECT_EQ(driver.takeCalls().find("disposeBuffers"), std::string::npos); // its buffers stay
   EXPECT_TRUE(device.isHung());
   listener.hold = false;
   DriverProbe::waitUntil([&] { return listener.blocks == 1; });
-  EXPECT_TRUE(device.start()); // direct blocks come through as before
-  driver.switchBuffers(0, 1);
-  EXPECT_EQ(sampleOf(0, 0), 0.25f);
 }
 
 TEST_F(Device, a_switch_while_there_are_no_buffers_is_dropped)

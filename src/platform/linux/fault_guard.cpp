@@ -1,7 +1,6 @@
 #include "platform/fault_guard.h"
 
 #include <array>
-#include <csetjmp>
 #include <csignal>
 #include <cxxabi.h>
 #include <sys/mman.h>
@@ -16,11 +15,12 @@ namespace {
 
 struct Guard {
   Guard* outer;
-  sigjmp_buf entry;
+  void* entry[5]; // what the compiler's own jump keeps: it needs no library, no system call
 };
 
 // Volatile, because the signal handler of the same thread reads it between any two instructions.
 thread_local Guard* volatile innermost = nullptr;
+thread_local bool knowsHandlers = false; // beside it, so that a block touches one place
 
 struct GuardedSignal {
   int number;
@@ -61,7 +61,7 @@ static void handleFault(int number, siginfo_t* info, void* context)
     // The jump doesn't restore the blocked signals, which keeps entering a guard free of system
     // calls; so they are put back here, where time doesn't matter.
     pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
-    siglongjmp(innermost->entry, 1);
+    __builtin_longjmp(innermost->entry, 1);
   }
   for (const GuardedSignal& guarded : guardedSignals)
     if (guarded.number == number)
@@ -81,15 +81,21 @@ static bool installHandlers()
   return true;
 }
 
+static void installHandlersOnce()
+{
+  [[maybe_unused]] static const bool installed = installHandlers();
+  knowsHandlers = true;
+}
+
 // Entering and leaving
 
 bool runGuarded(void (*call)(void*), void* context)
 {
-  [[maybe_unused]] static const bool installed = installHandlers();
-
+  if (!knowsHandlers)
+    installHandlersOnce();
   Guard guard;
   guard.outer = innermost;
-  if (sigsetjmp(guard.entry, 0) != 0) {
+  if (__builtin_setjmp(guard.entry) != 0) {
     innermost = guard.outer;
     return false;
   }
