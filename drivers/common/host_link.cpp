@@ -1,8 +1,20 @@
 #include "common/host_link.h"
 
+#include <thread>
+
 namespace loom {
 
 namespace {
+
+/// A number of the calling thread, without asking a library.
+uintptr_t thisThread()
+{
+#if defined(__x86_64__) || defined(__aarch64__)
+  return reinterpret_cast<uintptr_t>(__builtin_thread_pointer());
+#else
+  return std::hash<std::thread::id>()(std::this_thread::get_id()) | 1;
+#endif
+}
 
 bool hostTakesTimeInfo(const LoomCallbacks& callbacks)
 {
@@ -41,7 +53,7 @@ void HostLink::bufferSwitch(int half, uint64_t position, uint64_t timeStamp)
 {
   position_.store(position, std::memory_order_relaxed);
   timeStamp_.store(timeStamp, std::memory_order_relaxed);
-  switchThread_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+  switchThread_.store(thisThread(), std::memory_order_relaxed);
   if (usesTimeInfo_) {
     time_ = LoomTimeRecord{};
     time_.speed = 1.0;
@@ -51,12 +63,12 @@ void HostLink::bufferSwitch(int half, uint64_t position, uint64_t timeStamp)
   } else {
     callbacks_.bufferSwitch(half, 1);
   }
-  switchThread_.store(std::thread::id{}, std::memory_order_relaxed);
+  switchThread_.store(0, std::memory_order_relaxed);
 }
 
 bool HostLink::insideSwitch() const
 {
-  return switchThread_.load(std::memory_order_relaxed) == std::this_thread::get_id();
+  return switchThread_.load(std::memory_order_relaxed) == thisThread();
 }
 
 void HostLink::requestReset()

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <thread>
 
 namespace loom {
 
@@ -23,10 +22,7 @@ public:
   bool insideSwitch() const;
 
   /// Is any thread inside bufferSwitch?
-  bool isSwitching() const
-  {
-    return switchThread_.load(std::memory_order_relaxed) != std::thread::id{};
-  }
+  bool isSwitching() const { return switchThread_.load(std::memory_order_relaxed) != 0; }
 
   /// Asks the host to close and open the driver; once for each attach. Any thread, never blocks.
   void requestReset();
@@ -46,7 +42,7 @@ private:
   std::atomic<MessageFunction> message_{nullptr};
   std::atomic<bool> resetRequested_{false};
   // Only compared with the own thread, whose own stores it always sees.
-  std::atomic<std::thread::id> switchThread_{};
+  std::atomic<uintptr_t> switchThread_{0};
   std::atomic<uint64_t> position_{0}; // single values, no order between them needed
   std::atomic<uint64_t> timeStamp_{0};
 };

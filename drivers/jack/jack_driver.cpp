@@ -83,8 +83,7 @@ private:
   std::atomic<bool> running_{false};
   std::atomic<bool> inProcess_{false};
   std::atomic<bool> serverGone_{false}; // a hint, nothing is ordered by it
-
-  uint64_t clockOffset_ = 0; // nanoseconds from the server's clock to the steady one; wraps
+  std::atomic<bool> cyclesLost_{true};  // as well; one that is set meanwhile is seen a cycle later
 
   struct {
     int half = 0;
@@ -155,6 +154,13 @@ void JackDriver::setCallbacks()
         auto& driver = *static_cast<JackDriver*>(self);
         if (rate != driver.sampleRate_)
           driver.host().requestReset();
+        return 0;
+      },
+      this);
+  jack_set_xrun_callback(
+      client_,
+      [](void* self) {
+        static_cast<JackDriver*>(self)->cyclesLost_.store(true, std::memory_order_relaxed);
         return 0;
       },
       this);
@@ -234,8 +240,7 @@ int32_t JackDriver::start()
   if (serverGone_.load(std::memory_order_relaxed))
     return fail(loomNotPresent, "the JACK server has ended");
   cycle_ = {};
-  // The server's clock need not be the steady one; both run at the same pace.
-  clockOffset_ = steadyNow() - jack_get_time() * 1000;
+  cyclesLost_.store(true, std::memory_order_relaxed); // none are known yet
   host().beginRun();
   running_.store(true);
   if (jack_activate(client_) != 0) {
@@ -313,25 +318,24 @@ void JackDriver::silence(jack_nframes_t frames)
     std::memset(jack_port_get_buffer(port, frames), 0, frames * sizeof(float));
 }
 
-/// Moves the position on by what the server has really played, lost cycles included, and answers
-/// when this cycle began.
+/// Moves the position on by what the server has really played and answers when this cycle began.
+/// The server says after each loss that there was one; only then, and at first, is it asked.
 uint64_t JackDriver::beginCycle(jack_nframes_t frames)
 {
-  jack_nframes_t serverFrame = 0;
-  jack_time_t begin = 0;
-  jack_time_t next = 0;
-  float period = 0.0F;
-  if (jack_get_cycle_times(client_, &serverFrame, &begin, &next, &period) != 0) {
-    serverFrame = jack_last_frame_time(client_);
-    begin = jack_get_time();
-  }
-  if (!cycle_.first) {
-    const jack_nframes_t passed = serverFrame - cycle_.serverFrame; // the counter wraps
-    cycle_.position += passed > 0 && passed < 0x80000000U ? passed : frames;
-  }
+  cycle_.position += frames;
+  cycle_.serverFrame += frames;
+  if (!cyclesLost_.load(std::memory_order_relaxed))
+    return steadyNow();
+  cyclesLost_.store(false, std::memory_order_relaxed);
+  const jack_nframes_t serverFrame = jack_last_frame_time(client_);
+  const jack_nframes_t lost = serverFrame - cycle_.serverFrame; // the counter wraps
+  if (cycle_.first)
+    cycle_.position = 0;
+  else if (lost < 0x80000000U)
+    cycle_.position += lost;
   cycle_.first = false;
   cycle_.serverFrame = serverFrame;
-  return begin * 1000 + clockOffset_;
+  return steadyNow();
 }
 
 } // namespace

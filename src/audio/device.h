@@ -4,6 +4,7 @@
 #include "audio/device_listener.h"
 #include "audio/driver_list.h"
 #include "audio/realtime_worker.h"
+#include "foundation/realtime_memory.h"
 
 #include <atomic>
 #include <memory>
@@ -16,7 +17,7 @@ inline constexpr const char* defaultDriverName = "LOOM Multimedia Driver";
 /// Takes the driver's blocks and turns the listener's floats into the driver's samples. Only
 /// outputs are ever active. One per process: the driver's callbacks are plain functions and find it
 /// through instance().
-class LoomDevice final : public RealtimeWorker {
+class LoomDevice final : public RealtimeWorker, public RealtimeObject {
 public:
   /// Drivers past the first 64 can be neither named nor selected.
   static constexpr int32_t maxNamedDrivers = 64;

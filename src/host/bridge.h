@@ -2,6 +2,7 @@
 
 #include "audio/device.h"
 #include "foundation/object.h"
+#include "foundation/realtime_memory.h"
 #include "foundation/ref.h"
 #include "host/midi_input.h"
 #include "host/plugin_host.h"
@@ -27,7 +28,8 @@ protected:
 /// The device's listener: one block of the device is one process call of the plug-in, whose outputs
 /// go to the device's by the routing table. Nothing is buffered between them.
 class OrbiPlayerAudioBridge final : public CmClass<OrbiPlayerAudioBridge, CmObject>,
-                                    public LoomDeviceListener {
+                                    public LoomDeviceListener,
+                                    public RealtimeObject {
 public:
   static constexpr const char* className = "OrbiPlayerAudioBridge";
 
@@ -68,7 +70,7 @@ private:
   /// Buffers of one direction, and the pointers to them as the plug-in takes them.
   struct Buffers {
     std::vector<float> samples;
-    std::vector<float*> pointers;
+    std::vector<float*, RealtimeAllocator<float*>> pointers;
     size_t stride = 0; ///< frames
     void allocate(int32_t channels, int32_t frames);
     float* own(size_t channel) { return samples.data() + channel * stride; }
@@ -90,7 +92,8 @@ private:
   std::unique_ptr<OrbEventList, EventListFree> eventList_;
   Buffers inputs_;
   Buffers outputs_;
-  std::vector<float*> sumTargets_; ///< by output: where to add it after the block, or null
+  std::vector<float*, RealtimeAllocator<float*>>
+      sumTargets_; ///< by output: where to add it after the block, or null
   Ref<PluginRouting> routing_;
   const AudioKernels& kernels_;
   ProcessTap* tap_ = nullptr;

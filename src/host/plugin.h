@@ -2,6 +2,7 @@
 
 #include "foundation/object.h"
 #include "foundation/realtime.h"
+#include "foundation/realtime_memory.h"
 #include "platform/module.h"
 
 #include "orb/orb.h"
@@ -17,7 +18,7 @@ class OrbPlugEditorWind;
 /// One open plug-in; all calls into it go through here. Faults of the plug-in are caught at the
 /// call, which then counts as failed. process and processEvents belong to the audio thread, the
 /// rest to the main thread.
-class OrbPlugin final : public CmClass<OrbPlugin, CmObject> {
+class OrbPlugin final : public CmClass<OrbPlugin, CmObject>, public RealtimeObject {
 public:
   static constexpr const char* className = "OrbPlugin";
   static constexpr size_t nameBytes = 64;

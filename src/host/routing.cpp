@@ -26,7 +26,7 @@ PluginRouting::PluginRouting(OrbPlugin& plugin) : pluginName_(plugin.name())
   for (int32_t output = 0; output < count; ++output)
     if (plugin.outputIsStereo(output) && ++output < count)
       defaults_[size_t(output)] = 1;
-  current_ = std::make_unique<std::atomic<int32_t>[]>(defaults_.size());
+  current_ = decltype(current_)(defaults_.size());
   reset();
 }
 

@@ -2,6 +2,7 @@
 
 #include "foundation/object.h"
 #include "foundation/realtime.h"
+#include "foundation/realtime_memory.h"
 
 #include <atomic>
 #include <memory>
@@ -15,7 +16,7 @@ class OrbPlugin;
 
 /// Which device output each plug-in output plays on. Written on the main thread and read by the
 /// audio thread without a lock: an entry changes whole. Views of it depend on it.
-class PluginRouting final : public CmClass<PluginRouting, CmObject> {
+class PluginRouting final : public CmClass<PluginRouting, CmObject>, public RealtimeObject {
 public:
   static constexpr const char* className = "PluginRouting";
 
@@ -44,7 +45,7 @@ private:
   std::string group(const std::string& driverName) const;
 
   std::string pluginName_;
-  std::unique_ptr<std::atomic<int32_t>[]> current_;
+  std::vector<std::atomic<int32_t>, RealtimeAllocator<std::atomic<int32_t>>> current_;
   std::vector<int32_t> defaults_;
 };
 

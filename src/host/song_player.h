@@ -2,6 +2,7 @@
 
 #include "audio/device_listener.h"
 #include "audio/kernels.h"
+#include "foundation/realtime_memory.h"
 #include "host/midi_input.h"
 #include "host/song.h"
 
@@ -16,7 +17,7 @@ class OrbiPlayerAudioBridge;
 
 /// Stands between the device and its listener: pushes a song's events into the MIDI input in the
 /// block in which they fall due, and tells when a run that has an end is over.
-class SongPlayer final : public LoomDeviceListener {
+class SongPlayer final : public LoomDeviceListener, public RealtimeObject {
 public:
   static constexpr double silence = 1e-5; ///< a tail below this level counts as died away, -100 dB
   static constexpr double silentSeconds = 0.5; ///< for which it has to stay there

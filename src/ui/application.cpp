@@ -56,7 +56,7 @@ void UApplication::beforeQuit()
 
 void UApplication::messageLoop()
 {
-  idleTimer_ = runLoop_.addTimer(idleMilliseconds, [this] { idle(); });
+  startIdleTimer();
   while (!isQuitting() && !runLoop_.quitRequested()) {
     runLoop_.runOnce(platform::RunLoop::forever);
     runPasses();
@@ -86,11 +86,19 @@ void UApplication::removeIdle(CmObject* receiver)
 
 void UApplication::wantBusyIdle()
 {
-  if (idleTimer_ == 0 || busyIdle_)
+  if (busyIdle_)
     return;
   busyIdle_ = true;
+  if (idleTimer_ == 0)
+    return; // the loop will begin so
   runLoop_.removeTimer(idleTimer_);
-  idleTimer_ = runLoop_.addTimer(busyIdleMilliseconds, [this] { idle(); });
+  startIdleTimer();
+}
+
+void UApplication::startIdleTimer()
+{
+  idleTimer_ =
+      runLoop_.addTimer(busyIdle_ ? busyIdleMilliseconds : idleMilliseconds, [this] { idle(); });
 }
 
 void UApplication::idle()

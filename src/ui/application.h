@@ -18,7 +18,8 @@ namespace orbi {
 class UApplication : public CmClass<UApplication, CmObject> {
 public:
   static constexpr const char* className = "UApplication";
-  static constexpr int64_t idleMilliseconds = 100;
+  /// A wake-up costs fifty times what idle does, so it comes no oftener than a person can tell.
+  static constexpr int64_t idleMilliseconds = 250;
   static constexpr int64_t busyIdleMilliseconds = 20; ///< while somebody asked for it
 
   explicit UApplication(const char* title);
@@ -60,6 +61,7 @@ protected:
 
 private:
   void messageLoop();
+  void startIdleTimer();
 
   static inline UApplication* instance_ = nullptr;
 
