@@ -154,10 +154,10 @@ bool OrbiPlayerApplication::startAudio()
     songPlayer_->endWithSong();
   }
   songPlayer_->endAfter(options_.seconds);
-  if (options_.render)
+  if (options_.render) {
     songPlayer_->stopDriverAtEnd();
-  if (mustEnd_)
     wantBusyIdle(); // so that the end isn't waited for
+  }
   bridge_->loadRouting();
   // The time base is set before the first block, so that a render doesn't depend on when it comes.
   restoreTime();
