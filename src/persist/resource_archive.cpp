@@ -3,6 +3,7 @@
 #include "foundation/buffer.h"
 #include "foundation/class_registry.h"
 #include "foundation/stream_proxy.h"
+#include "persist/translator.h"
 #include "persist/user_message.h"
 
 #include <algorithm>
@@ -127,7 +128,7 @@ bool FResourceArchive::applyKey(const FKeyBlock& block)
   if (key_)
     stream_ = key_->openStream(stream_.get(), block);
   else
-    FUserMessage::tell(noKeyText);
+    FUserMessage::tell(UTranslator::text(noKeyText));
   return static_cast<bool>(stream_) && key_;
 }
 
@@ -215,7 +216,7 @@ Ref<FStream> FResourceArchive::openEntry(const FFileArchiveNode& file)
   if (entry.source)
     return entry.source->fileSystem->openStream(entry.source->path, openRead);
   if (entry.isCompressed() && !engine_) {
-    FUserMessage::tell(noCompressionText);
+    FUserMessage::tell(UTranslator::text(noCompressionText));
     return nullptr;
   }
   const uint64_t offset = std::min(entry.offset, dataEnd_);

@@ -1,5 +1,6 @@
 #include "persist/resource_archive.h"
 #include "persist/stream_copy.h"
+#include "persist/translator.h"
 #include "persist/user_message.h"
 
 #include <algorithm>
@@ -114,7 +115,7 @@ bool ArchiveWriter::copyPacked(FStream& source, Place& place, bool& packed)
 FArchiveResult ArchiveWriter::addFile(std::string_view name, FStream& source, bool compress)
 {
   if (compress && !engine_) {
-    FUserMessage::tell(FResourceArchive::noCompressionText);
+    FUserMessage::tell(UTranslator::text(FResourceArchive::noCompressionText));
     return FArchiveResult::failed(FResourceArchive::noCompressionText);
   }
   Place place;

@@ -86,7 +86,7 @@ public:
   /// Keeps the choice for the next start and tells the user so. False outside the menu.
   bool choose(size_t menuIndex, ULanguageSetting& setting) const;
 
-  size_t poolCount() const { return pool_.blockCount(); }
+  size_t textCount() const { return texts_.size(); } ///< in the current language
 
 private:
   struct RunTimePair {
