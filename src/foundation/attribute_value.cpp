@@ -99,6 +99,11 @@ void FAttributeValue::setText(const char* text, bool borrow)
     kind_ |= attributeText | attributeBorrowedText;
     return;
   }
+  setText(std::string_view(text ? text : ""));
+}
+
+void FAttributeValue::setText(std::string_view text)
+{
   if (hasOwnText()) {
     value_.string->set(text);
     kind_ &= userMask | attributeText;

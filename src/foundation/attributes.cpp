@@ -63,34 +63,36 @@ CmResult FAttributes::queryInterface(const FUID& id, void** out)
   return CmObject::queryInterface(id, out);
 }
 
-CmArray& FAttributes::values() const
+AttributeTable& FAttributes::values() const
 {
   if (!values_)
-    values_ = make<CmArray>(CmOwnership::adopts);
+    values_ = make<AttributeTable>();
   return *values_;
 }
 
 FStringIDAttribute* FAttributes::at(uint32_t index) const
 {
-  return values_ ? static_cast<FStringIDAttribute*>(values_->at(static_cast<int32_t>(index)))
+  return values_ ? static_cast<FStringIDAttribute*>(values_->items.at(static_cast<int32_t>(index)))
                  : nullptr;
 }
 
 FStringIDAttribute* FAttributes::find(const char* key) const
 {
-  if (!key || !values_)
-    return nullptr;
-  for (CmObject* item : *values_) {
-    auto* value = static_cast<FStringIDAttribute*>(item);
-    if (value->key().compare(key, TextCompare::byFlag) == 0)
-      return value;
-  }
-  return nullptr;
+  return key ? find(std::string_view(key)) : nullptr;
+}
+
+FStringIDAttribute* FAttributes::find(std::string_view key) const
+{
+  return values_ ? values_->find(key) : nullptr;
 }
 
 FStringIDAttribute& FAttributes::require(const char* key, int userFlags)
 {
-  key = key ? key : "";
+  return require(std::string_view(key ? key : ""), userFlags);
+}
+
+FStringIDAttribute& FAttributes::require(std::string_view key, int userFlags)
+{
   if (FStringIDAttribute* present = find(key))
     return *present;
   auto* value = new FStringIDAttribute(key, userFlags);
@@ -312,7 +314,7 @@ bool FAttributes::read(FStream& stream)
   uint32_t stored = 0;
   if (!stream.readUint32(stored))
     return false;
-  Ref<CmArray> loaded = make<CmArray>(CmOwnership::adopts);
+  Ref<AttributeTable> loaded = make<AttributeTable>();
   for (uint32_t i = 0; i < stored; ++i) {
     CmString key;
     if (!key.read(stream))

@@ -2,6 +2,7 @@
 
 #include "foundation/array.h"
 #include "foundation/attribute_list.h"
+#include "foundation/attribute_table.h"
 #include "foundation/ref.h"
 
 #include <string_view>
@@ -42,7 +43,7 @@ protected:
 CmObject* resolveObject(CmObject* object);
 
 /// Tree of named values through which every persistent object writes and reads itself. Values keep
-/// the order in which their keys were first set; look-up is linear. One thread at a time.
+/// the order in which their keys were first set. One thread at a time.
 class FAttributes : public CmClass<FAttributes, CmObject>, public IAttributes {
 public:
   static constexpr const char* className = "FAttributes";
@@ -90,11 +91,14 @@ public:
   bool has(const char* key) const { return find(key) != nullptr; }
   bool remove(const char* key);
   void removeAll();
-  uint32_t count() const { return values_ ? values_->count() : 0; }
+  uint32_t count() const { return values_ ? values_->items.count() : 0; }
   bool isEmpty() const { return count() == 0; }
+  bool sharesValues() const { return values_ && values_->refCount() > 1; } ///< with other containers
   FStringIDAttribute* at(uint32_t index) const;
   FStringIDAttribute* find(const char* key) const;
+  FStringIDAttribute* find(std::string_view key) const;
   FStringIDAttribute& require(const char* key, int userFlags = 0); ///< made when it is missing
+  FStringIDAttribute& require(std::string_view key, int userFlags = 0);
 
   /// The first container on the path "key" or "outer|inner", by depth; null for none.
   FAttributes* findAttributes(std::string_view search) const;
@@ -120,12 +124,12 @@ public:
 private:
   template <class List>
   List* listFor(const char* key, bool flag);
-  CmArray& values() const;
+  AttributeTable& values() const;
   struct Trail;
   FAttributes* findAttributes(std::string_view search, const Trail& trail) const;
 
   // Made on the first write, or by the first who wants to share it.
-  mutable Ref<CmArray> values_;
+  mutable Ref<AttributeTable> values_;
 };
 
 } // namespace orbi

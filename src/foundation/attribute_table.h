@@ -1,0 +1,46 @@
+#pragma once
+
+#include "foundation/array.h"
+#include "foundation/attribute_value.h"
+
+#include <vector>
+
+namespace orbi {
+
+/// The values behind one or several FAttributes, in the order of their arrival. A few are searched
+/// one by one; from manyItems on an index by key helps.
+///
+/// Trees of any depth can be let go of: what would nest too deep waits until the outer ones are
+/// done with.
+class AttributeTable final : public CmObject {
+public:
+  static constexpr uint32_t manyItems = 16;
+
+  AttributeTable() = default;
+  AttributeTable(const AttributeTable&) = delete;
+  void destroy(uint32_t flags) override;
+
+  FStringIDAttribute* find(std::string_view key) const; ///< as CmString::comparesBytes says
+  void add(FStringIDAttribute* value); ///< takes over the reference, which is lost without memory
+  bool remove(FStringIDAttribute* value);
+  void removeAll();
+
+  CmArray items{CmOwnership::adopts}; ///< to be changed by the operations above only
+
+private:
+  static constexpr int deepestNest = 32;
+  struct Teardown;
+  struct Slot {
+    uint32_t hash = 0;
+    uint32_t place = 0; ///< in the array, from 1; 0 is free
+  };
+
+  static uint32_t hashOf(std::string_view key);
+  void makeIndex() const;
+  void enterIndex(std::string_view key, uint32_t place) const;
+
+  mutable std::vector<Slot> index_; ///< empty until it is needed; its size is a power of two
+  AttributeTable* nextWaiting_ = nullptr;
+};
+
+} // namespace orbi

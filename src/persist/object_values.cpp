@@ -1,0 +1,98 @@
+#include "persist/object_values.h"
+
+#include "foundation/memory_stream.h"
+
+namespace orbi {
+
+namespace {
+
+struct SortOfClass {
+  const char* className;
+  ObjectSort sort;
+};
+
+constexpr SortOfClass sorts[] = {
+    {FAttributes::className, ObjectSort::attributes},
+    {FXmlInstance::className, ObjectSort::object},
+    {FXmlReference::className, ObjectSort::reference},
+    {FIntList::className, ObjectSort::intList},
+    {FFloatList::className, ObjectSort::floatList},
+    {FStringList::className, ObjectSort::stringList},
+    {FObjectList::className, ObjectSort::objectList},
+    {FSubList::className, ObjectSort::subList},
+    {FMemoryStream::className, ObjectSort::binary},
+    {CmBuffer::className, ObjectSort::binary},
+    {FAttrBuffer::className, ObjectSort::binary},
+};
+
+} // namespace
+
+ObjectSort sortOf(const CmObject* object)
+{
+  if (!object)
+    return ObjectSort::none;
+  for (const SortOfClass& row : sorts)
+    if (object->isA(row.className))
+      return row.sort;
+  return ObjectSort::object;
+}
+
+BinaryBlock binaryBlockOf(CmObject* object)
+{
+  if (auto* stream = castTo<FMemoryStream>(object))
+    return {stream->data(), stream->size()};
+  if (auto* buffer = castTo<CmBuffer>(object))
+    return {buffer->buffer.data(), buffer->buffer.used()};
+  if (auto* buffer = castTo<FAttrBuffer>(object))
+    return {static_cast<const uint8_t*>(buffer->data), buffer->size};
+  return {};
+}
+
+StoredObject storedForm(const CmObject& object)
+{
+  const CmObject* source = &object;
+  if (auto* instance = castTo<FXmlInstance>(&object)) {
+    if (!instance->object()) {
+      auto held = Ref<FAttributes>::share(instance->attributes());
+      return {instance->storedClass().text(), held ? held : make<FAttributes>()};
+    }
+    source = instance->object();
+  }
+  auto attributes = make<FAttributes>();
+  bool stored = source->storeAttributes(*attributes);
+  return {source->getClassName(), stored ? attributes : nullptr};
+}
+
+/// The ID is the stored one or the address. Where two objects claim one, as happens when trees of
+/// several files come together, the later gets the next that is free.
+WrittenObjects::Entry WrittenObjects::enter(const CmObject& object)
+{
+  const CmObject* identity = &object;
+  auto id = static_cast<int64_t>(reinterpret_cast<intptr_t>(identity));
+  if (auto* instance = castTo<FXmlInstance>(&object)) {
+    id = instance->id();
+    if (instance->object())
+      identity = instance->object();
+  }
+  auto [known, isNew] = ids_.try_emplace(identity, id);
+  if (!isNew)
+    return {known->second, false};
+  while (id == 0 || !taken_.insert(id).second)
+    id = static_cast<int64_t>(static_cast<uint64_t>(id) * 5 + 3);
+  known->second = id;
+  kept_.push_back(Ref<CmObject>::share(const_cast<CmObject*>(identity)));
+  return {id, true};
+}
+
+bool OpenContainers::enter(const CmObject* container)
+{
+  return ++depth_ <= watchedDepth || open_.insert(container).second;
+}
+
+void OpenContainers::leave(const CmObject* container)
+{
+  if (depth_-- > watchedDepth)
+    open_.erase(container);
+}
+
+} // namespace orbi

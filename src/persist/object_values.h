@@ -1,0 +1,72 @@
+#pragma once
+
+#include "persist/xml_object.h"
+
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+namespace orbi {
+
+/// What both forms of object files have in common: the sorts of object values, and which object is
+/// known in a file under which ID.
+
+enum class ObjectSort {
+  none,       ///< no object
+  attributes, ///< FAttributes
+  intList,
+  floatList,
+  stringList,
+  objectList,
+  subList,
+  binary,    ///< CmBuffer, FAttrBuffer, FMemoryStream
+  reference, ///< FXmlReference
+  object     ///< any other, FXmlInstance included
+};
+ObjectSort sortOf(const CmObject* object);
+
+struct BinaryBlock {
+  const uint8_t* data = nullptr;
+  int64_t size = 0;
+};
+BinaryBlock binaryBlockOf(CmObject* object); ///< empty for other objects
+
+/// What a file says of an object: its class and its attributes.
+struct StoredObject {
+  const char* className = nullptr;
+  Ref<FAttributes> attributes;
+};
+/// An instance that wasn't asked for yet gives what it was read with. No attributes when
+/// storeAttributes failed.
+StoredObject storedForm(const CmObject& object);
+
+/// The objects that a file holds so far. An instance and the object made of it are one. Keeps them
+/// alive, as the next object must not get the address of one that was written.
+class WrittenObjects {
+public:
+  struct Entry {
+    int64_t id;
+    bool isNew; ///< met for the first time
+  };
+  Entry enter(const CmObject& object);
+
+private:
+  std::unordered_map<const CmObject*, int64_t> ids_{50};
+  std::unordered_set<int64_t> taken_{50};
+  std::vector<Ref<CmObject>> kept_;
+};
+
+/// The containers on the way down to where a writer stands. One that lies in itself would never
+/// end.
+class OpenContainers {
+public:
+  bool enter(const CmObject* container); ///< false when it is open already
+  void leave(const CmObject* container);
+
+private:
+  static constexpr size_t watchedDepth = 64; ///< rings show soon enough below it
+  size_t depth_ = 0;
+  std::unordered_set<const CmObject*> open_;
+};
+
+} // namespace orbi
