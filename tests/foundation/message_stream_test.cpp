@@ -78,6 +78,7 @@ TEST(ObjectStream, message_loses_its_pointers_and_nothing_else)
   EXPECT_EQ(read.getInt("int"), -5);
   EXPECT_EQ(read.getFloat("float"), 2.5);
   EXPECT_STREQ(read.getString("text"), "value");
+  EXPECT_EQ(read.getObject("pointer"), nullptr);
   EXPECT_EQ(read.arguments()->count(), 3u);
 }
 

@@ -3,9 +3,9 @@
 #include "foundation/memory_stream.h"
 #include "foundation/message.h"
 #include "foundation/uid_object.h"
+#include "shared/crowd.h"
 
 #include <gtest/gtest.h>
-#include <thread>
 
 using namespace orbi;
 
@@ -80,16 +80,12 @@ TEST(Object, counts_references_of_many_threads)
   int destroyed = 0;
   auto object = make<Base>();
   object->destroyed = &destroyed;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i)
-    threads.emplace_back([mine = object] {
-      for (int step = 0; step < 20000; ++step)
-        Ref<Base> passing = mine;
-    });
+  Crowd crowd(4, [mine = object] {
+    for (int step = 0; step < 20000; ++step)
+      Ref<Base> passing = mine;
+  });
   object = nullptr;
-  for (std::thread& thread : threads)
-    thread.join();
-  threads.clear();
+  crowd.join();
   EXPECT_EQ(destroyed, 1);
 }
 

@@ -24,22 +24,10 @@ Bytes joined(std::initializer_list<Bytes> pieces)
 
 Bytes header(int format, int tracks, int division = 96)
 {
-  const auto high = [](int value) { return static_cast<uint8_t>(value >> 8); };
-  const auto low = [](int value) { return static_cast<uint8_t>(value); };
-  return {'M',
-          'T',
-          'h',
-          'd',
-          0,
-          0,
-          0,
-          6,
-          high(format),
-          low(format),
-          high(tracks),
-          low(tracks),
-          high(division),
-          low(division)};
+  Bytes bytes = {'M', 'T', 'h', 'd', 0, 0, 0, 6};
+  for (int value : {format, tracks, division})
+    bytes.insert(bytes.end(), {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)});
+  return bytes;
 }
 
 Bytes track(const Bytes& events)

@@ -14,10 +14,7 @@
 namespace {
 
 thread_local int watching = 0;
-thread_local long allocated = 0;
-thread_local long locked = 0;
-thread_local long lockedAllowed = 0;
-thread_local long waited = 0;
+thread_local constinit RealtimeWatch::Counts spent;
 
 struct Range {
   std::atomic<uintptr_t> begin{0};
@@ -37,24 +34,9 @@ RealtimeWatch::~RealtimeWatch()
   --watching;
 }
 
-long RealtimeWatch::allocations()
+RealtimeWatch::Counts RealtimeWatch::counted()
 {
-  return allocated;
-}
-
-long RealtimeWatch::locks()
-{
-  return locked;
-}
-
-long RealtimeWatch::allowedLocks()
-{
-  return lockedAllowed;
-}
-
-long RealtimeWatch::waits()
-{
-  return waited;
+  return spent;
 }
 
 RealtimeWatch::Allowance::Allowance(const void* begin, size_t bytes) : place_(0)
@@ -81,10 +63,10 @@ void countLock(const void* mutex)
   auto address = reinterpret_cast<uintptr_t>(mutex);
   for (const Range& range : allowed)
     if (address >= range.begin && address < range.end) {
-      ++lockedAllowed;
+      ++spent.allowedLocks;
       return;
     }
-  ++locked;
+  ++spent.locks;
 }
 
 /// The C library's own behind one of the functions below.
@@ -102,7 +84,7 @@ Function* next(const char* name)
   WATCHED result name parameters                                                                   \
   {                                                                                                \
     static auto* const real = next<result parameters>(#name);                                      \
-    waited += watching;                                                                            \
+    spent.waits += watching;                                                                       \
     return real arguments;                                                                         \
   }
 
@@ -116,31 +98,31 @@ void* __libc_memalign(size_t, size_t);
 
 WATCHED void* malloc(size_t bytes) noexcept
 {
-  allocated += watching;
+  spent.allocations += watching;
   return __libc_malloc(bytes);
 }
 
 WATCHED void* calloc(size_t count, size_t bytes) noexcept
 {
-  allocated += watching;
+  spent.allocations += watching;
   return __libc_calloc(count, bytes);
 }
 
 WATCHED void* realloc(void* old, size_t bytes) noexcept
 {
-  allocated += watching;
+  spent.allocations += watching;
   return __libc_realloc(old, bytes);
 }
 
 WATCHED void free(void* block) noexcept
 {
-  allocated += watching;
+  spent.allocations += watching;
   __libc_free(block);
 }
 
 WATCHED void* aligned_alloc(size_t alignment, size_t bytes) noexcept
 {
-  allocated += watching;
+  spent.allocations += watching;
   return __libc_memalign(alignment, bytes);
 }
 
@@ -162,7 +144,7 @@ WATCHED long syscall(long number, ...) noexcept
     argument = va_arg(list, long);
   va_end(list);
   bool wakes = number == SYS_futex && (a[1] & FUTEX_CMD_MASK) == FUTEX_WAKE;
-  waited += wakes ? 0 : watching;
+  spent.waits += wakes ? 0 : watching;
   return real(number, a[0], a[1], a[2], a[3], a[4], a[5]);
 }
 
