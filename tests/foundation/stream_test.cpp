@@ -220,13 +220,6 @@ TEST(MemoryStream, capacity_moves_in_steps_and_contents_move_with_their_stream)
   EXPECT_EQ(textOf(moved), "aaa");
   EXPECT_TRUE(moved.resize(0));
   EXPECT_EQ(moved.data(), nullptr);
-
-  FAttributes attributes;
-  FMemoryStream loaded;
-  EXPECT_FALSE(loaded.loadAttributes(attributes));
-  EXPECT_TRUE(copy.storeAttributes(attributes));
-  EXPECT_TRUE(loaded.loadAttributes(attributes));
-  EXPECT_EQ(textOf(loaded), textOf(copy));
 }
 
 TEST(BufferStream, cursor_is_the_buffers_length)

@@ -80,6 +80,12 @@ Function* next(const char* name)
 
 // The program's own come before the C library's, for the modules that it loads as well.
 #define WATCHED extern "C" __attribute__((visibility("default")))
+#define WATCHED_MEMORY(name, result, parameters, call)                                             \
+  WATCHED result name parameters noexcept                                                          \
+  {                                                                                                \
+    spent.allocations += watching;                                                                 \
+    return call;                                                                                   \
+  }
 #define WATCHED_WAIT(name, result, parameters, arguments)                                          \
   WATCHED result name parameters                                                                   \
   {                                                                                                \
@@ -96,35 +102,12 @@ void __libc_free(void*);
 void* __libc_memalign(size_t, size_t);
 }
 
-WATCHED void* malloc(size_t bytes) noexcept
-{
-  spent.allocations += watching;
-  return __libc_malloc(bytes);
-}
-
-WATCHED void* calloc(size_t count, size_t bytes) noexcept
-{
-  spent.allocations += watching;
-  return __libc_calloc(count, bytes);
-}
-
-WATCHED void* realloc(void* old, size_t bytes) noexcept
-{
-  spent.allocations += watching;
-  return __libc_realloc(old, bytes);
-}
-
-WATCHED void free(void* block) noexcept
-{
-  spent.allocations += watching;
-  __libc_free(block);
-}
-
-WATCHED void* aligned_alloc(size_t alignment, size_t bytes) noexcept
-{
-  spent.allocations += watching;
-  return __libc_memalign(alignment, bytes);
-}
+WATCHED_MEMORY(malloc, void*, (size_t bytes), __libc_malloc(bytes))
+WATCHED_MEMORY(calloc, void*, (size_t count, size_t bytes), __libc_calloc(count, bytes))
+WATCHED_MEMORY(realloc, void*, (void* old, size_t bytes), __libc_realloc(old, bytes))
+WATCHED_MEMORY(free, void, (void* block), __libc_free(block))
+WATCHED_MEMORY(aligned_alloc, void*, (size_t alignment, size_t bytes),
+               __libc_memalign(alignment, bytes))
 
 WATCHED int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
 {
