@@ -123,6 +123,25 @@ TEST(ObjectStream, whole_bytes_come_back_and_cut_ones_are_refused)
   }
 }
 
+TEST(ObjectStream, lying_bytes_end_in_an_object_that_can_be_written_again)
+{
+  for (const Ref<CmObject>& sample : samples()) {
+    const std::string whole = bytesOf(*sample);
+    for (size_t place = 0; place < whole.size(); ++place)
+      for (int lie : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
+        SCOPED_TRACE(sample->getClassName() + (" at " + std::to_string(place)));
+        std::string lying = whole;
+        lying[place] = static_cast<char>(lie);
+        Ref<CmObject> read = freshLike(*sample), reread = freshLike(*sample);
+        if (!readFrom(*read, lying))
+          continue;
+        const std::string again = bytesOf(*read);
+        EXPECT_TRUE(readFrom(*reread, again));
+        EXPECT_EQ(bytesOf(*reread), again);
+      }
+  }
+}
+
 TEST(ObjectStream, attributes_bring_back_what_a_stream_does)
 {
   int brought = 0;
