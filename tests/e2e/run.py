@@ -259,6 +259,15 @@ def a_run_with_an_end_ends_without_blocks_and_without_its_driver(folder):
 
 
 @case
+def no_audio_is_said_and_ends_the_run(folder):
+    config = pathlib.Path(folder) / "asoundrc"
+    config.write_text('pcm.!default { type hw card 99 }\n')
+    environment = dict(os.environ, ALSA_CONFIG_PATH=str(config))
+    result = run(PLAYER, "--headless", env=environment)
+    check_one_line(result, 0, "Audio Engine could not be started !")
+
+
+@case
 def what_comes_out_of_a_jack_server_is_what_a_render_holds(folder):
     folder = pathlib.Path(folder)
     environment = dict(os.environ, JACK_DEFAULT_SERVER=f"e2e{os.getpid()}", JACK_NO_AUDIO_RESERVATION="1")
