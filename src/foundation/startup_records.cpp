@@ -12,12 +12,11 @@ bool initialised = false;
 } // namespace
 
 template <class Self>
-FStartupRecord<Self>::FStartupRecord(StartupFunction function, const char* name)
-    : function_(function), name_(name)
+void FStartupRecord<Self>::enter(Self* record)
 {
   if (!list_)
     list_ = new List;
-  list_->push_back(static_cast<Self*>(this));
+  list_->push_back(record);
 }
 
 template <class Self>
@@ -45,6 +44,7 @@ template class FStartupRecord<FTerminator>;
 FPreInitializer::FPreInitializer(StartupFunction function, const char* name, int32_t priority)
     : FStartupRecord(function, name), priority_(priority)
 {
+  enter(this);
   std::stable_sort(
       list_->begin(), list_->end(),
       [](const FPreInitializer* a, const FPreInitializer* b) { return a->compare(b) < 0; });
@@ -61,6 +61,7 @@ int FPreInitializer::compare(const CmObject* other) const
 FInitializer::FInitializer(StartupFunction function, const char* name, const char* predecessor)
     : FStartupRecord(function, name), predecessor_(predecessor)
 {
+  enter(this);
 }
 
 bool FInitializer::runAll()

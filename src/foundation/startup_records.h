@@ -17,13 +17,15 @@ using StartupFunction = bool (*)();
 template <class Self>
 class FStartupRecord : public CmClass<Self, CmObject> {
 public:
-  FStartupRecord(StartupFunction function, const char* name);
-
   static bool runAll();
   static void dropAll() { takeList(); }
 
 protected:
   using List = std::vector<Self*>;
+
+  FStartupRecord(StartupFunction function, const char* name) : function_(function), name_(name) {}
+  static void enter(Self* record); ///< at the end of the list; by the constructor of each kind
+
   // Statics of many files add themselves in an unknown order, so it is made on its first add.
   static inline constinit List* list_ = nullptr;
   static List takeList(); ///< gone from then on
@@ -66,14 +68,20 @@ private:
 class FPostInitializer final : public FStartupRecord<FPostInitializer> {
 public:
   static constexpr const char* className = "FPostInitializer";
-  using FStartupRecord::FStartupRecord;
+  FPostInitializer(StartupFunction function, const char* name) : FStartupRecord(function, name)
+  {
+    enter(this);
+  }
 };
 
 /// Last, during shutdown, while the windows still exist.
 class FTerminator final : public FStartupRecord<FTerminator> {
 public:
   static constexpr const char* className = "FTerminator";
-  using FStartupRecord::FStartupRecord;
+  FTerminator(StartupFunction function, const char* name) : FStartupRecord(function, name)
+  {
+    enter(this);
+  }
 };
 
 /// Forgets all four lists: the start failed or was told to stop.
