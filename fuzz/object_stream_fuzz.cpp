@@ -7,8 +7,8 @@ using namespace orbi;
 
 namespace {
 
-constexpr const char* classes[] = {"FMessage", "FAttributes", "CmString",
-                                   "CmUID",    "CmBuffer",    "FMemoryStream"};
+constexpr const char* classes[] = {"FMessage", "FAttributes",   "CmString", "CmUID",
+                                   "CmBuffer", "FMemoryStream", "CmBitSet", "CmVariant"};
 
 Ref<FMemoryStream> written(const CmObject& object)
 {

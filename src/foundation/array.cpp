@@ -36,22 +36,6 @@ private:
   CmObject* last_ = nullptr;
 };
 
-int32_t placeOf(const std::vector<CmObject*>& items, const CmObject* item)
-{
-  auto place = std::find(items.begin(), items.end(), item);
-  return place == items.end() ? -1 : static_cast<int32_t>(place - items.begin());
-}
-
-/// False without memory.
-bool insertInto(std::vector<CmObject*>& items, std::vector<CmObject*>::iterator place,
-                CmObject* item)
-try {
-  items.insert(place, item);
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
-}
-
 bool inside(const std::vector<CmObject*>& items, int32_t index)
 {
   return index >= 0 && static_cast<size_t>(index) < items.size();
@@ -64,35 +48,24 @@ bool comesBefore(const CmObject* a, const CmObject* b)
 
 } // namespace
 
-CmArray::CmArray(const CmArray& other) : CmClass(other)
+CmVector::CmVector(const CmVector& other) : CmContainer(other)
 {
   for (CmObject* item : other.items_)
     items_.push_back(copied(item));
   count_ = other.count_;
 }
 
-bool CmArray::add(CmObject* item)
-{
-  return insertAt(static_cast<int32_t>(count_), item);
-}
-
-bool CmArray::insertAt(int32_t index, CmObject* item)
-{
-  if (index < 0 || static_cast<size_t>(index) > items_.size())
-    return false;
-  if (!insertInto(items_, items_.begin() + index, item))
-    return false;
+bool CmVector::insertBefore(std::vector<CmObject*>::iterator place, CmObject* item)
+try {
+  items_.insert(place, item);
   ++count_;
   taken(item);
   return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
-bool CmArray::remove(CmObject* item)
-{
-  return removeAt(indexOf(item));
-}
-
-bool CmArray::removeAt(int32_t index)
+bool CmVector::removeAt(int32_t index)
 {
   if (!inside(items_, index))
     return false;
@@ -103,7 +76,7 @@ bool CmArray::removeAt(int32_t index)
   return true;
 }
 
-void CmArray::removeAll()
+void CmVector::removeAll()
 {
   std::vector<CmObject*> items = std::move(items_);
   items_.clear();
@@ -112,9 +85,31 @@ void CmArray::removeAll()
     dropped(item);
 }
 
-CmObject* CmArray::at(int32_t index) const
+CmObject* CmVector::at(int32_t index) const
 {
   return inside(items_, index) ? items_[size_t(index)] : nullptr;
+}
+
+int32_t CmVector::indexOf(const CmObject* item) const
+{
+  auto place = std::find(items_.begin(), items_.end(), item);
+  return place == items_.end() ? -1 : static_cast<int32_t>(place - items_.begin());
+}
+
+CmIterator* CmVector::newIterator() const
+{
+  return new ArrayIterator(items_);
+}
+
+bool CmArray::add(CmObject* item)
+{
+  return insertBefore(items_.end(), item);
+}
+
+bool CmArray::insertAt(int32_t index, CmObject* item)
+{
+  return index >= 0 && static_cast<size_t>(index) <= items_.size() &&
+         insertBefore(items_.begin() + index, item);
 }
 
 CmObject* CmArray::find(const CmObject* key) const
@@ -125,67 +120,15 @@ CmObject* CmArray::find(const CmObject* key) const
   return nullptr;
 }
 
-int32_t CmArray::indexOf(const CmObject* item) const
-{
-  return placeOf(items_, item);
-}
-
-CmIterator* CmArray::newIterator() const
-{
-  return new ArrayIterator(items_);
-}
-
 void CmArray::sort()
 {
   std::stable_sort(items_.begin(), items_.end(), comesBefore);
 }
 
-CmOrderedArray::CmOrderedArray(const CmOrderedArray& other) : CmClass(other)
-{
-  for (CmObject* item : other.items_)
-    items_.push_back(copied(item));
-  count_ = other.count_;
-}
-
 bool CmOrderedArray::add(CmObject* item)
 {
-  if (!item)
-    return false;
-  if (!insertInto(items_, std::upper_bound(items_.begin(), items_.end(), item, comesBefore), item))
-    return false;
-  ++count_;
-  taken(item);
-  return true;
-}
-
-bool CmOrderedArray::remove(CmObject* item)
-{
-  return removeAt(indexOf(item));
-}
-
-bool CmOrderedArray::removeAt(int32_t index)
-{
-  if (!inside(items_, index))
-    return false;
-  CmObject* item = items_[size_t(index)];
-  items_.erase(items_.begin() + index);
-  --count_;
-  dropped(item);
-  return true;
-}
-
-void CmOrderedArray::removeAll()
-{
-  std::vector<CmObject*> items = std::move(items_);
-  items_.clear();
-  count_ = 0;
-  for (CmObject* item : items)
-    dropped(item);
-}
-
-CmObject* CmOrderedArray::at(int32_t index) const
-{
-  return inside(items_, index) ? items_[size_t(index)] : nullptr;
+  return item &&
+         insertBefore(std::upper_bound(items_.begin(), items_.end(), item, comesBefore), item);
 }
 
 CmObject* CmOrderedArray::find(const CmObject* key) const
@@ -194,16 +137,6 @@ CmObject* CmOrderedArray::find(const CmObject* key) const
     return nullptr;
   auto place = std::lower_bound(items_.begin(), items_.end(), key, comesBefore);
   return place != items_.end() && (*place)->compare(key) == 0 ? *place : nullptr;
-}
-
-int32_t CmOrderedArray::indexOf(const CmObject* item) const
-{
-  return placeOf(items_, item);
-}
-
-CmIterator* CmOrderedArray::newIterator() const
-{
-  return new ArrayIterator(items_);
 }
 
 } // namespace orbi

@@ -11,35 +11,6 @@ namespace orbi {
 
 CM_REGISTER_ABSTRACT(FDependencies); // one, made by the application
 
-namespace {
-
-/// Orders pairs by their subject's address.
-struct BySubject {
-  template <class Pair>
-  bool operator()(const Pair& pair, const CmObject* subject) const
-  {
-    return std::less<const CmObject*>{}(pair.subject, subject);
-  }
-  template <class Pair>
-  bool operator()(const CmObject* subject, const Pair& pair) const
-  {
-    return std::less<const CmObject*>{}(subject, pair.subject);
-  }
-};
-
-size_t tableIndex(const CmObject* subject)
-{
-  return (reinterpret_cast<uintptr_t>(subject) >> 12) & 255;
-}
-
-// Another thread may take a dependent out of a fan-out while it is called.
-CmObject* entryOf(CmObject*& slot)
-{
-  return std::atomic_ref<CmObject*>(slot).load(std::memory_order_relaxed);
-}
-
-} // namespace
-
 size_t FDependencies::NoticeHash::operator()(const Notice& notice) const
 {
   return std::hash<const void*>{}(notice.subject) * 31 + std::hash<int32_t>{}(notice.code);
@@ -57,30 +28,12 @@ FDependencies::~FDependencies()
     instance_ = nullptr;
 }
 
-FDependencies::Table& FDependencies::tableOf(const CmObject* subject)
-{
-  return tables_[tableIndex(subject)];
-}
-
-const FDependencies::Table& FDependencies::tableOf(const CmObject* subject) const
-{
-  return tables_[tableIndex(subject)];
-}
-
-bool FDependencies::knows(const CmObject* subject) const
-{
-  const Table& table = tableOf(subject);
-  return std::binary_search(table.begin(), table.end(), subject, BySubject{});
-}
-
 void FDependencies::addDependent(CmObject* subject, CmObject* dependent)
 {
   if (!subject || !dependent)
     return;
   FGuard guard(lock_);
-  Table& table = tableOf(subject);
-  auto end = std::upper_bound(table.begin(), table.end(), subject, BySubject{});
-  table.insert(end, {subject, dependent});
+  table_.add(subject, dependent);
 }
 
 void FDependencies::removeDependent(CmObject* subject, CmObject* dependent)
@@ -88,95 +41,32 @@ void FDependencies::removeDependent(CmObject* subject, CmObject* dependent)
   if (!subject && !dependent)
     return;
   FGuard guard(lock_);
-  blankFrames(subject, dependent);
-  if (!subject) {
-    for (Table& table : tables_)
-      std::erase_if(table, [=](const Pair& pair) { return pair.dependent == dependent; });
+  bool anyRemoved = table_.remove(subject, dependent);
+  if (!subject)
     return;
-  }
-  Table& table = tableOf(subject);
-  auto [first, last] = std::equal_range(table.begin(), table.end(), subject, BySubject{});
-  auto rest = std::remove_if(
-      first, last, [=](const Pair& pair) { return !dependent || pair.dependent == dependent; });
-  bool anyRemoved = rest != last;
-  bool anyLeft = rest != first;
-  table.erase(rest, last);
   if (!dependent)
     forget(subject);
-  else if (anyRemoved && !anyLeft)
+  else if (anyRemoved && !table_.knows(subject))
     dropDeferred(subject);
 }
 
 bool FDependencies::hasDependents(const CmObject* subject)
 {
   FGuard guard(lock_);
-  return knows(subject);
-}
-
-void FDependencies::blankFrames(const CmObject* subject, const CmObject* dependent)
-{
-  for (Frame* frame = frames_; frame; frame = frame->outer) {
-    if (subject && frame->subject != subject)
-      continue;
-    for (size_t i = 0; i < frame->count; ++i)
-      if (!dependent || frame->dependents[i] == dependent)
-        std::atomic_ref<CmObject*>(frame->dependents[i]).store(nullptr, std::memory_order_relaxed);
-  }
-}
-
-size_t FDependencies::gather(CmObject* subject, CmObject** dependents)
-{
-  Table& table = tableOf(subject);
-  auto [first, last] = std::equal_range(table.begin(), table.end(), subject, BySubject{});
-  size_t count = std::min(static_cast<size_t>(last - first), maxFanOut);
-  for (size_t i = 0; i < count; ++i)
-    dependents[i] = first[static_cast<std::ptrdiff_t>(i)].dependent;
-  return count;
+  return table_.knows(subject);
 }
 
 bool FDependencies::changed(CmObject* subject, int32_t code)
 {
-  CmObject* dependents[maxFanOut];
-  Frame frame{subject, dependents, 0, nullptr};
-  {
-    FGuard guard(lock_);
-    frame.count = gather(subject, dependents);
-    if (frame.count > 0) {
-      frame.outer = frames_;
-      frames_ = &frame;
-    }
-  }
-  if (frame.count > 0) {
-    for (size_t i = 0; i < frame.count; ++i)
-      if (CmObject* dependent = entryOf(dependents[i]))
-        dependent->update(subject, code);
-    if (endFanOut(frame))
-      wake();
-  }
-  bool told = frame.count > 0;
+  bool hasWaited = false; // notices have, for the last fan-out to end
+  bool told = table_.tell(lock_, subject, code, [&] {
+    hasWaited = !table_.isTelling() && std::exchange(heldBack_, false);
+  });
+  if (hasWaited)
+    wake();
   if (FPlugDependencies* plugs = FPlugDependencies::instance())
     told |= plugs->changed(subject, code);
   return told;
-}
-
-/// Fan-outs of several threads end in any order. True when notices have waited for it.
-bool FDependencies::endFanOut(Frame& frame)
-{
-  FGuard guard(lock_);
-  Frame** link = &frames_;
-  while (*link && *link != &frame)
-    link = &(*link)->outer;
-  if (*link)
-    *link = frame.outer;
-  return !frames_ && std::exchange(heldBack_, false);
-}
-
-bool FDependencies::isBeingTold(const CmObject* subject)
-{
-  for (const Frame* frame = frames_; frame; frame = frame->outer)
-    if (frame->subject == subject)
-      return true;
-  return false;
 }
 
 bool FDependencies::enqueue(const Notice& notice)
@@ -196,7 +86,7 @@ void FDependencies::deferChanged(CmObject* subject, int32_t code)
   {
     FGuard guard(lock_);
     FPlugDependencies* plugs = FPlugDependencies::instance();
-    queued = knows(subject) || (plugs && plugs->hasDependents(subject));
+    queued = table_.knows(subject) || (plugs && plugs->hasDependents(subject));
     if (queued) {
       isFirst = deferred_.empty();
       enqueue({subject, code});
@@ -280,7 +170,7 @@ void FDependencies::flush(CmObject* subject)
       FGuard guard(lock_);
       if (!takeNotice(subject, notice))
         break;
-      if (isBeingTold(notice.subject)) {
+      if (table_.isBeingTold(notice.subject)) {
         aside_.push_back(notice);
         continue;
       }
@@ -298,9 +188,9 @@ void FDependencies::queueAside()
   FGuard guard(lock_);
   for (const Notice& notice : aside_)
     enqueue(notice);
-  if (!aside_.empty() && !frames_)
+  if (!aside_.empty() && !table_.isTelling())
     wake();
-  heldBack_ |= !aside_.empty() && frames_;
+  heldBack_ |= !aside_.empty() && table_.isTelling();
   aside_.clear();
 }
 

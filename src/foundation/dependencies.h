@@ -1,9 +1,9 @@
 #pragma once
 
+#include "foundation/dependency_table.h"
 #include "foundation/lock.h"
 #include "foundation/object.h"
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <deque>
@@ -22,7 +22,6 @@ class FPlugDependencies;
 class FDependencies final : public CmClass<FDependencies, CmObject> {
 public:
   static constexpr const char* className = "FDependencies";
-  static constexpr size_t maxFanOut = 5000; ///< dependents of one subject that hear of a change
 
   FDependencies();
   ~FDependencies() override;
@@ -53,10 +52,6 @@ public:
   void wake();
 
 private:
-  struct Pair {
-    CmObject* subject;
-    CmObject* dependent;
-  };
   struct Notice {
     CmObject* subject;
     int32_t code;
@@ -65,44 +60,27 @@ private:
   struct NoticeHash {
     size_t operator()(const Notice& notice) const;
   };
-  /// A fan-out under way: its dependents, of which those that leave are overwritten by null.
-  struct Frame {
-    const CmObject* subject;
-    CmObject** dependents;
-    size_t count;
-    Frame* outer;
-  };
   /// A deferred notice that flush is delivering; the subject is null once it is gone.
   struct Delivery {
     const CmObject* subject;
     Delivery* outer;
   };
-  using Table = std::vector<Pair>; ///< sorted by subject; one subject's pairs in order of addition
-
-  Table& tableOf(const CmObject* subject);
-  const Table& tableOf(const CmObject* subject) const;
-  bool knows(const CmObject* subject) const;
-  size_t gather(CmObject* subject, CmObject** dependents);
-  void blankFrames(const CmObject* subject, const CmObject* dependent);
   void dropDeferred(const CmObject* subject);
   void deliver(const Notice& notice);
   void forget(const CmObject* subject);
-  bool isBeingTold(const CmObject* subject);
   bool takeNotice(const CmObject* subject, Notice& notice);
   bool enqueue(const Notice& notice);
-  bool endFanOut(Frame& frame);
   void queueAside();
 
   static inline FDependencies* instance_ = nullptr;
 
   FLock lock_{"FDependencies"};
-  std::array<Table, 256> tables_;
+  FDependencyTable<CmObject, CmObject, 256, 12> table_;
   std::deque<Notice> deferred_;
   std::unordered_set<Notice, NoticeHash> queued_; ///< what deferred_ holds, to find equal notices
   std::vector<Notice> aside_; ///< met by a flush under way while their subject was being told
   bool heldBack_ = false;     ///< some were set aside and wait for the fan-outs to end
   std::atomic<void (*)()> wakeUp_{nullptr};
-  Frame* frames_ = nullptr;
   Delivery* deliveries_ = nullptr;
 };
 

@@ -32,20 +32,47 @@ private:
 
 } // namespace
 
-bool CmILinkedList::add(CmObject* item)
+template <class Link>
+Link* CmIntrusiveList<Link>::linkAt(int32_t index) const
 {
-  return insertAt(static_cast<int32_t>(count_), item);
+  if (index < 0 || static_cast<uint32_t>(index) >= count_)
+    return nullptr;
+  Link* link = head_;
+  while (index-- > 0)
+    link = link->next();
+  return link;
 }
+
+template <class Link>
+Link* CmIntrusiveList<Link>::linkBefore(int32_t index) const
+{
+  return static_cast<uint32_t>(index) == count_ ? tail_ : linkAt(index - 1);
+}
+
+template <class Link>
+CmObject* CmIntrusiveList<Link>::find(const CmObject* key) const
+{
+  for (Link* link = head_; link; link = link->next())
+    if (link->isEqual(key))
+      return link;
+  return nullptr;
+}
+
+template <class Link>
+CmIterator* CmIntrusiveList<Link>::newIterator() const
+{
+  return new LinkIterator<Link>(head_);
+}
+
+template class CmIntrusiveList<CmILink>;
+template class CmIntrusiveList<CmIDLink>;
 
 bool CmILinkedList::insertAt(int32_t index, CmObject* item)
 {
   auto* link = castTo<CmILink>(item);
   if (!link || link->next_ || link == tail_ || index < 0 || static_cast<uint32_t>(index) > count_)
     return false;
-  CmILink* before = static_cast<uint32_t>(index) == count_ ? tail_
-                    : index > 0                            ? static_cast<CmILink*>(at(index - 1))
-                                                           : nullptr;
-  this->link(before, link);
+  this->link(linkBefore(index), link);
   taken(item);
   return true;
 }
@@ -115,42 +142,13 @@ void CmILinkedList::takeAll(CmILinkedList& other)
   other.head_ = other.tail_ = nullptr;
 }
 
-CmObject* CmILinkedList::at(int32_t index) const
-{
-  if (index < 0 || static_cast<uint32_t>(index) >= count_)
-    return nullptr;
-  CmILink* link = head_;
-  while (index-- > 0)
-    link = link->next_;
-  return link;
-}
-
-CmObject* CmILinkedList::find(const CmObject* key) const
-{
-  for (CmILink* link = head_; link; link = link->next_)
-    if (link->isEqual(key))
-      return link;
-  return nullptr;
-}
-
-CmIterator* CmILinkedList::newIterator() const
-{
-  return new LinkIterator<CmILink>(head_);
-}
-
-bool CmIDLinkedList::add(CmObject* item)
-{
-  return insertAt(static_cast<int32_t>(count_), item);
-}
-
 bool CmIDLinkedList::insertAt(int32_t index, CmObject* item)
 {
   auto* link = castTo<CmIDLink>(item);
   if (!link || link->next_ || link->previous_ || link == head_ || index < 0 ||
       static_cast<uint32_t>(index) > count_)
     return false;
-  bool atEnd = static_cast<uint32_t>(index) == count_;
-  linkBehind(atEnd ? tail_ : index > 0 ? linkAt(index - 1) : nullptr, link);
+  linkBehind(linkBefore(index), link);
   return true;
 }
 
@@ -215,34 +213,6 @@ void CmIDLinkedList::removeAll()
 {
   while (head_)
     unlink(head_);
-}
-
-CmIDLink* CmIDLinkedList::linkAt(int32_t index) const
-{
-  if (index < 0 || static_cast<uint32_t>(index) >= count_)
-    return nullptr;
-  CmIDLink* link = head_;
-  while (index-- > 0)
-    link = link->next_;
-  return link;
-}
-
-CmObject* CmIDLinkedList::at(int32_t index) const
-{
-  return linkAt(index);
-}
-
-CmObject* CmIDLinkedList::find(const CmObject* key) const
-{
-  for (CmIDLink* link = head_; link; link = link->next_)
-    if (link->isEqual(key))
-      return link;
-  return nullptr;
-}
-
-CmIterator* CmIDLinkedList::newIterator() const
-{
-  return new LinkIterator<CmIDLink>(head_);
 }
 
 } // namespace orbi

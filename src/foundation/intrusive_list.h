@@ -36,26 +36,46 @@ private:
   CmIDLink* previous_ = nullptr;
 };
 
-/// Singly linked list of CmILinks; other objects are refused, and those known to stand in a list.
-class CmILinkedList : public CmClass<CmILinkedList, CmContainer> {
+/// What the lists without nodes have in common. Other objects than links are refused, and those
+/// known to stand in a list.
+template <class Link>
+class CmIntrusiveList : public CmContainer {
 public:
-  static constexpr const char* className = "CmILinkedList";
-
-  explicit CmILinkedList(CmOwnership ownership = CmOwnership::none) { ownership_ = ownership; }
-  CmILinkedList(const CmILinkedList&) = delete;
-  ~CmILinkedList() override { CmILinkedList::removeAll(); }
-
-  bool add(CmObject* item) override;
-  bool insertAt(int32_t index, CmObject* item) override;
-  bool remove(CmObject* item) override;
-  bool removeAt(int32_t index) override;
-  void removeAll() override;
-  CmObject* at(int32_t index) const override;
+  bool add(CmObject* item) override { return insertAt(static_cast<int32_t>(count_), item); }
+  CmObject* at(int32_t index) const override { return linkAt(index); }
   CmObject* last() const override { return tail_; }
   CmObject* find(const CmObject* key) const override;
   CmIterator* newIterator() const override;
 
-  CmILink* head() const { return head_; }
+  Link* head() const { return head_; }
+
+protected:
+  explicit CmIntrusiveList(CmOwnership ownership) { ownership_ = ownership; }
+  CmIntrusiveList(const CmIntrusiveList&) = delete;
+
+  Link* linkAt(int32_t index) const;
+  Link* linkBefore(int32_t index) const; ///< index is at most count; null for the head's place
+
+  Link* head_ = nullptr;
+  Link* tail_ = nullptr;
+};
+
+extern template class CmIntrusiveList<CmILink>;
+extern template class CmIntrusiveList<CmIDLink>;
+
+/// Singly linked list of CmILinks.
+class CmILinkedList : public CmClass<CmILinkedList, CmIntrusiveList<CmILink>> {
+public:
+  static constexpr const char* className = "CmILinkedList";
+
+  explicit CmILinkedList(CmOwnership ownership = CmOwnership::none) : CmClass(ownership) {}
+  ~CmILinkedList() override { CmILinkedList::removeAll(); }
+
+  bool insertAt(int32_t index, CmObject* item) override;
+  bool remove(CmObject* item) override;
+  bool removeAt(int32_t index) override;
+  void removeAll() override;
+
   CmILink* takeHead(); ///< out of the list with the list's reference; null when empty
   /// Moves all items of the other list behind this one's. Both have the same ownership.
   void takeAll(CmILinkedList& other);
@@ -79,31 +99,21 @@ public:
 private:
   void link(CmILink* before, CmILink* item); ///< null: at the head
   void unlink(CmILink* before, CmILink* item);
-
-  CmILink* head_ = nullptr;
-  CmILink* tail_ = nullptr;
 };
 
-/// Doubly linked list of CmIDLinks; other objects are refused, and those known to stand in a list.
-class CmIDLinkedList : public CmClass<CmIDLinkedList, CmContainer> {
+/// Doubly linked list of CmIDLinks.
+class CmIDLinkedList : public CmClass<CmIDLinkedList, CmIntrusiveList<CmIDLink>> {
 public:
   static constexpr const char* className = "CmIDLinkedList";
 
-  explicit CmIDLinkedList(CmOwnership ownership = CmOwnership::none) { ownership_ = ownership; }
-  CmIDLinkedList(const CmIDLinkedList&) = delete;
+  explicit CmIDLinkedList(CmOwnership ownership = CmOwnership::none) : CmClass(ownership) {}
   ~CmIDLinkedList() override { CmIDLinkedList::removeAll(); }
 
-  bool add(CmObject* item) override;
   bool insertAt(int32_t index, CmObject* item) override;
   bool remove(CmObject* item) override;
   bool removeAt(int32_t index) override;
   void removeAll() override;
-  CmObject* at(int32_t index) const override;
-  CmObject* last() const override { return tail_; }
-  CmObject* find(const CmObject* key) const override;
-  CmIterator* newIterator() const override;
 
-  CmIDLink* head() const { return head_; }
   CmIDLink* tail() const { return tail_; }
   /// Moves all items of the other list behind this one's. Both have the same ownership.
   void takeAll(CmIDLinkedList& other);
@@ -113,12 +123,8 @@ protected:
                   CmIDLink* item); ///< null: at the head; counts, applies ownership
 
 private:
-  CmIDLink* linkAt(int32_t index) const;
   void unlink(CmIDLink* item);
   bool holds(const CmObject* item) const;
-
-  CmIDLink* head_ = nullptr;
-  CmIDLink* tail_ = nullptr;
 };
 
 } // namespace orbi

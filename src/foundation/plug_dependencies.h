@@ -1,9 +1,9 @@
 #pragma once
 
+#include "foundation/dependency_table.h"
 #include "foundation/lock.h"
 #include "foundation/object.h"
 
-#include <array>
 #include <deque>
 #include <vector>
 
@@ -23,7 +23,6 @@ protected:
 class FPlugDependencies final : public CmClass<FPlugDependencies, CmObject> {
 public:
   static constexpr const char* className = "FPlugDependencies";
-  static constexpr size_t maxFanOut = 5000;
 
   FPlugDependencies();
   ~FPlugDependencies() override;
@@ -44,33 +43,17 @@ public:
   void flush();                                       ///< main thread
 
 private:
-  struct Pair {
-    FUnknown* subject;
-    IDependent* dependent;
-  };
   struct Notice {
     FUnknown* subject;
     int32_t code;
   };
-  struct Frame {
-    const FUnknown* subject;
-    IDependent** dependents;
-    size_t count;
-    Frame* outer;
-  };
-  using Table = std::vector<Pair>;
-
-  Table& tableOf(const FUnknown* subject);
-  bool knows(const FUnknown* subject);
-  void blankFrames(const FUnknown* subject, const IDependent* dependent);
   std::vector<FUnknown*> takeDeferred(const FUnknown* subject);
 
   static inline FPlugDependencies* instance_ = nullptr;
 
   FLock lock_{"FPlugDependencies"};
-  std::array<Table, 16> tables_;
+  FDependencyTable<FUnknown, IDependent, 16, 8> table_;
   std::deque<Notice> deferred_;
-  Frame* frames_ = nullptr;
 };
 
 } // namespace orbi

@@ -2,66 +2,52 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace orbi {
 
 namespace {
 
-template <class Record>
-using List = std::vector<Record*>;
-
-// Statics of many files add themselves in an unknown order, so each list is made on its first add.
-template <class Record>
-List<Record>*& listOf()
-{
-  static constinit List<Record>* list = nullptr;
-  return list;
-}
-
-template <class Record>
-List<Record>& listForAdding()
-{
-  List<Record>*& list = listOf<Record>();
-  if (!list)
-    list = new List<Record>;
-  return *list;
-}
-
-/// The list, which is gone from then on.
-template <class Record>
-List<Record> takeList()
-{
-  List<Record>* list = std::exchange(listOf<Record>(), nullptr);
-  List<Record> records = list ? std::move(*list) : List<Record>{};
-  delete list;
-  return records;
-}
-
 bool initialised = false;
 
 } // namespace
 
-FPreInitializer::FPreInitializer(StartupFunction function, const char* name, int32_t priority)
-    : function_(function), name_(name), priority_(priority)
+template <class Self>
+void FStartupRecord<Self>::enter(Self* record)
 {
-  auto& list = listForAdding<FPreInitializer>();
-  auto later = std::upper_bound(
-      list.begin(), list.end(), this,
-      [](const FPreInitializer* a, const FPreInitializer* b) { return a->compare(b) < 0; });
-  list.insert(later, this);
+  if (!list_)
+    list_ = new List;
+  list_->push_back(record);
 }
 
-bool FPreInitializer::runAll()
+template <class Self>
+typename FStartupRecord<Self>::List FStartupRecord<Self>::takeList()
 {
-  List<FPreInitializer> records = takeList<FPreInitializer>();
+  List* list = std::exchange(list_, nullptr);
+  List records = list ? std::move(*list) : List{};
+  delete list;
+  return records;
+}
+
+template <class Self>
+bool FStartupRecord<Self>::runAll()
+{
+  List records = takeList();
   return std::all_of(records.begin(), records.end(),
-                     [](FPreInitializer* record) { return record->function_(); });
+                     [](Self* record) { return record->function_(); });
 }
 
-void FPreInitializer::dropAll()
+template class FStartupRecord<FPreInitializer>;
+template class FStartupRecord<FInitializer>;
+template class FStartupRecord<FPostInitializer>;
+template class FStartupRecord<FTerminator>;
+
+FPreInitializer::FPreInitializer(StartupFunction function, const char* name, int32_t priority)
+    : FStartupRecord(function, name), priority_(priority)
 {
-  takeList<FPreInitializer>();
+  enter(this);
+  std::stable_sort(
+      list_->begin(), list_->end(),
+      [](const FPreInitializer* a, const FPreInitializer* b) { return a->compare(b) < 0; });
 }
 
 int FPreInitializer::compare(const CmObject* other) const
@@ -73,16 +59,16 @@ int FPreInitializer::compare(const CmObject* other) const
 }
 
 FInitializer::FInitializer(StartupFunction function, const char* name, const char* predecessor)
-    : function_(function), name_(name), predecessor_(predecessor)
+    : FStartupRecord(function, name), predecessor_(predecessor)
 {
-  listForAdding<FInitializer>().push_back(this);
+  enter(this);
 }
 
 bool FInitializer::runAll()
 {
-  List<FInitializer> records = takeList<FInitializer>();
-  List<FInitializer> waiting;
-  List<FInitializer> done;
+  List records = takeList();
+  List waiting;
+  List done;
   bool forced = false;
   initialised = true;
 
@@ -111,11 +97,6 @@ bool FInitializer::runAll()
   }
 }
 
-void FInitializer::dropAll()
-{
-  takeList<FInitializer>();
-}
-
 bool FInitializer::hasRun()
 {
   return initialised;
@@ -128,42 +109,6 @@ int FInitializer::compare(const CmObject* other) const
     return CmObject::compare(other);
   int order = std::strcmp(name_, record->predecessor_ ? record->predecessor_ : record->name_);
   return (order > 0) - (order < 0);
-}
-
-FPostInitializer::FPostInitializer(StartupFunction function, const char* name)
-    : function_(function), name_(name)
-{
-  listForAdding<FPostInitializer>().push_back(this);
-}
-
-bool FPostInitializer::runAll()
-{
-  List<FPostInitializer> records = takeList<FPostInitializer>();
-  return std::all_of(records.begin(), records.end(),
-                     [](FPostInitializer* record) { return record->function_(); });
-}
-
-void FPostInitializer::dropAll()
-{
-  takeList<FPostInitializer>();
-}
-
-FTerminator::FTerminator(StartupFunction function, const char* name)
-    : function_(function), name_(name)
-{
-  listForAdding<FTerminator>().push_back(this);
-}
-
-bool FTerminator::runAll()
-{
-  List<FTerminator> records = takeList<FTerminator>();
-  return std::all_of(records.begin(), records.end(),
-                     [](FTerminator* record) { return record->function_(); });
-}
-
-void FTerminator::dropAll()
-{
-  takeList<FTerminator>();
 }
 
 void dropStartupRecords()

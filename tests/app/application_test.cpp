@@ -1,12 +1,12 @@
 #include "app/player_application.h"
 
 #include "platform/driver_source.h"
+#include "platform/temporary_folder.h"
+#include "shared/memory_settings.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <map>
-#include <thread>
+#include <utility>
 
 namespace orbi {
 namespace {
@@ -15,39 +15,6 @@ namespace fs = std::filesystem;
 
 constexpr const char* fileDriver = "LOOM File Driver";
 constexpr const char* nullDriver = "LOOM Null Driver";
-
-class MemorySettings final : public HostSettings {
-public:
-  bool getInt(const std::string& group, const std::string& key, int64_t& value) const override
-  {
-    auto found = ints.find(group + "/" + key);
-    if (found == ints.end())
-      return false;
-    value = found->second;
-    return true;
-  }
-  void setInt(const std::string& group, const std::string& key, int64_t value) override
-  {
-    ints[group + "/" + key] = value;
-  }
-  bool getString(const std::string& group, const std::string& key,
-                 std::string& value) const override
-  {
-    auto found = texts.find(group + "/" + key);
-    if (found == texts.end())
-      return false;
-    value = found->second;
-    return true;
-  }
-  void setString(const std::string& group, const std::string& key,
-                 const std::string& value) override
-  {
-    texts[group + "/" + key] = value;
-  }
-
-  std::map<std::string, int64_t> ints;
-  std::map<std::string, std::string> texts;
-};
 
 class KeptMessages final : public platform::MessageBox {
 public:
@@ -60,33 +27,13 @@ class Application : public testing::Test {
 protected:
   void SetUp() override
   {
-    folder_ = fs::temp_directory_path() /
-              ("orbi_app_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-               "_" + testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(folder_);
-    fs::copy_file(ORBI_SINE, folder_ / "Sine.so", fs::copy_options::overwrite_existing);
-    drivers_ = {registration("20-file", fileDriver, "{00000000-0000-0000-0000-000000000001}",
-                             fs::path(ORBI_DRIVER_FOLDER) / "loom_file.so"),
-                registration("30-broken", "LOOM Broken Driver",
-                             "{00000000-0000-0000-0000-000000000002}", folder_ / "none.so")};
-    // The class id is the module's own business; take the one that it ships with.
+    fs::copy_file(ORBI_SINE, folder_ / "Sine.so");
     for (const auto& known :
          platform::registeredDrivers(fs::path(ORBI_DRIVER_FOLDER).parent_path()))
       if (known.description == fileDriver)
-        drivers_[0].classId = known.classId;
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
-  static platform::DriverRegistration registration(const char* key, const char* name,
-                                                   const char* classId, fs::path server)
-  {
-    platform::DriverRegistration entry;
-    entry.key = key;
-    entry.description = name;
-    entry.hasDescription = true;
-    entry.classId = classId;
-    entry.server = std::move(server);
-    return entry;
+        drivers_.push_back(known);
+    drivers_.push_back({"30-broken", "{00000000-0000-0000-0000-000000000002}", "LOOM Broken Driver",
+                        true, folder_ / "none.so"});
   }
 
   /// Runs the program for a moment; during says what to look at while everything stands.
@@ -105,7 +52,7 @@ protected:
     status_ = application->exitStatus();
   }
 
-  fs::path folder_;
+  TemporaryFolder folder_;
   std::vector<platform::DriverRegistration> drivers_;
   MemorySettings settings_;
   KeptMessages messages_;
@@ -125,8 +72,8 @@ TEST_F(Application, everything_is_taken_down_and_the_driver_and_routing_are_kept
   run({});
   EXPECT_TRUE(messages_.texts.empty());
   EXPECT_EQ(settings_.texts["OrbiPlayerAudio/LOOM Driver"], fileDriver);
-  EXPECT_EQ(settings_.ints.count("OrbPlugRouting\\Sine\\LOOM File Driver/Port1"), 1u);
-  EXPECT_EQ(settings_.ints["OrbPlugRouting\\Sine\\LOOM File Driver/Port1"], 1);
+  EXPECT_EQ(settings_.numbers.count("OrbPlugRouting\\Sine\\LOOM File Driver/Port1"), 1u);
+  EXPECT_EQ(settings_.numbers["OrbPlugRouting\\Sine\\LOOM File Driver/Port1"], 1);
   EXPECT_EQ(OrbPluginHost::instance(), nullptr);
   EXPECT_EQ(LoomDevice::instance(), nullptr);
   EXPECT_EQ(OrbiPlayerMidiInput::instance(), nullptr);
@@ -157,7 +104,7 @@ TEST_F(Application, no_driver_that_opens_ends_the_start_with_words)
   drivers_.erase(drivers_.begin());
   run({});
   EXPECT_EQ(messages_.texts, std::vector<std::string>{"Audio Engine could not be started !"});
-  EXPECT_TRUE(settings_.ints.empty());
+  EXPECT_TRUE(settings_.numbers.empty());
   drivers_.clear();
   run({});
   EXPECT_EQ(messages_.texts.size(), 2u);
@@ -174,8 +121,8 @@ TEST_F(Application, tempo_and_signature_come_from_the_settings)
 {
   run({});
   EXPECT_EQ(tempo_, 120.0);
-  settings_.ints["Orbiplayer/Tempo"] = 97;
-  settings_.ints["OrbiPlayer/Tempo"] = 55; // another group
+  settings_.numbers["Orbiplayer/Tempo"] = 97;
+  settings_.numbers["OrbiPlayer/Tempo"] = 55; // another group
   run({});
   EXPECT_EQ(tempo_, 97.0);
 }

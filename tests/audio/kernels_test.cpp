@@ -89,30 +89,6 @@ TEST(Kernels, every_format_follows_the_rule_to_the_bit_and_writes_nothing_behind
         checkFormat(*kernels, format, frames, frames % 5);
 }
 
-TEST(Kernels, whole_containers_are_shifted_with_their_sign)
-{
-  const float samples[] = {-1.0f, 0.25f};
-  for (const AudioKernels* kernels : allKernels()) {
-    int32_t target[2] = {};
-    kernels->toInt32(samples, target, 2, 8);
-    EXPECT_EQ(target[0], -2147483647 >> 8);
-    EXPECT_EQ(target[1], 536870911 >> 8);
-  }
-}
-
-TEST(Kernels, full_scale_is_symmetric_and_the_low_byte_is_cut_when_24_bits_are_packed)
-{
-  const float samples[] = {1.5f, -1.5f};
-  int32_t integers[2] = {};
-  audioKernels().toInt32(samples, integers, 2, 0);
-  EXPECT_EQ(integers[0], 0x7FFFFFFF);
-  EXPECT_EQ(integers[1], -2147483647);
-  const float half = 0.5f; // 0x3FFFFFFF
-  uint8_t packed[3] = {};
-  audioKernels().toInt24Swapped(&half, packed, 1, 8);
-  EXPECT_EQ((std::vector<uint8_t>{0x3F, 0xFF, 0xFF}), std::vector<uint8_t>(packed, packed + 3));
-}
-
 TEST(Kernels, copying_and_adding_keep_to_their_frames)
 {
   for (const AudioKernels* kernels : allKernels())

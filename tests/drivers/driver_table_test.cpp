@@ -1,30 +1,26 @@
-#include "test_host.h"
+#include "drivers/test_host.h"
+#include "foundation/uid.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
-
-namespace fs = std::filesystem;
 
 namespace {
 
 TEST(Registration, lists_the_multimedia_driver_first_and_every_class_id_creates_its_driver)
 {
-  std::vector<fs::path> files{fs::directory_iterator(driverFolder()), {}};
-  std::erase_if(files, [](const fs::path& file) { return file.extension() != ".loom"; });
-  std::sort(files.begin(), files.end());
-  files.push_back(ORBI_EXAMPLE_FOLDER "/null.loom");
+  std::vector<orbi::platform::DriverRegistration> drivers = shippedDrivers();
+  drivers.push_back(exampleDriver());
   std::vector<std::string> names;
-  for (const fs::path& file : files) {
-    TestHost host(file, file.parent_path());
+  for (const auto& registered : drivers) {
+    TestHost host(registered);
     char name[loomNameBytes];
     host.table().getDriverName(host.driver, name);
-    EXPECT_EQ(name, readRegistration(file).description);
+    EXPECT_EQ(name, registered.description);
     names.emplace_back(name);
 
+    orbi::FUID id;
+    ASSERT_TRUE(id.fromRegistryText(registered.classId));
     void* same = nullptr;
-    const Registration entry = readRegistration(file);
-    EXPECT_EQ(host.table().queryInterface(host.driver, entry.classId, &same), loomOk);
+    EXPECT_EQ(host.table().queryInterface(host.driver, id.bytes(), &same), loomOk);
     EXPECT_EQ(same, host.driver);
     EXPECT_EQ(host.table().release(host.driver), 1U);
     const uint8_t unknown[16]{};
@@ -101,7 +97,7 @@ TEST_P(AnyDriver, announces_halves_in_turn_by_the_call_that_the_host_takes)
     TestHost host("file");
     play(host);
   }
-  TestHost host(ORBI_EXAMPLE_FOLDER "/null.loom", ORBI_EXAMPLE_FOLDER);
+  TestHost host(exampleDriver());
   play(host);
 }
 

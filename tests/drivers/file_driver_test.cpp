@@ -1,4 +1,4 @@
-#include "test_host.h"
+#include "drivers/test_host.h"
 
 #include <gtest/gtest.h>
 
@@ -16,11 +16,11 @@ struct WavFile {
   int bits = 0;
   bool isFloat = false;
   bool hasPeak = false;
-  std::vector<uint8_t> data;
+  std::string data;
 };
 
 template <class Number>
-Number number(const std::vector<uint8_t>& bytes, size_t offset)
+Number number(const std::string& bytes, size_t offset)
 {
   Number value{};
   if (offset + sizeof value <= bytes.size())
@@ -28,13 +28,13 @@ Number number(const std::vector<uint8_t>& bytes, size_t offset)
   return value;
 }
 
-WavFile parseWav(const std::vector<uint8_t>& bytes)
+WavFile parseWav(const std::string& bytes)
 {
   WavFile wav;
   EXPECT_EQ(number<uint32_t>(bytes, 0), 0x46464952U) << "RIFF";
   EXPECT_EQ(number<uint32_t>(bytes, 4), bytes.size() - 8);
   for (size_t at = 12; at + 8 <= bytes.size();) {
-    const std::string id(bytes.begin() + at, bytes.begin() + at + 4);
+    const std::string id = bytes.substr(at, 4);
     const auto size = number<uint32_t>(bytes, at + 4);
     const size_t body = at + 8;
     if (id == "fmt ") {
@@ -44,7 +44,7 @@ WavFile parseWav(const std::vector<uint8_t>& bytes)
       wav.rate = number<int32_t>(bytes, body + 4);
       wav.bits = number<uint16_t>(bytes, body + 14);
     } else if (id == "data" && body + size <= bytes.size()) {
-      wav.data.assign(bytes.begin() + body, bytes.begin() + body + size);
+      wav.data = bytes.substr(body, size);
     }
     wav.hasPeak |= id == "PEAK";
     at = body + size + size % 2;
@@ -86,7 +86,7 @@ class FileDriver : public testing::Test {
 protected:
   const Variable fast_{"LOOM_FILE_REALTIME", "0"};
   TemporaryFolder folder_;
-  const std::string path_ = folder_.file("out.wav");
+  const std::string path_ = folder_ / "out.wav";
 };
 
 TEST_F(FileDriver, every_sample_type_reaches_the_file_bit_for_bit)
@@ -118,13 +118,13 @@ TEST_F(FileDriver, every_sample_type_reaches_the_file_bit_for_bit)
     EXPECT_EQ(wav.bits, row.bytes * 8);
     EXPECT_EQ(wav.isFloat, std::string(row.name).starts_with("float"));
     EXPECT_FALSE(wav.hasPeak) << "it would carry the time of day";
-    std::vector<uint8_t> expected;
+    std::string expected;
     for (int frame = 0; frame < frames * blocks; ++frame)
       for (int channel = 0; channel < 3; ++channel)
         for (int byte = 0; byte < row.bytes; ++byte) {
           const size_t from = size_t(frame % frames) * row.bytes;
           const size_t i = from + (row.big ? row.bytes - 1 - byte : byte);
-          expected.push_back(channel == 1 ? 0 : sampleByte(channel, frame / frames, i));
+          expected += static_cast<char>(channel == 1 ? 0 : sampleByte(channel, frame / frames, i));
         }
     EXPECT_EQ(wav.data, expected);
   }
@@ -135,7 +135,7 @@ TEST_F(FileDriver, same_blocks_give_equal_files_and_the_former_file_stays_until_
   const Variable path("LOOM_FILE_PATH", path_);
   TestHost host("file");
   ASSERT_EQ(render(host, {0, 1}, 256, 700), loomOk);
-  const std::vector<uint8_t> first = readFile(path_);
+  const std::string first = readFile(path_);
   EXPECT_EQ(parseWav(first).data.size(), 700U * 256 * 8);
 
   fillWithBytes(host, 256);
@@ -149,7 +149,8 @@ TEST_F(FileDriver, same_blocks_give_equal_files_and_the_former_file_stays_until_
   ASSERT_EQ(render(host, {0, 1}, 256, 700), loomOk);
   EXPECT_EQ(readFile(path_), first);
   std::filesystem::remove(path_);
-  EXPECT_TRUE(folder_.isEmpty()) << "a file was left beside the finished one";
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()))
+      << "a file was left beside the finished one";
 }
 
 TEST_F(FileDriver, bad_value_fails_init_and_is_named)
@@ -170,14 +171,15 @@ TEST_F(FileDriver, bad_value_fails_init_and_is_named)
 
 TEST_F(FileDriver, file_that_can_not_be_made_fails_the_start_with_words)
 {
-  for (const std::string& bad : {folder_.file("none/out.wav"), folder_.file("."), path_ + "/"}) {
+  for (const std::string& bad :
+       {(folder_ / "none/out.wav").string(), (folder_ / ".").string(), path_ + "/"}) {
     const Variable path("LOOM_FILE_PATH", bad);
     TestHost host("file");
     EXPECT_NE(render(host, {0, 1}, 64, 1), loomOk) << bad;
     EXPECT_NE(host.error(), "") << bad;
     EXPECT_EQ(host.blocks, 0);
   }
-  EXPECT_TRUE(folder_.isEmpty());
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
 TEST_F(FileDriver, failed_write_is_told_at_the_end_and_leaves_no_file)
@@ -195,7 +197,7 @@ TEST_F(FileDriver, failed_write_is_told_at_the_end_and_leaves_no_file)
   EXPECT_NE(result, loomOk);
   EXPECT_EQ(host.blocks, 400) << "the driver goes on without the file";
   EXPECT_NE(host.error().find("can't be written"), std::string::npos) << host.error();
-  EXPECT_TRUE(folder_.isEmpty());
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 
   host.disposeBuffers();
   EXPECT_EQ(render(host, {0, 1}, 256, 10), loomOk) << "the next run starts afresh";
@@ -212,7 +214,7 @@ TEST_F(FileDriver, full_device_is_an_error_and_stays_a_device)
 
 TEST_F(FileDriver, link_to_a_file_stays_a_link)
 {
-  const std::string link = folder_.file("link.wav");
+  const std::string link = folder_ / "link.wav";
   std::ofstream(path_) << "old";
   std::filesystem::create_symlink(path_, link);
   const Variable path("LOOM_FILE_PATH", link);

@@ -1,11 +1,10 @@
-#include "test_host.h"
+#include "drivers/test_host.h"
+#include "shared/jack_listener.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
-#include <jack/jack.h>
 #include <optional>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -73,81 +72,34 @@ private:
 };
 
 /// A second client, whose input hears the driver.
-class Listener {
+class Listener : public JackListener {
 public:
   Listener()
   {
-    silenceLibrary();
-    TestHost::waitFor([this] {
-      client_ = jack_client_open("listener", JackNoStartServer, nullptr);
-      return client_ != nullptr;
-    });
-    if (!client_)
+    if (!TestHost::waitFor([this] { return open("listener", 1); }))
       return;
-    port_ = jack_port_register(client_, "in", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0);
-    jack_set_process_callback(client_, hearPort, this);
-    jack_activate(client_);
+    listening = true;
+    activate(1 << 16);
   }
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
-  ~Listener()
-  {
-    silenceLibrary(); // the driver has given the library its voice back
-    if (client_)
-      jack_client_close(client_);
-  }
-
-  jack_client_t* client() const { return client_; }
 
   /// The driver's port of this name, wherever it got its client name from.
   std::string find(const char* port) const
   {
-    const char** names = jack_get_ports(client_, port, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput);
-    std::string result = names ? names[0] : "";
-    jack_free(names);
-    return result;
+    return first(jack_get_ports(client(), port, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput));
   }
-
-  bool connect(const std::string& from) const
-  {
-    return jack_connect(client_, from.c_str(), jack_port_name(port_)) == 0;
-  }
-
   std::string targetOf(const char* port) const
   {
-    const jack_port_t* found = jack_port_by_name(client_, find(port).c_str());
-    const char** names = found ? jack_port_get_all_connections(client_, found) : nullptr;
+    const jack_port_t* found = jack_port_by_name(client(), find(port).c_str());
+    return first(found ? jack_port_get_all_connections(client(), found) : nullptr);
+  }
+
+private:
+  static std::string first(const char** names)
+  {
     std::string result = names ? names[0] : "";
     jack_free(names);
     return result;
   }
-
-  void setBufferSize(int frames) const { jack_set_buffer_size(client_, frames); }
-
-  std::atomic<int> heard{0}; ///< frames; those before it are in samples
-  std::vector<float> samples = std::vector<float>(1 << 16);
-
-private:
-  static void silenceLibrary()
-  {
-    jack_set_error_function([](const char*) {});
-    jack_set_info_function([](const char*) {});
-  }
-
-  static int hearPort(jack_nframes_t frames, void* self)
-  {
-    auto& listener = *static_cast<Listener*>(self);
-    const int at = listener.heard;
-    if (at + frames > listener.samples.size())
-      return 0;
-    std::memcpy(listener.samples.data() + at, jack_port_get_buffer(listener.port_, frames),
-                frames * sizeof(float));
-    listener.heard = at + static_cast<int>(frames);
-    return 0;
-  }
-
-  jack_client_t* client_ = nullptr;
-  std::atomic<jack_port_t*> port_ = nullptr;
 };
 
 class JackDriver : public testing::Test {
@@ -236,9 +188,9 @@ TEST_F(JackDriver, changed_buffer_size_asks_for_one_reset_after_which_the_new_si
     TestHost host("jack");
     startRamp(host);
     ASSERT_TRUE(host.waitForBlocks(10));
-    listener_->setBufferSize(128);
+    jack_set_buffer_size(listener_->client(), 128);
     EXPECT_TRUE(TestHost::waitFor([&] { return host.resets == 1; }));
-    listener_->setBufferSize(256);
+    jack_set_buffer_size(listener_->client(), 256);
     const int before = listener_->heard;
     EXPECT_TRUE(TestHost::waitFor([&] { return listener_->heard > before + 1024; }));
     EXPECT_EQ(host.resets, 1);

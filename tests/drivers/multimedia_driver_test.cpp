@@ -1,4 +1,4 @@
-#include "test_host.h"
+#include "drivers/test_host.h"
 
 #include <gtest/gtest.h>
 
@@ -52,9 +52,10 @@ class MultimediaDriver : public testing::Test {
 protected:
   MultimediaDriver()
   {
-    std::ofstream(folder_.file("asoundrc")) << "pcm.!default { type null }\n"
-                                            << "pcm.written { type file slave.pcm { type null }\n"
-                                            << "  file \"" << played_ << "\" format raw }\n";
+    folder_.write("asoundrc", "pcm.!default { type null }\n"
+                              "pcm.written { type file slave.pcm { type null }\n"
+                              "  file \"" +
+                                  played_ + "\" format raw }\n");
   }
 
   ~MultimediaDriver() override
@@ -78,8 +79,8 @@ protected:
   }
 
   TemporaryFolder folder_;
-  const std::string played_ = folder_.file("played.raw");
-  const Variable configuration_{"ALSA_CONFIG_PATH", folder_.file("asoundrc")};
+  const std::string played_ = folder_ / "played.raw";
+  const Variable configuration_{"ALSA_CONFIG_PATH", folder_ / "asoundrc"};
 };
 
 TEST_F(MultimediaDriver, device_gets_the_samples_of_each_format_interleaved)
@@ -103,7 +104,7 @@ TEST_F(MultimediaDriver, device_gets_the_samples_of_each_format_interleaved)
     EXPECT_EQ(host.outputs(), 4);
     ASSERT_EQ(host.sampleType(), row.type);
     const int frames = host.preferredFrames();
-    std::vector<uint8_t> expected; // three channels: no more than the highest that is asked for
+    std::string expected; // three channels: no more than the highest that is asked for
     host.stopAfter = 4;
     host.fill = [&](int block, int half) {
       for (size_t i = 0; i < frames * row.bytes; ++i)
@@ -113,8 +114,8 @@ TEST_F(MultimediaDriver, device_gets_the_samples_of_each_format_interleaved)
       for (size_t i = 0; i < frames * row.bytes; i += row.bytes)
         for (const int channel : {0, 1, 2})
           for (size_t byte = i; byte < i + row.bytes; ++byte)
-            expected.push_back(channel == 1 ? 0
-                                            : uint8_t(byte * 13 + block * 5 + channel * 77 + 1));
+            expected +=
+                static_cast<char>(channel == 1 ? 0 : (byte * 13 + block * 5 + channel * 77 + 1));
     };
     ASSERT_EQ(host.createBuffers({2, 0}, frames), loomOk) << host.error();
     ASSERT_EQ(host.start(), loomOk) << host.error();

@@ -1,16 +1,14 @@
-#include "test_host.h"
+#include "drivers/test_host.h"
 
-#include <algorithm>
+#include "foundation/uid.h"
+
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <dlfcn.h>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <thread>
 
-namespace fs = std::filesystem;
+namespace platform = orbi::platform;
 
 TestHost* TestHost::current = nullptr;
 
@@ -51,38 +49,32 @@ int32_t message(int32_t selector, int32_t value, ...)
   }
 }
 
-fs::path registrationOf(const std::string& name)
+platform::DriverRegistration shippedDriver(const std::string& name)
 {
-  for (const fs::directory_entry& entry : fs::directory_iterator(driverFolder()))
-    if (entry.path().filename().string().ends_with("-" + name + ".loom"))
-      return entry.path();
+  for (const platform::DriverRegistration& registration : shippedDrivers())
+    if (registration.key.ends_with("-" + name))
+      return registration;
   throw std::runtime_error("no registration file for " + name);
 }
 
 } // namespace
 
-TestHost::TestHost(const std::string& name)
-{
-  load(registrationOf(name), driverFolder());
-}
+TestHost::TestHost(const std::string& name) : TestHost(shippedDriver(name)) {}
 
-TestHost::TestHost(const fs::path& registration, const fs::path& folder)
-{
-  load(registration, folder);
-}
-
-void TestHost::load(const fs::path& registration, const fs::path& folder)
+TestHost::TestHost(const platform::DriverRegistration& registration)
 {
   current = this;
-  const Registration entry = readRegistration(registration);
-  module_ = dlopen((folder / entry.server).c_str(), RTLD_NOW | RTLD_LOCAL);
+  std::string error;
+  module_ = platform::Module::load(registration.server, error);
   if (!module_)
-    throw std::runtime_error(dlerror());
+    throw std::runtime_error(error);
   const auto create =
-      reinterpret_cast<LoomCreateDriverFunction>(dlsym(module_, "LoomCreateDriver"));
+      reinterpret_cast<LoomCreateDriverFunction>(module_.symbol("LoomCreateDriver"));
+  orbi::FUID id;
+  id.fromRegistryText(registration.classId);
   void* object = nullptr;
-  if (!create || create(entry.classId, &object) != loomOk)
-    throw std::runtime_error("no driver of the registered class in " + entry.server);
+  if (!create || create(id.bytes(), &object) != loomOk)
+    throw std::runtime_error("no driver of the class " + registration.classId);
   driver = static_cast<LoomDriver*>(object);
 }
 
@@ -90,8 +82,6 @@ TestHost::~TestHost()
 {
   if (driver)
     table().release(driver);
-  if (module_)
-    dlclose(module_);
   current = nullptr;
 }
 
@@ -172,58 +162,21 @@ bool TestHost::waitFor(const std::function<bool()>& condition)
   return true;
 }
 
-// ---- files and variables ------------------------------------------------------------------------
-
-Registration readRegistration(const fs::path& file)
+std::vector<platform::DriverRegistration> shippedDrivers()
 {
-  Registration result{};
-  std::ifstream stream(file);
-  for (std::string line; std::getline(stream, line);) {
-    const size_t equals = line.find('=');
-    const std::string key = line.substr(0, equals);
-    const std::string value = equals == std::string::npos ? "" : line.substr(equals + 1);
-    uint8_t* id = result.classId;
-    if (key == "description")
-      result.description = value;
-    if (key == "server")
-      result.server = value;
-    if (key == "clsid") // byte order of a GUID in memory
-      std::sscanf(value.c_str(),
-                  "{%2hhx%2hhx%2hhx%2hhx-%2hhx%2hhx-%2hhx%2hhx-%2hhx%2hhx-%2hhx%2hhx%2hhx%2hhx%2hhx"
-                  "%2hhx}",
-                  id + 3, id + 2, id + 1, id, id + 5, id + 4, id + 7, id + 6, id + 8, id + 9,
-                  id + 10, id + 11, id + 12, id + 13, id + 14, id + 15);
-  }
-  return result;
+  const std::filesystem::path folder = ORBI_DRIVER_FOLDER;
+  auto drivers = platform::registeredDrivers(folder.parent_path());
+  std::erase_if(drivers, [&](const auto& driver) { return driver.server.parent_path() != folder; });
+  return drivers;
 }
 
-fs::path driverFolder()
+platform::DriverRegistration exampleDriver()
 {
-  return ORBI_DRIVER_FOLDER;
+  const std::filesystem::path folder = ORBI_EXAMPLE_FOLDER;
+  return platform::parseRegistration(readFile(folder / "null.loom"), "null", folder).value();
 }
 
-Variable::Variable(const char* name, const std::string& value) : name_(name)
-{
-  setenv(name, value.c_str(), 1);
-}
-
-Variable::~Variable()
-{
-  unsetenv(name_);
-}
-
-TemporaryFolder::TemporaryFolder()
-{
-  std::string pattern = fs::temp_directory_path() / "orbi_drivers_XXXXXX";
-  path_ = mkdtemp(pattern.data());
-}
-
-TemporaryFolder::~TemporaryFolder()
-{
-  fs::remove_all(path_);
-}
-
-std::vector<uint8_t> readFile(const std::string& path)
+std::string readFile(const std::filesystem::path& path)
 {
   std::ifstream stream(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};

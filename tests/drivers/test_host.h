@@ -1,10 +1,12 @@
 #pragma once
 
 #include "loom/loom.h"
+#include "platform/driver_source.h"
+#include "platform/module.h"
+#include "platform/temporary_folder.h"
 
 #include <atomic>
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -21,9 +23,8 @@ struct Switch {
 /// there is one at a time.
 class TestHost {
 public:
-  /// Finds the module by the registration file *-name.loom, as the player does.
-  explicit TestHost(const std::string& name);
-  TestHost(const std::filesystem::path& registration, const std::filesystem::path& folder);
+  explicit TestHost(const std::string& name); ///< by the registration file *-name.loom
+  explicit TestHost(const orbi::platform::DriverRegistration& registration);
   TestHost(const TestHost&) = delete;
   TestHost& operator=(const TestHost&) = delete;
   ~TestHost();
@@ -64,44 +65,25 @@ public:
   void onSwitch(const Switch& seen);
 
 private:
-  void load(const std::filesystem::path& registration, const std::filesystem::path& folder);
-
-  void* module_ = nullptr;
+  orbi::platform::Module module_;
 };
 
-struct Registration {
-  std::string description;
-  std::string server;
-  uint8_t classId[16];
-};
-
-Registration readRegistration(const std::filesystem::path& file);
-std::filesystem::path driverFolder();
+std::vector<orbi::platform::DriverRegistration> shippedDrivers();
+orbi::platform::DriverRegistration exampleDriver(); ///< of the SDK
 
 /// An environment variable for the length of a test.
 class Variable {
 public:
-  Variable(const char* name, const std::string& value);
+  Variable(const char* name, const std::string& value) : name_(name)
+  {
+    setenv(name, value.c_str(), 1);
+  }
   Variable(const Variable&) = delete;
   Variable& operator=(const Variable&) = delete;
-  ~Variable();
+  ~Variable() { unsetenv(name_); }
 
 private:
   const char* name_;
 };
 
-/// A folder of its own that goes with the test.
-class TemporaryFolder {
-public:
-  TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder();
-  std::string file(const char* name) const { return path_ / name; }
-  bool isEmpty() const { return std::filesystem::is_empty(path_); }
-
-private:
-  std::filesystem::path path_;
-};
-
-std::vector<uint8_t> readFile(const std::string& path);
+std::string readFile(const std::filesystem::path& path);

@@ -88,6 +88,14 @@ def song(folder, events, division=480, name="song.mid"):
     return path
 
 
+def install(folder, name):
+    """The player under that name, with its drivers, in a folder of its own."""
+    folder = pathlib.Path(folder)
+    shutil.copy(BIN / "orbiplayer", folder / name)
+    shutil.copytree(BIN / "Loom Drivers", folder / "Loom Drivers")
+    return folder
+
+
 @case
 def help_and_version_and_lists(folder):
     for option, words in (("--help", "--render"), ("--version", "SoundFont Standalone")):
@@ -119,11 +127,9 @@ def what_is_not_there_yet_says_so(folder):
 
 @case
 def a_program_plays_the_module_of_its_own_name(folder):
-    folder = pathlib.Path(folder)
-    shutil.copy(BIN / "orbiplayer", folder / "Sine")
+    folder = install(folder, "Sine")
     os.symlink(BIN / "orbiplayer", folder / "Link")
     os.link(folder / "Sine", folder / "Hard.Name")
-    shutil.copytree(BIN / "Loom Drivers", folder / "Loom Drivers")
     for program, expected in (("Sine", "Sine.so"), ("Link", "Link.so"), ("Hard.Name", "Hard.so")):
         result = run(folder / program, *SILENT, "--seconds", "0.1")
         check_one_line(result, 0, f'Plugin "{expected}" not found!', f"{expected[:-3]} Standalone")
@@ -137,9 +143,7 @@ def a_program_plays_the_module_of_its_own_name(folder):
 
 @case
 def a_module_that_cannot_be_used_is_not_found(folder):
-    folder = pathlib.Path(folder)
-    shutil.copy(BIN / "orbiplayer", folder / "Bad")
-    shutil.copytree(BIN / "Loom Drivers", folder / "Loom Drivers")
+    folder = install(folder, "Bad")
     for content in (b"", b"no library", (BIN / "Loom Drivers" / "loom_file.so").read_bytes()):
         (folder / "Bad.so").write_bytes(content)
         check_one_line(run(folder / "Bad", *SILENT), 0, 'Plugin "Bad.so" not found!')
@@ -235,11 +239,11 @@ def signals_stop_in_order_and_a_cut_render_fails(folder):
 
 @case
 def a_run_with_an_end_ends_without_blocks_and_without_its_driver(folder):
-    folder = pathlib.Path(folder)
-    shutil.copy(BIN / "orbiplayer", folder / "Sine")
+    folder = install(folder, "Sine")
     shutil.copy(BUILD / "sdk" / "sine.so", folder / "Sine.so")
     drivers = folder / "Loom Drivers"
-    drivers.mkdir()
+    for registration in drivers.glob("*.loom"):
+        registration.unlink()
     # A driver that opens and doesn't start, and one that isn't there.
     (drivers / "a.loom").write_text("clsid={01000000-0000-0000-0000-000000000000}\n"
                                     "description=Probe\nserver=" + str(BUILD / "tests" / "probe"

@@ -1,8 +1,10 @@
+#include "foundation/bit_set.h"
 #include "foundation/buffer.h"
 #include "foundation/class_registry.h"
 #include "foundation/message.h"
 #include "foundation/stream_helpers.h"
 #include "foundation/uid_object.h"
+#include "foundation/variant.h"
 
 #include <gtest/gtest.h>
 
@@ -52,19 +54,26 @@ Ref<FAttributes> sampleAttributes()
   return attributes;
 }
 
-struct Sample {
-  const char* className;
-  Ref<CmObject> object;
-};
-
-std::vector<Sample> samples()
+/// One of each kind that goes over streams, with something in it.
+std::vector<Ref<CmObject>> samples()
 {
-  return {{"FMessage", sampleMessage()},
-          {"FAttributes", sampleAttributes()},
-          {"CmString", make<CmString>("some text")},
-          {"CmBuffer", make<CmBuffer>("\0\1\2\3", 4)},
-          {"FMemoryStream", memoryWith("some bytes")},
-          {"CmUID", make<CmUID>(FUID(1, 2, 3, 4))}};
+  auto bits = make<CmBitSet>();
+  bits->set(700);
+  return {sampleMessage(),
+          sampleAttributes(),
+          make<CmString>("a text longer than what fits in place"),
+          make<CmString>(),
+          make<CmVariant>(0.1),
+          make<CmVariant>("text"),
+          make<CmBuffer>("\0\1\2\3", 4),
+          memoryWith("some bytes"),
+          make<CmUID>(FUID(1, 2, 3, 4)),
+          bits};
+}
+
+Ref<CmObject> freshLike(const CmObject& sample)
+{
+  return createAs<CmObject>(sample.getClassName());
 }
 
 } // namespace
@@ -78,6 +87,7 @@ TEST(ObjectStream, message_loses_its_pointers_and_nothing_else)
   EXPECT_EQ(read.getInt("int"), -5);
   EXPECT_EQ(read.getFloat("float"), 2.5);
   EXPECT_STREQ(read.getString("text"), "value");
+  EXPECT_EQ(read.getObject("pointer"), nullptr);
   EXPECT_EQ(read.arguments()->count(), 3u);
 }
 
@@ -99,53 +109,64 @@ TEST(ObjectStream, lists_blocks_and_long_texts_come_back_with_all_they_hold)
 
 TEST(ObjectStream, whole_bytes_come_back_and_cut_ones_are_refused)
 {
-  for (const Sample& sample : samples()) {
-    const std::string whole = bytesOf(*sample.object);
-    Ref<CmObject> read = createAs<CmObject>(sample.className);
-    ASSERT_TRUE(read) << sample.className;
-    EXPECT_TRUE(readFrom(*read, whole)) << sample.className;
+  for (const Ref<CmObject>& sample : samples()) {
+    SCOPED_TRACE(sample->getClassName());
+    const std::string whole = bytesOf(*sample);
+    Ref<CmObject> read = freshLike(*sample);
+    EXPECT_TRUE(readFrom(*read, whole));
     const std::string again = bytesOf(*read); // the same but for who owns the objects
-    EXPECT_EQ(again.size(), whole.size()) << sample.className;
-    EXPECT_TRUE(readFrom(*read, again)) << sample.className;
-    EXPECT_EQ(bytesOf(*read), again) << sample.className;
-    for (size_t size = 0; size < whole.size(); ++size) {
-      read = createAs<CmObject>(sample.className);
-      EXPECT_FALSE(readFrom(*read, whole.substr(0, size)))
-          << sample.className << " cut at " << size;
-    }
+    EXPECT_EQ(again.size(), whole.size());
+    EXPECT_TRUE(readFrom(*read, again));
+    EXPECT_EQ(bytesOf(*read), again);
+    for (size_t size = 0; size < whole.size(); ++size)
+      EXPECT_FALSE(readFrom(*freshLike(*sample), whole.substr(0, size))) << "cut at " << size;
   }
 }
 
 TEST(ObjectStream, lying_bytes_end_in_an_object_that_can_be_written_again)
 {
-  for (const Sample& sample : samples()) {
-    const std::string whole = bytesOf(*sample.object);
+  for (const Ref<CmObject>& sample : samples()) {
+    const std::string whole = bytesOf(*sample);
     for (size_t place = 0; place < whole.size(); ++place)
       for (int lie : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
+        SCOPED_TRACE(sample->getClassName() + (" at " + std::to_string(place)));
         std::string lying = whole;
         lying[place] = static_cast<char>(lie);
-        Ref<CmObject> read = createAs<CmObject>(sample.className);
+        Ref<CmObject> read = freshLike(*sample), reread = freshLike(*sample);
         if (!readFrom(*read, lying))
           continue;
         const std::string again = bytesOf(*read);
-        Ref<CmObject> reread = createAs<CmObject>(sample.className);
-        EXPECT_TRUE(readFrom(*reread, again)) << sample.className << " at " << place;
-        EXPECT_EQ(bytesOf(*reread), again) << sample.className << " at " << place;
+        EXPECT_TRUE(readFrom(*reread, again));
+        EXPECT_EQ(bytesOf(*reread), again);
       }
   }
 }
 
+TEST(ObjectStream, attributes_bring_back_what_a_stream_does)
+{
+  int brought = 0;
+  for (const Ref<CmObject>& sample : samples()) {
+    SCOPED_TRACE(sample->getClassName());
+    FAttributes attributes;
+    if (sample->isA("FAttributes") || !sample->storeAttributes(attributes))
+      continue;
+    Ref<CmObject> loaded = freshLike(*sample);
+    EXPECT_EQ(loaded->loadAttributes(FAttributes()), sample->isA("CmVariant"));
+    EXPECT_TRUE(loaded->loadAttributes(attributes));
+    EXPECT_EQ(bytesOf(*loaded), bytesOf(*sample));
+    ++brought;
+  }
+  EXPECT_EQ(brought, 4);
+}
+
 TEST(ObjectStream, failed_read_leaves_what_was_there)
 {
-  const std::string whole = bytesOf(*sampleMessage());
-  FMessage message("Former");
-  message.setInt("int", 1);
-  EXPECT_FALSE(readFrom(message, whole.substr(0, whole.size() - 1)));
-  EXPECT_TRUE(message.isMessage("Former"));
-  EXPECT_EQ(message.getInt("int"), 1);
-  auto stream = memoryWith("former");
-  EXPECT_FALSE(readFrom(*stream, std::string_view("\xff\xff\xff\x7f..", 6)));
-  EXPECT_EQ(textOf(*stream), "former");
+  for (const Ref<CmObject>& sample : {samples()[0], samples()[7], samples()[9]}) {
+    const std::string former = bytesOf(*sample);
+    EXPECT_FALSE(readFrom(*sample, former.substr(0, former.size() - 1)));
+    EXPECT_FALSE(readFrom(*sample, std::string_view("\xff\xff\xff\x7f..", 6)));
+    EXPECT_EQ(bytesOf(*sample), former) << sample->getClassName();
+  }
 }
 
 TEST(ObjectStream, interface_value_is_left_out_without_an_error)

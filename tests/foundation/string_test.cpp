@@ -55,7 +55,7 @@ TEST(String, keeps_its_text_through_growth_and_use_of_itself)
   EXPECT_TRUE(text.isEmpty());
 }
 
-TEST(String, reads_what_it_wrote_and_skips_what_is_too_long)
+TEST(String, skips_on_a_stream_what_is_too_long)
 {
   auto written = [](int32_t length, int32_t bytes) {
     FMemoryStream stream;
@@ -65,12 +65,7 @@ TEST(String, reads_what_it_wrote_and_skips_what_is_too_long)
     stream.rewind();
     return stream;
   };
-  FMemoryStream stream;
-  CmString text("a text longer than what fits in place"), loaded("old");
-  EXPECT_TRUE(text.write(stream) && CmString().write(stream));
-  stream.rewind();
-  EXPECT_TRUE(loaded.read(stream) && loaded.isEqual(&text));
-  EXPECT_TRUE(loaded.read(stream) && loaded.isEmpty());
+  CmString loaded("old");
   for (auto [length, bytes, good, position] : {std::tuple{50000, 50000, true, 50004},
                                                {50001, 50010, false, 50005},
                                                {10, 9, false, 13},
@@ -144,11 +139,13 @@ TEST(Variant, converts_persists_and_compares_by_value)
     FMemoryStream stream;
     CmVariant loaded, read("old");
     EXPECT_TRUE(value.storeAttributes(attributes) && loaded.loadAttributes(attributes));
-    EXPECT_TRUE(loaded.isEqual(&value)) << text(value);
     EXPECT_TRUE(value.write(stream));
     stream.rewind();
-    EXPECT_TRUE(read.read(stream) && read.isEqual(&value)) << text(value);
-    EXPECT_EQ(read.hash(1009), value.hash(1009));
+    EXPECT_TRUE(read.read(stream));
+    for (const CmVariant& same : {loaded, read}) {
+      EXPECT_TRUE(same.isEqual(&value)) << text(value);
+      EXPECT_EQ(same.hash(1009), value.hash(1009));
+    }
     for (const CmVariant& other : values)
       EXPECT_EQ(value.compare(&other), -other.compare(&value));
   }

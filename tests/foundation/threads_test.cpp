@@ -6,13 +6,12 @@
 #include "foundation/signal.h"
 #include "foundation/thread.h"
 #include "foundation/thread_snapshot.h"
+#include "shared/crowd.h"
 
 #include <atomic>
 #include <functional>
 #include <gtest/gtest.h>
-#include <memory>
 #include <sys/resource.h>
-#include <vector>
 
 using namespace orbi;
 
@@ -32,16 +31,6 @@ public:
 private:
   std::function<void(TestThread&)> body_;
 };
-
-/// The same body on several threads at once.
-void runTogether(int count, const std::function<void()>& body)
-{
-  std::vector<std::unique_ptr<TestThread>> threads;
-  for (int i = 0; i < count; ++i) {
-    threads.push_back(std::make_unique<TestThread>([&](TestThread&) { body(); }));
-    EXPECT_TRUE(threads.back()->start("together"));
-  }
-}
 
 } // namespace
 
@@ -116,7 +105,7 @@ TEST(ThreadBase, thread_that_was_let_go_of_ends_by_itself)
 
 TEST(ThreadSnapshot, finds_exactly_the_threads_started_since)
 {
-  runTogether(1, [] {}); // a sanitizer starts a thread of its own with the first one
+  Crowd(1, [] {}); // a sanitizer starts a thread of its own with the first one
   FSignal go;
   FThreadSnapshot snapshot;
   TestThread thread([&](TestThread&) { go.wait(); });
@@ -152,7 +141,7 @@ TEST(ReadWriteLock, writers_are_alone_and_readers_see_whole_writes)
   FReadWriteLock lock;
   int first = 0;
   int second = 0;
-  runTogether(4, [&] {
+  Crowd crowd(4, [&] {
     for (int i = 0; i < 500; ++i) {
       if (i % 4 == 0) {
         FWriteGuard outer(lock);
@@ -167,6 +156,7 @@ TEST(ReadWriteLock, writers_are_alone_and_readers_see_whole_writes)
       }
     }
   });
+  crowd.join();
   EXPECT_EQ(first, 4 * 125);
 }
 
@@ -181,10 +171,11 @@ TEST(ReadWriteLock, readers_are_inside_together_and_also_while_a_writer_waits)
     written = true;
   });
   ASSERT_TRUE(writer.start("writer"));
-  runTogether(2, [&] {
+  Crowd crowd(2, [&] {
     FReadGuard guard(lock);
     bothInside.arrive();
   });
+  crowd.join();
   EXPECT_FALSE(written);
   lock.leaveRead();
   EXPECT_TRUE(writer.join(60'000));
@@ -196,7 +187,7 @@ TEST(Barrier, nobody_is_a_round_ahead_though_it_is_used_again_at_once)
   constexpr int threads = 3;
   FBarrier barrier{threads};
   std::atomic<int> arrivals{0};
-  runTogether(threads, [&] {
+  Crowd crowd(threads, [&] {
     for (int round = 1; round <= 300; ++round) {
       arrivals.fetch_add(1);
       barrier.arrive();

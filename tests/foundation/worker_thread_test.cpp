@@ -1,6 +1,7 @@
 #include "foundation/lock.h"
 #include "foundation/signal.h"
 #include "foundation/worker_thread.h"
+#include "shared/crowd.h"
 
 #include <atomic>
 #include <functional>
@@ -159,15 +160,12 @@ TEST_F(Worker, no_job_of_many_adders_is_lost)
 {
   auto* worker = new ForArbeiter;
   constexpr int each = 300;
-  std::vector<platform::ThreadHandle> adders;
-  for (int i = 0; i < 3; ++i)
-    adders.push_back(platform::ThreadHandle::start("adder", [&] {
-      for (int n = 0; n < each; ++n)
-        worker->addJob(job("a"), nullptr, n);
-    }));
-  for (auto& adder : adders)
-    EXPECT_TRUE(adder.join());
+  Crowd adders(3, [&] {
+    for (int n = 0; n < each; ++n)
+      worker->addJob(job("a"), nullptr, n);
+  });
   journal->waitForLines(3 * each * 2);
+  adders.join();
   worker->stop();
 }
 

@@ -230,13 +230,3 @@ TEST_F(Bridge, idle_carries_out_the_drivers_reset_and_a_failed_one_takes_the_def
   device->reset();
   EXPECT_EQ(bridge->outputs().at(1), 1);
 }
-
-TEST_F(Bridge, driver_and_routing_are_kept_at_the_end)
-{
-  ASSERT_TRUE(start());
-  bridge->outputs().set(1, 1);
-  device->stop();
-  bridge = nullptr;
-  EXPECT_EQ(settings.texts["OrbiPlayerAudio/LOOM Driver"], "Probe 0");
-  EXPECT_EQ(settings.numbers["OrbPlugRouting\\probe_plugin\\Probe 0/Port1"], 1);
-}

@@ -1,5 +1,4 @@
 #include "host/block_statistics.h"
-#include "host/song_player.h"
 #include "shared/host_rig.h"
 #include "shared/realtime_watch.h"
 
@@ -33,10 +32,7 @@ protected:
     for (int output : {0, 1, 2, 3})
       driver->type[output] = 16 + output; // int 16, int 24, int 32, float
     driver->outputReadyAnswer = loomOk;
-    build([this] {
-      player = std::make_unique<SongPlayer>(*bridge, *input);
-      return player.get();
-    });
+    buildWithPlayer();
     statistics = std::make_unique<BlockStatistics>(*device);
     device->setMeter(statistics.get());
     for (int output = 0; output < 6; ++output)
@@ -44,7 +40,6 @@ protected:
   }
   ~Realtime() override { close(); }
 
-  std::unique_ptr<SongPlayer> player;
   std::unique_ptr<BlockStatistics> statistics;
 };
 
@@ -57,8 +52,7 @@ TEST(RealtimeGuard, counts_what_it_is_there_for)
   FLock lock, allowed;
   RealtimeWatch::Allowance allowance(allowed);
   platform::Event event(platform::EventReset::automatic);
-  long before[] = {RealtimeWatch::allocations(), RealtimeWatch::locks(),
-                   RealtimeWatch::allowedLocks(), RealtimeWatch::waits()};
+  const auto before = RealtimeWatch::counted();
   {
     RealtimeWatch watch;
     std::make_unique<std::string>(100, 'x');
@@ -67,10 +61,11 @@ TEST(RealtimeGuard, counts_what_it_is_there_for)
     event.wait(1);
     std::this_thread::sleep_for(std::chrono::nanoseconds(1));
   }
-  EXPECT_GE(RealtimeWatch::allocations() - before[0], 4);
-  EXPECT_EQ(RealtimeWatch::locks() - before[1], 1);
-  EXPECT_EQ(RealtimeWatch::allowedLocks() - before[2], 1);
-  EXPECT_GE(RealtimeWatch::waits() - before[3], 2);
+  const auto spent = RealtimeWatch::counted() - before;
+  EXPECT_GE(spent.allocations, 4);
+  EXPECT_EQ(spent.locks, 1);
+  EXPECT_EQ(spent.allowedLocks, 1);
+  EXPECT_GE(spent.waits, 2);
 }
 
 TEST_F(Realtime, a_buffer_switch_neither_allocates_nor_locks_nor_waits)
@@ -80,10 +75,9 @@ TEST_F(Realtime, a_buffer_switch_neither_allocates_nor_locks_nor_waits)
   bridge->applyRouting();
   RealtimeWatch::Allowance inputsLock(*input);
   RealtimeWatch::Allowance poolsLock(PEventPool::instance());
-  long counted[] = {0, 0, 0, 0};
+  RealtimeWatch::Counts spent;
   std::thread([&] {
-    const long before[] = {RealtimeWatch::allocations(), RealtimeWatch::locks(),
-                           RealtimeWatch::waits(), RealtimeWatch::allowedLocks()};
+    const auto before = RealtimeWatch::counted();
     for (uint32_t index = 0; index < 2000; ++index) {
       bool isWorkers = index % 8 == 0; // it is woken only
       int reached = plugin->blocks;
@@ -101,18 +95,15 @@ TEST_F(Realtime, a_buffer_switch_neither_allocates_nor_locks_nor_waits)
       if (isWorkers && device->lostBlocks() == lost)
         DriverProbe::waitUntil([&] { return plugin->blocks > reached; });
     }
-    const long after[] = {RealtimeWatch::allocations(), RealtimeWatch::locks(),
-                          RealtimeWatch::waits(), RealtimeWatch::allowedLocks()};
-    for (size_t i = 0; i < 4; ++i)
-      counted[i] = after[i] - before[i];
+    spent = RealtimeWatch::counted() - before;
   }).join();
   device->stop(); // the worker's last block is done as well
-  EXPECT_EQ(counted[0], 0) << "allocations";
-  EXPECT_EQ(counted[1], 0) << "locks";
-  EXPECT_EQ(counted[2], 0) << "waits";
+  EXPECT_EQ(spent.allocations, 0);
+  EXPECT_EQ(spent.locks, 0);
+  EXPECT_EQ(spent.waits, 0);
   EXPECT_GT(plugin->eventLists, 0);
   if (RealtimeWatch::counts) {
-    EXPECT_GT(counted[3], 0) << "the input's lock, without which the test sees nothing";
+    EXPECT_GT(spent.allowedLocks, 0) << "the input's lock, without which the test sees nothing";
   }
 }
 

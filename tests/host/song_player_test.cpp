@@ -1,5 +1,3 @@
-#include "host/song_player.h"
-
 #include "host/block_statistics.h"
 #include "shared/host_rig.h"
 
@@ -24,12 +22,8 @@ protected:
     driver->frames = frames;
     driver->rate = 48000.0;
     plugin->doesNothing = true; // silence, unless a test wants sound
-    build([this] {
-      player = std::make_unique<SongPlayer>(*bridge, *input);
-      return player.get();
-    });
+    buildWithPlayer();
   }
-  ~Player() override { close(); }
 
   /// Blocks until the run is over or the limit is reached.
   int runBlocks(int limit)
@@ -41,8 +35,6 @@ protected:
     }
     return count;
   }
-
-  std::unique_ptr<SongPlayer> player;
 };
 
 } // namespace

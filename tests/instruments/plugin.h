@@ -25,6 +25,8 @@ public:
     return effect_->dispatcher(effect_, opcode, index, value, ptr, opt);
   }
 
+  void set(int parameter, float value) { effect_->setParameter(effect_, parameter, value); }
+  float get(int parameter) { return effect_->getParameter(effect_, parameter); }
   void on() { call(opMainsChanged, 0, 1); }
   void off() { call(opMainsChanged, 0, 0); }
   void setRate(float rate) { call(opSetSampleRate, 0, 0, nullptr, rate); }

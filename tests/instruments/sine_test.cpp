@@ -38,7 +38,7 @@ TEST_F(Sine, nothing_clicks_when_notes_start_end_bend_or_are_stolen)
   for (int i = 0; i < 20; ++i)
     go({{0x90, static_cast<uint8_t>(40 + i), 100}}, 300);
   go({{0xE0, 0, 96}}, 777);
-  sine.effect().setParameter(&sine.effect(), 0, 0.2f);
+  sine.set(0, 0.2f);
   go({{0xB0, 64, 127}, {0x80, 50, 0}}, 1000);
   go({{0xB0, 123, 0}}, 1000);
   go({{0xB0, 64, 0}, {0xB0, 120, 0}}, 1000);
@@ -70,24 +70,26 @@ TEST_F(Sine, accumulating_adds_what_replacing_writes)
 TEST_F(Sine, programs_keep_their_own_parameters_and_names)
 {
   EXPECT_EQ(sine.programName(0), "Plain Sine");
-  sine.effect().setParameter(&sine.effect(), 0, 0.25f);
+  sine.set(0, 0.25f);
   EXPECT_EQ(sine.programName(2), "Slow Glass");
-  EXPECT_NE(sine.effect().getParameter(&sine.effect(), 0), 0.25f);
+  EXPECT_NE(sine.get(0), 0.25f);
   char name[] = "Mine";
   sine.call(opSetProgramName, 2, 0, name);
   EXPECT_EQ(sine.programName(2), "Mine");
   EXPECT_EQ(sine.programName(0), "Plain Sine");
-  EXPECT_EQ(sine.effect().getParameter(&sine.effect(), 0), 0.25f);
+  EXPECT_EQ(sine.get(0), 0.25f);
   sine.call(opSetProgram, 0, 99);
   EXPECT_EQ(sine.call(opGetProgram), 0);
 }
 
 TEST_F(Sine, playing_allocates_and_locks_nothing)
 {
-  const long before = RealtimeWatch::allocations() + RealtimeWatch::locks();
+  const auto before = RealtimeWatch::counted();
   sine.send({{0x90, 60, 90}, {0xB0, 7, 3}, {0xF0, 1, 2}});
   sine.play(4096);
-  EXPECT_EQ(RealtimeWatch::allocations() + RealtimeWatch::locks(), before);
+  const auto spent = RealtimeWatch::counted() - before;
+  EXPECT_EQ(spent.allocations, 0);
+  EXPECT_EQ(spent.locks, 0);
 }
 
 } // namespace

@@ -25,6 +25,11 @@ protected:
   }
 };
 
+/// The instrument, turned on.
+struct Running : Plugin {
+  Running() : Plugin(ORBI_SOUNDFONT_MODULE) { on(); }
+};
+
 float loudness(const Plugin::Sound& sound, int pair)
 {
   return std::max(peakOf(sound[2 * pair]), peakOf(sound[2 * pair + 1]));
@@ -33,7 +38,7 @@ float loudness(const Plugin::Sound& sound, int pair)
 void dry(Plugin& plugin)
 {
   for (int parameter : {reverbOn, chorusOn})
-    plugin.effect().setParameter(&plugin.effect(), parameter, 0.0f);
+    plugin.set(parameter, 0.0f);
 }
 
 /// Bends, controllers, tuning by RPN, banks, programs and names away from their defaults.
@@ -44,8 +49,8 @@ void unsettle(Plugin& plugin)
                {0xB4, 101, 0},  {0xB4, 100, 1}, {0xB4, 38, 3},  {0xB4, 6, 90},  {0xC4, 56, 0},
                {0xB5, 99, 120}, {0xB5, 98, 8},  {0xB5, 38, 0},  {0xB5, 6, 60},  {0xC9, 16, 0},
                {0xB6, 1, 99},   {0xD6, 70, 0},  {0xB7, 11, 60}, {0xB7, 121, 0}, {0xB8, 74, 20}});
-  plugin.effect().setParameter(&plugin.effect(), 3, 0.7f);
-  plugin.effect().setParameter(&plugin.effect(), 8, 0.4f);
+  plugin.set(3, 0.7f);
+  plugin.set(8, 0.4f);
   char name[] = "Renamed";
   plugin.call(opSetProgramName, 77, 0, name);
   plugin.play(512);
@@ -98,8 +103,7 @@ TEST_F(SoundFont, keys_sound_at_their_pitch_at_every_rate_and_block_size)
 TEST_F(SoundFont, drums_and_their_effects_go_to_the_second_pair_and_all_else_to_the_first)
 {
   for (uint8_t channel = 0; channel < 16; ++channel) {
-    Plugin plugin(ORBI_SOUNDFONT_MODULE);
-    plugin.on();
+    Running plugin;
     const auto status = [&](int kind) { return static_cast<uint8_t>(kind | channel); };
     plugin.send({{status(0xB0), 91, 127}, {status(0xB0), 93, 127}, {status(0x90), 40, 127}});
     const auto sound = plugin.play(24000);
@@ -113,7 +117,7 @@ TEST_F(SoundFont, reverb_goes_on_after_the_drum_on_its_own_pair_until_it_is_off)
   float tails[2];
   for (int wet : {0, 1}) {
     Plugin plugin(ORBI_SOUNDFONT_MODULE);
-    plugin.effect().setParameter(&plugin.effect(), reverbOn, static_cast<float>(wet));
+    plugin.set(reverbOn, static_cast<float>(wet));
     plugin.on();
     plugin.send({{0xB9, 91, 127}, {0x99, 37, 127}});
     plugin.play(12000);
@@ -148,28 +152,25 @@ TEST_F(SoundFont, programs_have_the_presets_names_and_the_channels_program_is_th
 TEST_F(SoundFont, every_parameter_is_heard_and_stays_within_its_range)
 {
   const auto render = [](int parameter, float value) {
-    Plugin plugin(ORBI_SOUNDFONT_MODULE);
-    plugin.on();
+    Running plugin;
     plugin.send({{0xB0, 91, 127}, {0xB0, 93, 127}, {0x90, 60, 127}});
     plugin.play(2000);
-    plugin.effect().setParameter(&plugin.effect(), parameter, value);
+    plugin.set(parameter, value);
     return plugin.play(10000);
   };
   for (int i = 0; i < 11; ++i)
     EXPECT_NE(render(i, 0.03f), render(i, 0.97f)) << i;
   Plugin plugin(ORBI_SOUNDFONT_MODULE);
-  OrbEffect& effect = plugin.effect();
-  const float before = effect.getParameter(&effect, gain);
-  effect.setParameter(&effect, gain, NAN);
-  EXPECT_EQ(effect.getParameter(&effect, gain), before);
-  effect.setParameter(&effect, gain, 7.0f);
-  EXPECT_EQ(effect.getParameter(&effect, gain), 1.0f);
+  const float before = plugin.get(gain);
+  plugin.set(gain, NAN);
+  EXPECT_EQ(plugin.get(gain), before);
+  plugin.set(gain, 7.0f);
+  EXPECT_EQ(plugin.get(gain), 1.0f);
 }
 
 TEST_F(SoundFont, a_bank_brings_the_same_sound_and_names_back_on_or_off)
 {
-  Plugin source(ORBI_SOUNDFONT_MODULE);
-  source.on();
+  Running source;
   unsettle(source);
   const auto bank = source.chunk(0);
   source.off();
@@ -188,8 +189,7 @@ TEST_F(SoundFont, a_bank_brings_the_same_sound_and_names_back_on_or_off)
     EXPECT_EQ(performance(other), expected) << running;
     EXPECT_EQ(other.programName(77), "Renamed");
   }
-  Plugin fresh(ORBI_SOUNDFONT_MODULE);
-  fresh.on();
+  Running fresh;
   EXPECT_NE(performance(fresh), expected);
 }
 
@@ -197,14 +197,14 @@ TEST_F(SoundFont, a_program_chunk_sets_program_and_parameters_and_no_other_chann
 {
   Plugin source(ORBI_SOUNDFONT_MODULE), other(ORBI_SOUNDFONT_MODULE);
   source.call(opSetProgram, 0, 11);
-  source.effect().setParameter(&source.effect(), 2, 0.875f);
+  source.set(2, 0.875f);
   other.on();
   other.send({{0xC2, 33, 0}});
   other.play(64);
   ASSERT_EQ(other.setChunk(1, source.chunk(1)), 1);
   other.play(64);
   EXPECT_EQ(other.chunk(1), source.chunk(1));
-  EXPECT_EQ(other.effect().getParameter(&other.effect(), 2), 0.875f);
+  EXPECT_EQ(other.get(2), 0.875f);
   EXPECT_NE(other.chunk(0), source.chunk(0)); // channel 3 keeps its program
 }
 
@@ -237,14 +237,11 @@ TEST_F(SoundFont, broken_chunks_change_nothing)
 
 TEST_F(SoundFont, the_same_events_give_the_same_bytes_each_time_it_is_turned_on)
 {
-  Plugin one(ORBI_SOUNDFONT_MODULE), two(ORBI_SOUNDFONT_MODULE);
-  one.on();
-  two.on();
+  Running one, two;
   const auto first = performance(one);
   EXPECT_EQ(performance(two), first);
   two.off();
-  Plugin three(ORBI_SOUNDFONT_MODULE);
-  three.on();
+  Running three;
   std::vector<Message> flood(4096, Message{0x90, 60, 100});
   for (size_t i = 0; i < flood.size(); ++i)
     flood[i] = {static_cast<uint8_t>(0x90 + i % 96), static_cast<uint8_t>(i * 7 % 128), 99};
@@ -261,14 +258,13 @@ TEST_F(SoundFont, the_same_events_give_the_same_bytes_each_time_it_is_turned_on)
 
 TEST_F(SoundFont, long_silence_does_not_change_what_follows_nor_do_changes_within_it)
 {
-  Plugin plugin(ORBI_SOUNDFONT_MODULE);
-  plugin.on();
+  Running plugin;
   plugin.send({{0x90, 60, 100}});
   plugin.play(4800);
   plugin.send({{0x80, 60, 0}});
   plugin.play(48000 * 12);
   EXPECT_EQ(loudness(plugin.play(256), 0), 0.0f);
-  plugin.effect().setParameter(&plugin.effect(), gain, 0.1f);
+  plugin.set(gain, 0.1f);
   plugin.play(256);
   plugin.send({{0x90, 60, 100}});
   EXPECT_GT(loudness(plugin.play(4800), 0), 0.005f);
@@ -278,27 +274,27 @@ TEST_F(SoundFont, playing_allocates_and_locks_nothing_whatever_comes)
 {
   Plugin plugin(ORBI_SOUNDFONT_MODULE, 192000.0f);
   plugin.on();
-  const long allocations = RealtimeWatch::allocations();
+  const long allocations = RealtimeWatch::counted().allocations;
   unsettle(plugin);
-  const long locks = RealtimeWatch::locks(); // FluidSynth's own, for its effects' parameters
+  const long locks =
+      RealtimeWatch::counted().locks; // FluidSynth's own, for its effects' parameters
   for (uint8_t i = 0; i < 11; ++i) {
     plugin.call(opSetProgram, 0, 10 * i);
-    plugin.effect().setParameter(&plugin.effect(), gain, 0.1f);
+    plugin.set(gain, 0.1f);
     plugin.send({{0xB0, 0, i}, {0xC1, static_cast<uint8_t>(11 * i), 0}});
     performance(plugin);
   }
-  EXPECT_EQ(RealtimeWatch::locks(), locks);
+  EXPECT_EQ(RealtimeWatch::counted().locks, locks);
   for (int i = 0; i < 11; ++i) {
-    plugin.effect().setParameter(&plugin.effect(), i, 0.6f);
+    plugin.set(i, 0.6f);
     performance(plugin);
   }
-  EXPECT_EQ(RealtimeWatch::allocations(), allocations);
+  EXPECT_EQ(RealtimeWatch::counted().allocations, allocations);
 }
 
 TEST_F(SoundFont, changes_on_the_main_thread_reach_an_instrument_that_plays_on_another)
 {
-  Plugin plugin(ORBI_SOUNDFONT_MODULE);
-  plugin.on();
+  Running plugin;
   const auto bank = plugin.chunk(0);
   std::atomic<bool> stop{false};
   std::thread audio([&] {
@@ -308,7 +304,7 @@ TEST_F(SoundFont, changes_on_the_main_thread_reach_an_instrument_that_plays_on_a
     }
   });
   for (int round = 0; round < 60; ++round) {
-    plugin.effect().setParameter(&plugin.effect(), round % 11, 0.5f);
+    plugin.set(round % 11, 0.5f);
     plugin.call(opSetProgram, 0, round);
     EXPECT_EQ(plugin.call(opGetProgram), round);
     EXPECT_FALSE(plugin.chunk(0).empty());
@@ -326,8 +322,7 @@ TEST_F(SoundFont, changes_on_the_main_thread_reach_an_instrument_that_plays_on_a
 
 TEST_F(SoundFont, rate_change_while_on_keeps_the_channels)
 {
-  Plugin plugin(ORBI_SOUNDFONT_MODULE);
-  plugin.on();
+  Running plugin;
   plugin.send({{0xC0, 73, 0}, {0xB2, 7, 11}});
   plugin.setRate(96000.0f);
   EXPECT_EQ(plugin.call(opGetProgram), 73);

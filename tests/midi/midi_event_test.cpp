@@ -3,9 +3,9 @@
 #include "foundation/attributes.h"
 #include "foundation/class_registry.h"
 #include "foundation/memory_stream.h"
+#include "shared/crowd.h"
 
 #include <gtest/gtest.h>
-#include <thread>
 
 using namespace orbi;
 
@@ -172,17 +172,13 @@ TEST(EventPool, grows_by_releases_up_to_its_capacity)
 
 TEST(EventPool, serves_several_threads)
 {
-  std::vector<std::thread> threads;
-  for (int number = 0; number < 3; ++number)
-    threads.emplace_back([] {
-      for (int turn = 0; turn < 300; ++turn) {
-        std::vector<Ref<PMidiEvent>> events;
-        for (uint8_t i = 0; i < 20; ++i)
-          events.push_back(make<PMidiEvent>(uint8_t(0x90), i, i));
-        for (uint8_t i = 0; i < 20; ++i)
-          ASSERT_EQ(events[i]->data1, i);
-      }
-    });
-  for (std::thread& thread : threads)
-    thread.join();
+  Crowd crowd(3, [] {
+    for (int turn = 0; turn < 300; ++turn) {
+      std::vector<Ref<PMidiEvent>> events;
+      for (uint8_t i = 0; i < 20; ++i)
+        events.push_back(make<PMidiEvent>(uint8_t(0x90), i, i));
+      for (uint8_t i = 0; i < 20; ++i)
+        ASSERT_EQ(events[i]->data1, i);
+    }
+  });
 }

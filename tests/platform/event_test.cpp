@@ -2,35 +2,12 @@
 #include "platform/lock.h"
 #include "platform/semaphore.h"
 #include "platform/thread.h"
+#include "shared/crowd.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
-#include <vector>
 
 using namespace orbi::platform;
-
-namespace {
-
-/// Threads that run one body until they are joined.
-class Crowd {
-public:
-  Crowd(int count, const std::function<void()>& body)
-  {
-    for (int i = 0; i < count; ++i)
-      threads_.push_back(ThreadHandle::start("crowd", body));
-  }
-  ~Crowd() { join(); }
-  void join()
-  {
-    for (ThreadHandle& thread : threads_)
-      thread.join();
-  }
-
-private:
-  std::vector<ThreadHandle> threads_;
-};
-
-} // namespace
 
 TEST(Event, automatic_event_lets_one_wait_through_for_one_set)
 {

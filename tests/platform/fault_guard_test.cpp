@@ -1,10 +1,10 @@
 #include "platform/fault_guard.h"
 #include "platform/thread.h"
+#include "shared/crowd.h"
 
 #include <csignal>
 #include <gtest/gtest.h>
 #include <stdexcept>
-#include <vector>
 
 using namespace orbi::platform;
 
@@ -70,16 +70,12 @@ TEST(FaultGuard, inner_fault_leaves_the_outer_guard_standing)
 
 TEST(FaultGuard, faults_of_many_threads_at_once_stay_their_own)
 {
-  std::vector<ThreadHandle> threads;
-  for (int i = 0; i < 4; ++i)
-    threads.push_back(ThreadHandle::start("faulty", [] {
-      for (int round = 0; round < 200; ++round) {
-        EXPECT_FALSE(guarded([] { writeNowhere(); }));
-        EXPECT_TRUE(guarded([] {}));
-      }
-    }));
-  for (ThreadHandle& thread : threads)
-    EXPECT_TRUE(thread.join());
+  Crowd crowd(4, [] {
+    for (int round = 0; round < 200; ++round) {
+      EXPECT_FALSE(guarded([] { writeNowhere(); }));
+      EXPECT_TRUE(guarded([] {}));
+    }
+  });
 }
 
 TEST(FaultGuard, overflow_of_the_stack_is_caught_on_a_prepared_thread)

@@ -9,32 +9,22 @@
 
 using namespace orbi::platform;
 
-TEST(File, holds_what_was_written_across_modes)
+TEST(File, keeps_its_place_and_knows_sizes_beyond_32_bits)
 {
   TemporaryFolder folder;
-  const auto path = folder / "file";
+  folder.write("file", "abcdef");
   File file;
-  ASSERT_TRUE(file.open(path, FileMode::createNew));
-  EXPECT_EQ(file.write("abcdef", 6), 6);
-  EXPECT_EQ(file.seek(-2, SeekFrom::end), 4);
-  EXPECT_EQ(file.write("XYZ", 3), 3);
-  EXPECT_TRUE(file.flush());
+  ASSERT_TRUE(file.open(folder / "file", FileMode::update));
   EXPECT_EQ(file.seek(1, SeekFrom::start), 1);
-  EXPECT_TRUE(file.resize(5));
+  EXPECT_TRUE(file.resize(4));
   EXPECT_EQ(file.tell(), 1);
   char bytes[8] = {};
-  EXPECT_EQ(file.read(bytes, sizeof bytes), 4);
-  EXPECT_STREQ(bytes, "bcdX");
-  EXPECT_TRUE(file.close());
-
-  ASSERT_TRUE(file.open(path, FileMode::append));
-  EXPECT_EQ(file.write("!", 1), 1);
-  ASSERT_TRUE(file.open(path, FileMode::update));
-  EXPECT_EQ(file.size(), 6);
+  EXPECT_EQ(file.read(bytes, sizeof bytes), 3);
+  EXPECT_STREQ(bytes, "bcd");
   EXPECT_EQ(file.seek(std::int64_t{5} << 30, SeekFrom::start), std::int64_t{5} << 30);
   EXPECT_EQ(file.write("", 0), 0);
-  ASSERT_TRUE(file.open(path, FileMode::create));
-  EXPECT_EQ(file.size(), 0);
+  EXPECT_TRUE(file.flush());
+  EXPECT_TRUE(file.close());
   EXPECT_TRUE(flushFolder(folder.path()));
 }
 
@@ -43,19 +33,22 @@ TEST(File, failure_tells_the_systems_number_and_keeps_it)
   TemporaryFolder folder;
   folder.write("there", "text");
   File file;
-  EXPECT_FALSE(file.open(folder / "missing", FileMode::read));
-  EXPECT_EQ(file.error(), ENOENT);
-  EXPECT_FALSE(file.open(folder / "there", FileMode::createNew));
-  EXPECT_EQ(file.error(), EEXIST);
-  EXPECT_FALSE(file.open(folder.path(), FileMode::read));
-  EXPECT_EQ(file.error(), EISDIR);
-  EXPECT_FALSE(file.isOpen());
-
+  const struct {
+    std::filesystem::path path;
+    FileMode mode;
+    int error;
+  } cases[] = {{folder / "missing", FileMode::read, ENOENT},
+               {folder / "there", FileMode::createNew, EEXIST},
+               {folder.path(), FileMode::read, EISDIR}};
+  for (const auto& failing : cases) {
+    EXPECT_FALSE(file.open(failing.path, failing.mode));
+    EXPECT_EQ(file.error(), failing.error);
+    EXPECT_FALSE(file.isOpen());
+  }
   ASSERT_TRUE(file.open(folder / "there", FileMode::read));
   EXPECT_EQ(file.error(), 0);
   EXPECT_EQ(file.write("x", 1), -1);
   EXPECT_EQ(file.seek(-1, SeekFrom::start), -1);
-  EXPECT_EQ(file.error(), EINVAL);
   char byte = 0;
   EXPECT_EQ(file.read(&byte, 1), 1);
   EXPECT_EQ(file.error(), EINVAL);

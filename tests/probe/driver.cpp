@@ -35,7 +35,9 @@ int32_t answer(LoomDriver* self, const char* name, ProbeDriver::Step step)
   return fails ? loomBadMode : loomOk;
 }
 
-int32_t queryInterface(LoomDriver*, const uint8_t*, void**)
+/// What no test asks for.
+template <class... Arguments>
+int32_t refuse(LoomDriver*, Arguments...)
 {
   return loomBadMode;
 }
@@ -118,22 +120,12 @@ int32_t channels(LoomDriver* self, int32_t* inputs, int32_t* outputs)
   return answer(self, "getChannels", ProbeDriver::atChannels);
 }
 
-int32_t latencies(LoomDriver*, int32_t*, int32_t*)
-{
-  return loomBadMode;
-}
-
 int32_t bufferSize(LoomDriver* self, int32_t* minimum, int32_t* maximum, int32_t* preferred,
                    int32_t* granularity)
 {
   *minimum = *maximum = *granularity = 1;
   *preferred = of(self).probe.frames;
   return answer(self, "getBufferSize", ProbeDriver::atBufferSize);
-}
-
-int32_t canRate(LoomDriver*, double)
-{
-  return loomBadMode;
 }
 
 int32_t getRate(LoomDriver* self, double* rate)
@@ -147,16 +139,6 @@ int32_t setRate(LoomDriver* self, double rate)
   of(self).probe.calls.add("setSampleRate %g", rate);
   of(self).probe.rate = of(self).probe.rateOnceSet;
   return loomOk;
-}
-
-int32_t clockSources(LoomDriver*, void*, int32_t*)
-{
-  return loomBadMode;
-}
-
-int32_t setClockSource(LoomDriver*, int32_t)
-{
-  return loomBadMode;
 }
 
 int32_t samplePosition(LoomDriver* self, LoomCounter* position, LoomCounter* timeStamp)
@@ -205,11 +187,6 @@ int32_t controlPanel(LoomDriver* self)
   return answer(self, "controlPanel", ProbeDriver::atStart);
 }
 
-int32_t reserved(LoomDriver*, int32_t, void*)
-{
-  return loomBadMode;
-}
-
 int32_t outputReady(LoomDriver* self)
 {
   ProbeDriver& probe = of(self).probe;
@@ -220,10 +197,10 @@ int32_t outputReady(LoomDriver* self)
 }
 
 const LoomDriverTable table = {
-    queryInterface, addRef,        release,        init,         driverName,     driverVersion,
-    errorMessage,   start,         stop,           channels,     latencies,      bufferSize,
-    canRate,        getRate,       setRate,        clockSources, setClockSource, samplePosition,
-    channelInfo,    createBuffers, disposeBuffers, controlPanel, reserved,       outputReady};
+    refuse,       addRef,        release,        init,         driverName, driverVersion,
+    errorMessage, start,         stop,           channels,     refuse,     bufferSize,
+    refuse,       getRate,       setRate,        refuse,       refuse,     samplePosition,
+    channelInfo,  createBuffers, disposeBuffers, controlPanel, refuse,     outputReady};
 
 } // namespace
 

@@ -1,38 +1,9 @@
 #pragma once
 
 #include "host/bridge.h"
-#include "host/settings.h"
+#include "host/song_player.h"
+#include "shared/memory_settings.h"
 #include "shared/probes.h"
-
-#include <map>
-
-/// Settings in memory.
-class MemorySettings final : public orbi::HostSettings {
-public:
-  bool getInt(const std::string& group, const std::string& key, int64_t& value) const override
-  {
-    auto found = numbers.find(group + "/" + key);
-    return found != numbers.end() && (value = found->second, true);
-  }
-  void setInt(const std::string& group, const std::string& key, int64_t value) override
-  {
-    numbers[group + "/" + key] = value;
-  }
-  bool getString(const std::string& group, const std::string& key,
-                 std::string& value) const override
-  {
-    auto found = texts.find(group + "/" + key);
-    return found != texts.end() && (value = found->second, true);
-  }
-  void setString(const std::string& group, const std::string& key,
-                 const std::string& value) override
-  {
-    texts[group + "/" + key] = value;
-  }
-
-  std::map<std::string, int64_t> numbers;
-  std::map<std::string, std::string> texts;
-};
 
 /// The host from the driver to the plug-in, between the two probes. The scripts are set before
 /// build().
@@ -47,25 +18,22 @@ public:
       device->stop();
       device->setListener(nullptr);
     }
+    player = nullptr;
     bridge = nullptr;
     device = nullptr;
   }
 
-  /// The driver stays closed; `front` makes a listener that stands before the bridge.
-  template <class Front>
-  void build(Front front)
-  {
-    host = std::make_unique<orbi::OrbPluginHost>(probeFolder / "probe_plugin");
-    loaded = host->loadPlugin(0);
-    if (!loaded)
-      throw std::runtime_error("the probing plug-in doesn't load");
-    input = orbi::make<orbi::OrbiPlayerMidiInput>();
-    bridge = orbi::make<orbi::OrbiPlayerAudioBridge>(*loaded, input.get(), &settings);
-    device = std::make_unique<orbi::LoomDevice>(front(), DriverProbe::list());
-  }
+  /// The driver stays closed.
   void build()
   {
-    build([this] { return bridge.get(); });
+    makeBridge();
+    makeDevice(bridge.get());
+  }
+  void buildWithPlayer() ///< which stands before the bridge
+  {
+    makeBridge();
+    player = std::make_unique<orbi::SongPlayer>(*bridge, *input);
+    makeDevice(player.get());
   }
   bool start()
   {
@@ -102,6 +70,22 @@ public:
   orbi::OrbPlugin* loaded = nullptr;
   orbi::Ref<orbi::OrbiPlayerMidiInput> input;
   orbi::Ref<orbi::OrbiPlayerAudioBridge> bridge;
+  std::unique_ptr<orbi::SongPlayer> player;
   std::unique_ptr<orbi::LoomDevice> device;
   int half = 0;
+
+private:
+  void makeBridge()
+  {
+    host = std::make_unique<orbi::OrbPluginHost>(probeFolder / "probe_plugin");
+    loaded = host->loadPlugin(0);
+    if (!loaded)
+      throw std::runtime_error("the probing plug-in doesn't load");
+    input = orbi::make<orbi::OrbiPlayerMidiInput>();
+    bridge = orbi::make<orbi::OrbiPlayerAudioBridge>(*loaded, input.get(), &settings);
+  }
+  void makeDevice(orbi::LoomDeviceListener* listener)
+  {
+    device = std::make_unique<orbi::LoomDevice>(listener, DriverProbe::list());
+  }
 };

@@ -3,7 +3,6 @@
 #include "audio/device.h"
 #include "probe/probe.h"
 
-#include <dlfcn.h>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -11,32 +10,18 @@
 
 inline const std::filesystem::path probeFolder = ORBI_PROBE_FOLDER;
 
-/// A probing module that is held loaded, so that its record outlives the user of the module.
-class ProbeModule {
-public:
-  explicit ProbeModule(const std::string& name)
-      : handle_(dlopen((probeFolder / (name + ".so")).c_str(), RTLD_NOW | RTLD_LOCAL))
-  {
-    if (!handle_)
-      throw std::runtime_error(dlerror());
-  }
-  ~ProbeModule() { dlclose(handle_); }
-  ProbeModule(const ProbeModule&) = delete;
-
-  template <class F>
-  F* function(const char* name) const
-  {
-    return reinterpret_cast<F*>(dlsym(handle_, name));
-  }
-
-private:
-  void* handle_;
-};
+/// A probing module, held loaded so that its record outlives the user of the module.
+inline orbi::platform::Module probeModule(const std::string& name)
+{
+  std::string error;
+  auto module = orbi::platform::Module::load(probeFolder / (name + ".so"), error);
+  return module ? std::move(module) : throw std::runtime_error(error);
+}
 
 /// The probing plug-in's script and record, new with each test.
 class PluginProbe {
 public:
-  explicit PluginProbe(const std::string& module = "probe_plugin") : module_(module)
+  explicit PluginProbe(const std::string& module = "probe_plugin") : module_(probeModule(module))
   {
     probe_->~ProbePlugin();
     new (probe_) ProbePlugin;
@@ -51,7 +36,7 @@ public:
   }
 
 private:
-  ProbeModule module_;
+  orbi::platform::Module module_;
   ProbePlugin* probe_ = module_.function<ProbePlugin*()>("probePlugin")();
 };
 
@@ -110,5 +95,5 @@ public:
   }
 
 private:
-  ProbeModule module_{"probe_driver"};
+  orbi::platform::Module module_ = probeModule("probe_driver");
 };

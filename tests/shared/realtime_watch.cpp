@@ -14,10 +14,7 @@
 namespace {
 
 thread_local int watching = 0;
-thread_local long allocated = 0;
-thread_local long locked = 0;
-thread_local long lockedAllowed = 0;
-thread_local long waited = 0;
+thread_local constinit RealtimeWatch::Counts spent;
 
 struct Range {
   std::atomic<uintptr_t> begin{0};
@@ -37,24 +34,9 @@ RealtimeWatch::~RealtimeWatch()
   --watching;
 }
 
-long RealtimeWatch::allocations()
+RealtimeWatch::Counts RealtimeWatch::counted()
 {
-  return allocated;
-}
-
-long RealtimeWatch::locks()
-{
-  return locked;
-}
-
-long RealtimeWatch::allowedLocks()
-{
-  return lockedAllowed;
-}
-
-long RealtimeWatch::waits()
-{
-  return waited;
+  return spent;
 }
 
 RealtimeWatch::Allowance::Allowance(const void* begin, size_t bytes) : place_(0)
@@ -81,10 +63,10 @@ void countLock(const void* mutex)
   auto address = reinterpret_cast<uintptr_t>(mutex);
   for (const Range& range : allowed)
     if (address >= range.begin && address < range.end) {
-      ++lockedAllowed;
+      ++spent.allowedLocks;
       return;
     }
-  ++locked;
+  ++spent.locks;
 }
 
 /// The C library's own behind one of the functions below.
@@ -98,11 +80,17 @@ Function* next(const char* name)
 
 // The program's own come before the C library's, for the modules that it loads as well.
 #define WATCHED extern "C" __attribute__((visibility("default")))
+#define WATCHED_MEMORY(name, result, parameters, call)                                             \
+  WATCHED result name parameters noexcept                                                          \
+  {                                                                                                \
+    spent.allocations += watching;                                                                 \
+    return call;                                                                                   \
+  }
 #define WATCHED_WAIT(name, result, parameters, arguments)                                          \
   WATCHED result name parameters                                                                   \
   {                                                                                                \
     static auto* const real = next<result parameters>(#name);                                      \
-    waited += watching;                                                                            \
+    spent.waits += watching;                                                                       \
     return real arguments;                                                                         \
   }
 
@@ -114,35 +102,12 @@ void __libc_free(void*);
 void* __libc_memalign(size_t, size_t);
 }
 
-WATCHED void* malloc(size_t bytes) noexcept
-{
-  allocated += watching;
-  return __libc_malloc(bytes);
-}
-
-WATCHED void* calloc(size_t count, size_t bytes) noexcept
-{
-  allocated += watching;
-  return __libc_calloc(count, bytes);
-}
-
-WATCHED void* realloc(void* old, size_t bytes) noexcept
-{
-  allocated += watching;
-  return __libc_realloc(old, bytes);
-}
-
-WATCHED void free(void* block) noexcept
-{
-  allocated += watching;
-  __libc_free(block);
-}
-
-WATCHED void* aligned_alloc(size_t alignment, size_t bytes) noexcept
-{
-  allocated += watching;
-  return __libc_memalign(alignment, bytes);
-}
+WATCHED_MEMORY(malloc, void*, (size_t bytes), __libc_malloc(bytes))
+WATCHED_MEMORY(calloc, void*, (size_t count, size_t bytes), __libc_calloc(count, bytes))
+WATCHED_MEMORY(realloc, void*, (void* old, size_t bytes), __libc_realloc(old, bytes))
+WATCHED_MEMORY(free, void, (void* block), __libc_free(block))
+WATCHED_MEMORY(aligned_alloc, void*, (size_t alignment, size_t bytes),
+               __libc_memalign(alignment, bytes))
 
 WATCHED int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
 {
@@ -162,7 +127,7 @@ WATCHED long syscall(long number, ...) noexcept
     argument = va_arg(list, long);
   va_end(list);
   bool wakes = number == SYS_futex && (a[1] & FUTEX_CMD_MASK) == FUTEX_WAKE;
-  waited += wakes ? 0 : watching;
+  spent.waits += wakes ? 0 : watching;
   return real(number, a[0], a[1], a[2], a[3], a[4], a[5]);
 }
 

@@ -17,11 +17,18 @@ public:
   static constexpr bool counts = true;
 #endif
 
-  // Of this thread since the program began
-  static long allocations();
-  static long locks();        ///< but for those that are allowed
-  static long allowedLocks(); ///< those
-  static long waits();        ///< sleeping, waiting for another thread, reading and writing files
+  struct Counts {
+    long allocations = 0;
+    long locks = 0;        ///< but for those that are allowed
+    long allowedLocks = 0; ///< those
+    long waits = 0;        ///< sleeping, waiting for another thread, reading and writing files
+    Counts operator-(const Counts& o) const
+    {
+      return {allocations - o.allocations, locks - o.locks, allowedLocks - o.allowedLocks,
+              waits - o.waits};
+    }
+  };
+  static Counts counted(); ///< of this thread since the program began
 
   /// Locks that lie in this object are allowed on any thread, as long as the allowance lives. At
   /// most four at a time.
