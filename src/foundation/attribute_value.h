@@ -46,7 +46,7 @@ public:
   void setInt(int64_t value);
   void setDouble(double value);
   void setText(const char* text, bool borrow = false);
-  void setText(std::string_view text); ///< a copy
+  void setText(std::string_view text);               ///< a copy
   void setObject(CmObject* object, ObjectMode mode); ///< the object that is there already: nothing
   void setInterface(FUnknown* interface);            ///< takes over a reference
   void clear();

@@ -93,7 +93,10 @@ public:
   void removeAll();
   uint32_t count() const { return values_ ? values_->items.count() : 0; }
   bool isEmpty() const { return count() == 0; }
-  bool sharesValues() const { return values_ && values_->refCount() > 1; } ///< with other containers
+  bool sharesValues() const
+  {
+    return values_ && values_->refCount() > 1;
+  } ///< with other containers
   FStringIDAttribute* at(uint32_t index) const;
   FStringIDAttribute* find(const char* key) const;
   FStringIDAttribute* find(std::string_view key) const;
