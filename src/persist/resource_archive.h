@@ -107,13 +107,14 @@ protected:
 
 private:
   struct Trailer;
+  class RecordReader;
 
   bool readSignature();
   bool readTrailer(Trailer& trailer);
   bool applyKey(const FKeyBlock& block);
   bool readDirectory(const Trailer& trailer);
-  void readRecords(FStream& directory, uint32_t count);
-  Ref<FResourceEntry> readRecord(FStream& directory) const;
+  void readRecords(RecordReader& directory, uint32_t count);
+  Ref<FResourceEntry> readRecord(RecordReader& directory) const;
   FResourceEntry* requireRoot();
   FArchiveResult writeFile(const FNPath& target, FArchiveProgress* progress);
   FArchiveResult writeTo(FStream& file, const FArchiveVariant& format, FArchiveProgress* progress);
