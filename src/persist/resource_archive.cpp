@@ -244,6 +244,8 @@ Ref<FStream> FResourceArchive::openEntry(const FFileArchiveNode& file)
   auto& entry = static_cast<const FResourceEntry&>(file);
   if (entry.source)
     return entry.source->fileSystem->openStream(entry.source->path, openRead);
+  if (!stream_)
+    return nullptr;
   if (entry.isCompressed() && !engine_) {
     FUserMessage::tell(UTranslator::text(noCompressionText));
     return nullptr;

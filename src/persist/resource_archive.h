@@ -117,6 +117,7 @@ private:
   Ref<FResourceEntry> readRecord(RecordReader& directory) const;
   FResourceEntry* requireRoot();
   FArchiveResult writeFile(const FNPath& target, FArchiveProgress* progress);
+  bool replaceFile(const FNPath& temporary, const FNPath& target);
   FArchiveResult writeTo(FStream& file, const FArchiveVariant& format, FArchiveProgress* progress);
 
   static inline uint16_t defaultVersion_ = 1;

@@ -46,7 +46,7 @@ public:
     return addRecord(name, FResourceEntry::folder, {});
   }
   FArchiveResult closeFolder() { return addRecord(archiveClosingName, FResourceEntry::file, {}); }
-  FArchiveResult addFile(std::string_view name, FStream& source, bool compress);
+  FArchiveResult addFile(const FResourceEntry& entry, FStream& source);
 
   FArchiveResult finish();
 
@@ -112,16 +112,19 @@ bool ArchiveWriter::copyPacked(FStream& source, Place& place, bool& packed)
   return copyPlain(source, place);
 }
 
-FArchiveResult ArchiveWriter::addFile(std::string_view name, FStream& source, bool compress)
+FArchiveResult ArchiveWriter::addFile(const FResourceEntry& entry, FStream& source)
 {
-  if (compress && !engine_) {
+  const std::string_view name = entry.name().view();
+  if (entry.isCompressed() && !engine_) {
     FUserMessage::tell(UTranslator::text(FResourceArchive::noCompressionText));
     return FArchiveResult::failed(FResourceArchive::noCompressionText);
   }
   Place place;
   place.offset = static_cast<uint64_t>(std::max<int64_t>(data_->tell(), 0));
   bool packed = false;
-  if (!(compress ? copyPacked(source, place, packed) : copyPlain(source, place)))
+  bool copied = entry.isCompressed() ? copyPacked(source, place, packed) : copyPlain(source, place);
+  copied = copied && (entry.source || place.size == entry.size);
+  if (!copied)
     return FArchiveResult::failed(about(name, "can't be copied into the archive."));
   return addRecord(name, FResourceEntry::file | (packed ? FResourceEntry::compressed : 0u), place);
 }
@@ -176,6 +179,8 @@ FArchiveResult FResourceArchive::saveAs(const FNPath& target, FArchiveProgress* 
 
 FArchiveResult FResourceArchive::writeFile(const FNPath& target, FArchiveProgress* progress)
 {
+  if (!root_)
+    return FArchiveResult::failed("Nothing was put into the archive.");
   const uint16_t version = defaultVersion_ >= 3 ? defaultVersion_ : key_ ? 2 : 1;
   const FArchiveVariant* format = chooseFormat(version);
   if (!format)
@@ -190,13 +195,26 @@ FArchiveResult FResourceArchive::writeFile(const FNPath& target, FArchiveProgres
   FArchiveResult result = writeTo(*file, *format, progress);
   if (!base_->closeStream(std::move(file)) && result)
     result = FArchiveResult::failed(writeFailed);
-  if (result && target == path_)
-    stream_ = nullptr; // a file that is open can't be replaced everywhere
-  if (result && !base_->rename(temporary, target))
+  if (result && !replaceFile(temporary, target))
     result = FArchiveResult::failed(about(target.view(), "can't be replaced."));
   if (!result)
     base_->remove(temporary);
   return result;
+}
+
+/// A file that is open can't be replaced everywhere, so the archive's own is closed meanwhile. What
+/// was changed in the tree outlives a failure.
+bool FResourceArchive::replaceFile(const FNPath& temporary, const FNPath& target)
+{
+  const bool wasOpen = isOpen() && target == path_;
+  if (wasOpen)
+    stream_ = nullptr;
+  if (base_->rename(temporary, target))
+    return true;
+  Ref<FFileArchiveNode> tree = root_;
+  if (wasOpen && open())
+    root_ = std::move(tree);
+  return false;
 }
 
 /// Records stand in the order of the tree; a folder's end is told by the node that comes after it.
@@ -207,7 +225,7 @@ FArchiveResult FResourceArchive::writeTo(FStream& file, const FArchiveVariant& f
   ArchiveWriter writer(file, format, key_.get(), engine_.get());
   if (!writer.writeSignature())
     return FArchiveResult::failed(writeFailed);
-  const FFileArchiveNode* root = requireRoot();
+  const FFileArchiveNode* root = root_.get();
   const FFileArchiveNode* open = root; // the folder whose children are being told
   FArchiveResult result = writer.addRoot();
   for (const FFileArchiveNode* node = root->nextBelow(root); node && result;
@@ -229,8 +247,7 @@ FArchiveResult FResourceArchive::writeTo(FStream& file, const FArchiveVariant& f
     Ref<FStream> source = openEntry(*node);
     if (!source)
       return FArchiveResult::failed(about(name, "can't be read."));
-    result =
-        writer.addFile(name, *source, static_cast<const FResourceEntry*>(node)->isCompressed());
+    result = writer.addFile(static_cast<const FResourceEntry&>(*node), *source);
   }
   for (; open && result; open = open->parent())
     result = writer.closeFolder();
