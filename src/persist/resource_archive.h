@@ -108,6 +108,7 @@ protected:
 private:
   struct Trailer;
   class RecordReader;
+  class Writer;
 
   bool readSignature();
   bool readTrailer(Trailer& trailer);
@@ -118,6 +119,8 @@ private:
   FResourceEntry* requireRoot();
   FArchiveResult writeFile(const FNPath& target, FArchiveProgress* progress);
   bool replaceFile(const FNPath& temporary, const FNPath& target);
+  FArchiveResult writeNode(Writer& writer, const FFileArchiveNode& node,
+                           FArchiveProgress* progress);
   FArchiveResult writeTo(FStream& file, const FArchiveVariant& format, FArchiveProgress* progress);
 
   static inline uint16_t defaultVersion_ = 1;
