@@ -84,7 +84,7 @@ std::int64_t readEntry(FStream& stream, std::size_t count)
   for (std::int64_t got = 0; (got = stream.read(bytes, sizeof bytes)) > 0;)
     total += got;
   require(total <= static_cast<std::int64_t>(2 * count));
-  require(stream.seek(-1, SeekMode::end) >= 0);
+  require(stream.seek(INT64_MIN, SeekMode::end) == 0 && stream.seek(-1, SeekMode::end) >= 0);
   require(stream.seek(INT64_MIN, SeekMode::current) == 0);
   require(stream.read(bytes, 1) == (total > 0 ? 1 : 0));
   return total;

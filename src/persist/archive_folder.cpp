@@ -30,6 +30,7 @@ public:
 
   FArchiveResult collect(const FNPath& folder)
   {
+    archive_.addFolder({});
     tasks_.push_back({folder, {}});
     FArchiveResult result;
     while (!tasks_.empty() && result) {
@@ -122,7 +123,7 @@ FArchiveResult extractFile(FFileArchive& archive, FNFileSystem& files, const FNP
   Ref<FStream> file = files.openStream(target, openWrite | openCreate);
   if (!file)
     return failedAt(target, "can't be written.");
-  const bool copied = copyRest(*source, *file).has_value();
+  const bool copied = copyRest(*source, *file) == archive.size(name);
   if (!files.closeStream(std::move(file)) || !copied)
     return failedAt(target, "can't be written completely.");
   return {};

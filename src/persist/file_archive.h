@@ -80,7 +80,8 @@ public:
   FFileArchiveNode* find(const FNPath& path) const;      ///< the root for an empty path
 
   FEncryptionKey* key() const { return key_.get(); } ///< the one that fitted, or is to be used
-  void setKey(Ref<FEncryptionKey> key) { key_ = std::move(key); } ///< for writing
+  /// For what is written from then on; opening forgets one that doesn't fit.
+  void setKey(Ref<FEncryptionKey> key) { key_ = std::move(key); }
   /// For compressed entries; at first the one that was registered when the archive was made.
   void setCompressionEngine(Ref<FCompressionEngine> engine) { engine_ = std::move(engine); }
 

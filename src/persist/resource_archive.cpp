@@ -7,6 +7,7 @@
 #include "persist/user_message.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace orbi {
 
@@ -31,6 +32,47 @@ struct FResourceArchive::Trailer {
   uint32_t count = 0;         ///< of records, closing ones too
   uint32_t size = 0;          ///< of the trailer itself
   int64_t start = 0;          ///< where it begins in the file
+};
+
+/// Walks the bytes of a directory, of which there can be many.
+class FResourceArchive::RecordReader {
+public:
+  explicit RecordReader(const FBuffer& bytes)
+      : rest_(reinterpret_cast<const char*>(bytes.data()), bytes.used())
+  {
+  }
+
+  bool readNumber(uint64_t& value, size_t width)
+  {
+    if (rest_.size() < width)
+      return false;
+    uint32_t narrow = 0;
+    if (width == sizeof narrow)
+      std::memcpy(&narrow, rest_.data(), width);
+    else
+      std::memcpy(&value, rest_.data(), width);
+    value = width == sizeof narrow ? narrow : value;
+    rest_.remove_prefix(width);
+    return true;
+  }
+
+  /// By the rules of a stream's lines: a name may end in a line feed in place of the NUL, which
+  /// stays part of it unless a carriage return stands before. False without an end in time.
+  bool readName(std::string_view& name)
+  {
+    const std::string_view window = rest_.substr(0, longestName + 1);
+    const size_t end = window.find_first_of(std::string_view("\0\n", 2));
+    if (end == std::string_view::npos)
+      return false;
+    const bool isLine = window[end] == '\n';
+    const bool isCut = isLine && end > 0 && window[end - 1] == '\r';
+    name = window.substr(0, isCut ? end - 1 : isLine ? end + 1 : end);
+    rest_.remove_prefix(end + 1);
+    return true;
+  }
+
+private:
+  std::string_view rest_;
 };
 
 FResourceArchive::FResourceArchive(const FNPath& path, FFileSystem* base) : CmClass(base, path) {}
@@ -139,13 +181,13 @@ bool FResourceArchive::readDirectory(const Trailer& trailer)
   FBuffer bytes;
   if (!stream_->readBytes(bytes, trailer.directorySize))
     return false;
-  FMemoryStream directory(bytes.data(), bytes.used());
+  RecordReader directory(bytes);
   readRecords(directory, trailer.count);
   return true;
 }
 
 /// Ends with the count or with the directory. The root's own record comes first and may be missing.
-void FResourceArchive::readRecords(FStream& directory, uint32_t count)
+void FResourceArchive::readRecords(RecordReader& directory, uint32_t count)
 {
   root_ = make<FResourceEntry>("", FResourceEntry::folder);
   FFileArchiveNode* folder = root_.get();
@@ -164,30 +206,17 @@ void FResourceArchive::readRecords(FStream& directory, uint32_t count)
 }
 
 /// Null for a record that is cut short, or whose name doesn't end in time.
-Ref<FResourceEntry> FResourceArchive::readRecord(FStream& directory) const
+Ref<FResourceEntry> FResourceArchive::readRecord(RecordReader& directory) const
 {
-  constexpr int64_t longestLine = longestName + 1; // the terminator counts
-  auto number = [&](uint64_t& value) {
-    if (version_ >= 3)
-      return directory.readUint64(value);
-    uint32_t narrow = 0;
-    const bool complete = directory.readUint32(narrow);
-    value = narrow;
-    return complete;
-  };
-  uint32_t flags = 0;
-  uint64_t offset = 0, size = 0, storedSize = 0;
-  if (!directory.readUint32(flags) || !number(offset) || !number(size) ||
-      ((flags & FResourceEntry::compressed) && !number(storedSize)))
+  const size_t width = version_ >= 3 ? sizeof(uint64_t) : sizeof(uint32_t);
+  uint64_t flags = 0, offset = 0, size = 0, storedSize = 0;
+  std::string_view name;
+  if (!directory.readNumber(flags, sizeof(uint32_t)) || !directory.readNumber(offset, width) ||
+      !directory.readNumber(size, width) ||
+      ((flags & FResourceEntry::compressed) && !directory.readNumber(storedSize, width)) ||
+      !directory.readName(name))
     return nullptr;
-  char name[longestLine + 1];
-  const int64_t before = directory.tell();
-  const int64_t length = directory.readLine(name, longestLine);
-  const bool ended =
-      directory.tell() - before != length || (length > 0 && name[length - 1] == '\n');
-  if (!ended)
-    return nullptr;
-  auto entry = make<FResourceEntry>(std::string_view(name, static_cast<size_t>(length)), flags);
+  auto entry = make<FResourceEntry>(name, static_cast<uint32_t>(flags));
   entry->offset = offset;
   entry->size = size;
   entry->storedSize = storedSize;
@@ -215,16 +244,19 @@ Ref<FStream> FResourceArchive::openEntry(const FFileArchiveNode& file)
   auto& entry = static_cast<const FResourceEntry&>(file);
   if (entry.source)
     return entry.source->fileSystem->openStream(entry.source->path, openRead);
+  if (!stream_)
+    return nullptr;
   if (entry.isCompressed() && !engine_) {
     FUserMessage::tell(UTranslator::text(noCompressionText));
     return nullptr;
   }
   const uint64_t offset = std::min(entry.offset, dataEnd_);
   const auto bytes = static_cast<int64_t>(std::min(entry.bytesInArchive(), dataEnd_ - offset));
-  // A window of no length would reach to the end of the file.
-  Ref<FStream> window = make<FMemoryStream>(nullptr, 0);
-  if (bytes > 0)
-    window = make<FStreamProxy>(stream_.get(), static_cast<int64_t>(offset), bytes);
+  // A window of no length reaches to the end of what lies behind it, which had better be nothing.
+  const auto nothing = make<FMemoryStream>(nullptr, 0);
+  FStream* data = bytes > 0 ? stream_.get() : nothing.get();
+  Ref<FStream> window =
+      make<FStreamProxy>(data, bytes > 0 ? static_cast<int64_t>(offset) : 0, bytes);
   if (!entry.isCompressed())
     return window;
   return make<FCompressionStream>(std::move(window), engine_, entry.bytes());

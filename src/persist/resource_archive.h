@@ -107,15 +107,20 @@ protected:
 
 private:
   struct Trailer;
+  class RecordReader;
+  class Writer;
 
   bool readSignature();
   bool readTrailer(Trailer& trailer);
   bool applyKey(const FKeyBlock& block);
   bool readDirectory(const Trailer& trailer);
-  void readRecords(FStream& directory, uint32_t count);
-  Ref<FResourceEntry> readRecord(FStream& directory) const;
+  void readRecords(RecordReader& directory, uint32_t count);
+  Ref<FResourceEntry> readRecord(RecordReader& directory) const;
   FResourceEntry* requireRoot();
   FArchiveResult writeFile(const FNPath& target, FArchiveProgress* progress);
+  bool replaceFile(const FNPath& temporary, const FNPath& target);
+  FArchiveResult writeNode(Writer& writer, const FFileArchiveNode& node,
+                           FArchiveProgress* progress);
   FArchiveResult writeTo(FStream& file, const FArchiveVariant& format, FArchiveProgress* progress);
 
   static inline uint16_t defaultVersion_ = 1;

@@ -22,11 +22,13 @@ bool mayAdd(FArchiveProgress* progress, const FFileArchiveNode& file)
   return !progress || progress->report((std::string("Adding File: ") + file.name().text()).c_str());
 }
 
+} // namespace
+
 /// Writes the parts of one archive, in the order of the file.
-class ArchiveWriter {
+class FResourceArchive::Writer {
 public:
-  ArchiveWriter(FStream& file, const FArchiveVariant& format, FEncryptionKey* key,
-                FCompressionEngine* engine)
+  Writer(FStream& file, const FArchiveVariant& format, FEncryptionKey* key,
+         FCompressionEngine* engine)
       : file_(file), format_(format), engine_(engine), data_(Ref<FStream>::share(&file))
   {
     if (!key || format.version < 2)
@@ -46,7 +48,7 @@ public:
     return addRecord(name, FResourceEntry::folder, {});
   }
   FArchiveResult closeFolder() { return addRecord(archiveClosingName, FResourceEntry::file, {}); }
-  FArchiveResult addFile(std::string_view name, FStream& source, bool compress);
+  FArchiveResult addFile(const FResourceEntry& entry, FStream& source);
 
   FArchiveResult finish();
 
@@ -69,14 +71,15 @@ private:
   uint32_t count_ = 0;
 };
 
-bool ArchiveWriter::writeNumber(uint64_t number)
+bool FResourceArchive::Writer::writeNumber(uint64_t number)
 {
   if (format_.version >= 3)
     return directory_.writeUint64(number);
   return number <= UINT32_MAX && directory_.writeUint32(static_cast<uint32_t>(number));
 }
 
-FArchiveResult ArchiveWriter::addRecord(std::string_view name, uint32_t flags, const Place& place)
+FArchiveResult FResourceArchive::Writer::addRecord(std::string_view name, uint32_t flags,
+                                                   const Place& place)
 {
   const bool written = directory_.writeUint32(flags) && writeNumber(place.offset) &&
                        writeNumber(place.size) &&
@@ -88,7 +91,7 @@ FArchiveResult ArchiveWriter::addRecord(std::string_view name, uint32_t flags, c
   return {};
 }
 
-bool ArchiveWriter::copyPlain(FStream& source, Place& place)
+bool FResourceArchive::Writer::copyPlain(FStream& source, Place& place)
 {
   source.rewind();
   const std::optional<int64_t> copied = copyRest(source, *data_);
@@ -97,7 +100,7 @@ bool ArchiveWriter::copyPlain(FStream& source, Place& place)
 }
 
 /// What doesn't become smaller stays plain: the flag says that the two sizes differ.
-bool ArchiveWriter::copyPacked(FStream& source, Place& place, bool& packed)
+bool FResourceArchive::Writer::copyPacked(FStream& source, Place& place, bool& packed)
 {
   FMemoryStream stored;
   source.rewind();
@@ -112,21 +115,24 @@ bool ArchiveWriter::copyPacked(FStream& source, Place& place, bool& packed)
   return copyPlain(source, place);
 }
 
-FArchiveResult ArchiveWriter::addFile(std::string_view name, FStream& source, bool compress)
+FArchiveResult FResourceArchive::Writer::addFile(const FResourceEntry& entry, FStream& source)
 {
-  if (compress && !engine_) {
+  const std::string_view name = entry.name().view();
+  if (entry.isCompressed() && !engine_) {
     FUserMessage::tell(UTranslator::text(FResourceArchive::noCompressionText));
     return FArchiveResult::failed(FResourceArchive::noCompressionText);
   }
   Place place;
   place.offset = static_cast<uint64_t>(std::max<int64_t>(data_->tell(), 0));
   bool packed = false;
-  if (!(compress ? copyPacked(source, place, packed) : copyPlain(source, place)))
+  bool copied = entry.isCompressed() ? copyPacked(source, place, packed) : copyPlain(source, place);
+  copied = copied && (entry.source || place.size == entry.size);
+  if (!copied)
     return FArchiveResult::failed(about(name, "can't be copied into the archive."));
   return addRecord(name, FResourceEntry::file | (packed ? FResourceEntry::compressed : 0u), place);
 }
 
-FArchiveResult ArchiveWriter::finish()
+FArchiveResult FResourceArchive::Writer::finish()
 {
   const auto trailerSize =
       static_cast<uint32_t>(16 + (format_.version >= 2 ? keyBlock_.size() : 0));
@@ -139,8 +145,6 @@ FArchiveResult ArchiveWriter::finish()
       file_.writeUint32(trailerSize) && file_.writeUint32(format_.magic) && file_.flush();
   return written ? FArchiveResult() : FArchiveResult::failed(writeFailed);
 }
-
-} // namespace
 
 const char* archiveNameFault(std::string_view name)
 {
@@ -176,6 +180,8 @@ FArchiveResult FResourceArchive::saveAs(const FNPath& target, FArchiveProgress* 
 
 FArchiveResult FResourceArchive::writeFile(const FNPath& target, FArchiveProgress* progress)
 {
+  if (!root_)
+    return FArchiveResult::failed("Nothing was put into the archive.");
   const uint16_t version = defaultVersion_ >= 3 ? defaultVersion_ : key_ ? 2 : 1;
   const FArchiveVariant* format = chooseFormat(version);
   if (!format)
@@ -190,13 +196,42 @@ FArchiveResult FResourceArchive::writeFile(const FNPath& target, FArchiveProgres
   FArchiveResult result = writeTo(*file, *format, progress);
   if (!base_->closeStream(std::move(file)) && result)
     result = FArchiveResult::failed(writeFailed);
-  if (result && target == path_)
-    stream_ = nullptr; // a file that is open can't be replaced everywhere
-  if (result && !base_->rename(temporary, target))
+  if (result && !replaceFile(temporary, target))
     result = FArchiveResult::failed(about(target.view(), "can't be replaced."));
   if (!result)
     base_->remove(temporary);
   return result;
+}
+
+/// A file that is open can't be replaced everywhere, so the archive's own is closed meanwhile. What
+/// was changed in the tree outlives a failure.
+bool FResourceArchive::replaceFile(const FNPath& temporary, const FNPath& target)
+{
+  const bool wasOpen = isOpen() && target == path_;
+  if (wasOpen)
+    stream_ = nullptr;
+  if (base_->rename(temporary, target))
+    return true;
+  Ref<FFileArchiveNode> tree = root_;
+  if (wasOpen && open())
+    root_ = std::move(tree);
+  return false;
+}
+
+FArchiveResult FResourceArchive::writeNode(Writer& writer, const FFileArchiveNode& node,
+                                           FArchiveProgress* progress)
+{
+  const std::string_view name = node.name().view();
+  if (const char* fault = archiveNameFault(name))
+    return FArchiveResult::failed(about(name, fault));
+  if (node.isFolder())
+    return writer.addFolder(name);
+  if (!mayAdd(progress, node))
+    return FArchiveResult::failed("Stopped.");
+  Ref<FStream> source = openEntry(node);
+  if (!source)
+    return FArchiveResult::failed(about(name, "can't be read."));
+  return writer.addFile(static_cast<const FResourceEntry&>(node), *source);
 }
 
 /// Records stand in the order of the tree; a folder's end is told by the node that comes after it.
@@ -204,33 +239,20 @@ FArchiveResult FResourceArchive::writeTo(FStream& file, const FArchiveVariant& f
                                          FArchiveProgress* progress)
 {
   file.setSwapsBytes(false);
-  ArchiveWriter writer(file, format, key_.get(), engine_.get());
+  Writer writer(file, format, key_.get(), engine_.get());
   if (!writer.writeSignature())
     return FArchiveResult::failed(writeFailed);
-  const FFileArchiveNode* root = requireRoot();
+  const FFileArchiveNode* root = root_.get();
   const FFileArchiveNode* open = root; // the folder whose children are being told
   FArchiveResult result = writer.addRoot();
   for (const FFileArchiveNode* node = root->nextBelow(root); node && result;
        node = node->nextBelow(root)) {
     for (; open != node->parent() && result; open = open->parent())
       result = writer.closeFolder();
-    const std::string_view name = node->name().view();
-    if (!result)
-      break;
-    if (const char* fault = archiveNameFault(name))
-      return FArchiveResult::failed(about(name, fault));
-    if (node->isFolder()) {
-      result = writer.addFolder(name);
+    if (result)
+      result = writeNode(writer, *node, progress);
+    if (node->isFolder())
       open = node;
-      continue;
-    }
-    if (!mayAdd(progress, *node))
-      return FArchiveResult::failed("Stopped.");
-    Ref<FStream> source = openEntry(*node);
-    if (!source)
-      return FArchiveResult::failed(about(name, "can't be read."));
-    result =
-        writer.addFile(name, *source, static_cast<const FResourceEntry*>(node)->isCompressed());
   }
   for (; open && result; open = open->parent())
     result = writer.closeFolder();

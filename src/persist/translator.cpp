@@ -14,6 +14,7 @@ namespace orbi {
 namespace {
 
 constexpr std::string_view english = "en";
+constexpr uint32_t largestFile = 64 << 20; ///< bytes that are looked at
 
 /// Of languages that aren't written in letters; of some the files use codes of three letters.
 constexpr std::string_view asianLanguages[] = {"ja", "zh", "ko", "ch"};
@@ -56,7 +57,7 @@ std::string_view bytesOf(FStream& stream, FBuffer& buffer)
   if (auto* memory = castTo<FMemoryStream>(&stream))
     return {reinterpret_cast<const char*>(memory->data()), static_cast<size_t>(memory->size())};
   stream.rewind();
-  stream.readBytes(buffer, UINT32_MAX);
+  stream.readBytes(buffer, largestFile);
   return {reinterpret_cast<const char*>(buffer.data()), buffer.used()};
 }
 
