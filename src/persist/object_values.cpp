@@ -84,6 +84,16 @@ WrittenObjects::Entry WrittenObjects::enter(const CmObject& object)
   return {id, true};
 }
 
+const Ref<CmString>& KeyPool::keyFor(std::string_view text)
+{
+  auto known = keys_.find(text);
+  if (known == keys_.end()) {
+    auto key = make<CmString>(text);
+    known = keys_.emplace(key->view(), key).first;
+  }
+  return known->second;
+}
+
 bool OpenContainers::enter(const CmObject* container)
 {
   return ++depth_ <= watchedDepth || open_.insert(container).second;

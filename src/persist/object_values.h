@@ -56,6 +56,15 @@ private:
   std::vector<Ref<CmObject>> kept_;
 };
 
+/// The keys of one file, each kept once: most are met again and again.
+class KeyPool {
+public:
+  const Ref<CmString>& keyFor(std::string_view text);
+
+private:
+  std::unordered_map<std::string_view, Ref<CmString>> keys_; ///< the views are of the keys
+};
+
 /// The containers on the way down to where a writer stands. One that lies in itself would never
 /// end.
 class OpenContainers {
