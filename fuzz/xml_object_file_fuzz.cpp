@@ -26,8 +26,7 @@ bool read(FMemoryStream& stream, bool named, Loaded& loaded)
   return complete;
 }
 
-/// False when it would not read back, texts being too long, or be out of proportion by its indents.
-bool write(const Loaded& loaded, bool named, FMemoryStream& stream)
+void write(const Loaded& loaded, bool named, FMemoryStream& stream)
 {
   TextBufferPool pool;
   ObjectFileWriter writer(stream, pool);
@@ -35,7 +34,6 @@ bool write(const Loaded& loaded, bool named, FMemoryStream& stream)
               : writer.writeRootAttributes("R", *loaded.one)))
     std::abort();
   stream.rewind();
-  return true;
 }
 
 bool sameBytes(const FMemoryStream& a, const FMemoryStream& b)
