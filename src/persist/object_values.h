@@ -2,6 +2,7 @@
 
 #include "persist/xml_object.h"
 
+#include <array>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -62,6 +63,10 @@ public:
   const Ref<CmString>& keyFor(std::string_view text);
 
 private:
+  static constexpr size_t recentCount = 64; ///< a power of two
+
+  /// Keys met lately, by length and last characters.
+  std::array<Ref<CmString>, recentCount> recent_;
   std::unordered_map<std::string_view, Ref<CmString>> keys_; ///< the views are of the keys
 };
 
