@@ -1,5 +1,6 @@
 #include "foundation/attribute_table.h"
 
+#include <algorithm>
 #include <bit>
 #include <utility>
 
@@ -56,20 +57,20 @@ bool sameKey(const FStringIDAttribute& value, std::string_view key)
 
 FStringIDAttribute* AttributeTable::find(std::string_view key) const
 {
-  if (items.count() < manyItems) {
-    for (CmObject* item : items)
-      if (sameKey(*static_cast<FStringIDAttribute*>(item), key))
-        return static_cast<FStringIDAttribute*>(item);
+  if (items_.size() < manyItems) {
+    for (FStringIDAttribute* item : items_)
+      if (sameKey(*item, key))
+        return item;
     return nullptr;
   }
-  if (index_.empty())
+  if (!index_)
     makeIndex();
+  const Index& index = *index_;
   const uint32_t hash = hashOf(key);
-  const size_t mask = index_.size() - 1;
-  for (size_t i = hash & mask; index_[i].place; i = (i + 1) & mask) {
-    auto* value =
-        static_cast<FStringIDAttribute*>(items.at(static_cast<int32_t>(index_[i].place - 1)));
-    if (index_[i].hash == hash && sameKey(*value, key))
+  const size_t mask = index.size() - 1;
+  for (size_t i = hash & mask; index[i].place; i = (i + 1) & mask) {
+    FStringIDAttribute* value = items_[index[i].place - 1];
+    if (index[i].hash == hash && sameKey(*value, key))
       return value;
   }
   return nullptr;
@@ -77,42 +78,55 @@ FStringIDAttribute* AttributeTable::find(std::string_view key) const
 
 void AttributeTable::makeIndex() const
 {
-  index_.assign(std::bit_ceil(items.count() + 1u) * 4, {});
+  index_ = std::make_unique<Index>(std::bit_ceil(items_.size()) * 4);
   uint32_t place = 0;
-  for (CmObject* item : items)
-    enterIndex(static_cast<FStringIDAttribute*>(item)->key().view(), ++place);
+  for (const FStringIDAttribute* item : items_)
+    enterIndex(item->key().view(), ++place);
 }
 
 void AttributeTable::enterIndex(std::string_view key, uint32_t place) const
 {
+  Index& index = *index_;
   const uint32_t hash = hashOf(key);
-  const size_t mask = index_.size() - 1;
+  const size_t mask = index.size() - 1;
   size_t i = hash & mask;
-  while (index_[i].place)
+  while (index[i].place)
     i = (i + 1) & mask;
-  index_[i] = {hash, place};
+  index[i] = {hash, place};
 }
 
 void AttributeTable::add(FStringIDAttribute* value)
 {
-  if (!items.add(value) || index_.empty())
+  if (items_.capacity() == items_.size())
+    items_.reserve(std::max<size_t>(items_.size() * 2, 4));
+  items_.push_back(value);
+  if (!index_)
     return;
-  if (items.count() * size_t(2) > index_.size())
-    index_.clear(); // made anew, larger, for the next search
+  if (items_.size() * 2 > index_->size())
+    index_ = nullptr; // made anew, larger, for the next search
   else
-    enterIndex(value->key().view(), items.count());
+    enterIndex(value->key().view(), count());
 }
 
 bool AttributeTable::remove(FStringIDAttribute* value)
 {
-  index_.clear();
-  return items.remove(value);
+  auto place = std::find(items_.begin(), items_.end(), value);
+  if (place == items_.end())
+    return false;
+  index_ = nullptr;
+  items_.erase(place);
+  value->releaseRef();
+  return true;
 }
 
 void AttributeTable::removeAll()
 {
-  index_.clear();
-  items.removeAll();
+  // Emptied first: what is let go of may look here.
+  std::vector<FStringIDAttribute*> items = std::move(items_);
+  items_.clear();
+  index_ = nullptr;
+  for (FStringIDAttribute* item : items)
+    item->releaseRef();
 }
 
 } // namespace orbi

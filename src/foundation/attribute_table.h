@@ -1,8 +1,8 @@
 #pragma once
 
-#include "foundation/array.h"
 #include "foundation/attribute_value.h"
 
+#include <memory>
 #include <vector>
 
 namespace orbi {
@@ -18,14 +18,19 @@ public:
 
   AttributeTable() = default;
   AttributeTable(const AttributeTable&) = delete;
+  ~AttributeTable() override { removeAll(); }
   void destroy(uint32_t flags) override;
 
   FStringIDAttribute* find(std::string_view key) const; ///< as CmString::comparesBytes says
-  void add(FStringIDAttribute* value); ///< takes over the reference, which is lost without memory
+  void add(FStringIDAttribute* value);                  ///< takes over the reference
   bool remove(FStringIDAttribute* value);
   void removeAll();
 
-  CmArray items{CmOwnership::adopts}; ///< to be changed by the operations above only
+  uint32_t count() const { return static_cast<uint32_t>(items_.size()); }
+  FStringIDAttribute* at(uint32_t index) const ///< null outside
+  {
+    return index < items_.size() ? items_[index] : nullptr;
+  }
 
 private:
   static constexpr int deepestNest = 32;
@@ -39,7 +44,10 @@ private:
   void makeIndex() const;
   void enterIndex(std::string_view key, uint32_t place) const;
 
-  mutable std::vector<Slot> index_; ///< empty until it is needed; its size is a power of two
+  using Index = std::vector<Slot>;
+
+  std::vector<FStringIDAttribute*> items_;
+  mutable std::unique_ptr<Index> index_; ///< made when it is needed; its size is a power of two
   AttributeTable* nextWaiting_ = nullptr;
 };
 

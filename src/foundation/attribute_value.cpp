@@ -24,7 +24,7 @@ thread_local int objectDepth = 0;
 } // namespace
 
 FAttributeValue::FAttributeValue(int userFlags)
-    : value_{0}, kind_(static_cast<uint16_t>((userFlags & 3) << 6))
+    : kind_(static_cast<uint16_t>((userFlags & 3) << 6)), value_{0}
 {
 }
 
@@ -34,7 +34,7 @@ void FAttributeValue::setUserFlags(int userFlags)
 }
 
 FAttributeValue::FAttributeValue(const FAttributeValue& other)
-    : CmClass(other), value_{0}, kind_(other.kind_ & userMask)
+    : CmClass(other), kind_(other.kind_ & userMask), value_{0}
 {
   *this = other;
 }
@@ -69,7 +69,7 @@ void FAttributeValue::clear()
     if (value_.interface)
       value_.interface->release();
   } else if (hasOwnText()) {
-    value_.string->releaseRef();
+    delete[] value_.text;
   } else if (is(attributeObject) && is(attributeShared | attributeAdopted) && value_.object) {
     value_.object->releaseRef();
   }
@@ -95,7 +95,7 @@ void FAttributeValue::setText(const char* text, bool borrow)
 {
   if (borrow) {
     clear();
-    value_.borrowed = text;
+    value_.text = text;
     kind_ |= attributeText | attributeBorrowedText;
     return;
   }
@@ -104,14 +104,10 @@ void FAttributeValue::setText(const char* text, bool borrow)
 
 void FAttributeValue::setText(std::string_view text)
 {
-  if (hasOwnText()) {
-    value_.string->set(text);
-    kind_ &= userMask | attributeText;
-    return;
-  }
-  auto* own = new CmString(text); // before clearing: the text may be part of the old value
+  auto* own = new char[text.size() + 1]; // before clearing: the text may be part of the old value
+  own[text.copy(own, text.size())] = 0;
   clear();
-  value_.string = own;
+  value_.text = own;
   kind_ |= attributeText;
 }
 
@@ -155,7 +151,7 @@ double FAttributeValue::asDouble() const
 const char* FAttributeValue::asText() const
 {
   if (is(attributeText))
-    return is(attributeBorrowedText) ? value_.borrowed : value_.string->text();
+    return value_.text;
   auto* string = castTo<CmString>(asObject());
   return string ? string->text() : nullptr;
 }
@@ -261,13 +257,13 @@ int FIntIDAttribute::compare(const CmObject* other) const
 bool FStringIDAttribute::isEqual(const CmObject* other) const
 {
   auto* attribute = castTo<FStringIDAttribute>(other);
-  return attribute && attribute->key_.isEqual(&key_);
+  return attribute && attribute->key_->isEqual(key_.get());
 }
 
 int FStringIDAttribute::compare(const CmObject* other) const
 {
   auto* attribute = castTo<FStringIDAttribute>(other);
-  return attribute ? key_.compare(&attribute->key_) : CmObject::compare(other);
+  return attribute ? key_->compare(attribute->key_.get()) : CmObject::compare(other);
 }
 
 } // namespace orbi

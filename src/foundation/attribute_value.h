@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/ref.h"
 #include "foundation/string.h"
 
 namespace orbi {
@@ -67,15 +68,14 @@ private:
   bool hasOwnText() const { return is(attributeText) && !is(attributeBorrowedText); }
   bool readObject(FStream& stream);
 
+  uint16_t kind_; // first, as it fits behind the reference count
   union {
     int64_t integer;
     double number;
-    CmString* string;
-    const char* borrowed;
+    const char* text; ///< new[] unless it is borrowed
     CmObject* object;
     FUnknown* interface;
   } value_;
-  uint16_t kind_;
 };
 
 /// Value under an integer key; ordered as unsigned.
@@ -93,22 +93,26 @@ private:
   uint32_t key_;
 };
 
-/// Value under a text key.
+/// Value under a text key, which never changes and may be common to many values.
 class FStringIDAttribute final : public CmClass<FStringIDAttribute, FAttributeValue> {
 public:
   static constexpr const char* className = "FStringIDAttribute";
 
   explicit FStringIDAttribute(std::string_view key = {}, int userFlags = 0)
-      : CmClass(userFlags), key_(key)
+      : FStringIDAttribute(make<CmString>(key), userFlags)
+  {
+  }
+  explicit FStringIDAttribute(Ref<CmString> key, int userFlags = 0)
+      : CmClass(userFlags), key_(std::move(key))
   {
   }
 
-  const CmString& key() const { return key_; }
+  const CmString& key() const { return *key_; }
   bool isEqual(const CmObject* other) const override;
   int compare(const CmObject* other) const override;
 
 private:
-  CmString key_;
+  Ref<CmString> key_;
 };
 
 } // namespace orbi

@@ -72,8 +72,7 @@ AttributeTable& FAttributes::values() const
 
 FStringIDAttribute* FAttributes::at(uint32_t index) const
 {
-  return values_ ? static_cast<FStringIDAttribute*>(values_->items.at(static_cast<int32_t>(index)))
-                 : nullptr;
+  return values_ ? values_->at(index) : nullptr;
 }
 
 FStringIDAttribute* FAttributes::find(const char* key) const
@@ -96,6 +95,15 @@ FStringIDAttribute& FAttributes::require(std::string_view key, int userFlags)
   if (FStringIDAttribute* present = find(key))
     return *present;
   auto* value = new FStringIDAttribute(key, userFlags);
+  values().add(value);
+  return *value;
+}
+
+FStringIDAttribute& FAttributes::require(const Ref<CmString>& key)
+{
+  if (FStringIDAttribute* present = find(key->view()))
+    return *present;
+  auto* value = new FStringIDAttribute(key);
   values().add(value);
   return *value;
 }

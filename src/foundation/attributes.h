@@ -91,7 +91,7 @@ public:
   bool has(const char* key) const { return find(key) != nullptr; }
   bool remove(const char* key);
   void removeAll();
-  uint32_t count() const { return values_ ? values_->items.count() : 0; }
+  uint32_t count() const { return values_ ? values_->count() : 0; }
   bool isEmpty() const { return count() == 0; }
   bool sharesValues() const
   {
@@ -102,6 +102,7 @@ public:
   FStringIDAttribute* find(std::string_view key) const;
   FStringIDAttribute& require(const char* key, int userFlags = 0); ///< made when it is missing
   FStringIDAttribute& require(std::string_view key, int userFlags = 0);
+  FStringIDAttribute& require(const Ref<CmString>& key); ///< kept, not copied
 
   /// The first container on the path "key" or "outer|inner", by depth; null for none.
   FAttributes* findAttributes(std::string_view search) const;

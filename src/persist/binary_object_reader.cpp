@@ -75,8 +75,8 @@ bool BinaryObjectReader::readFirstSection()
   if (!input_.takeNumber(count))
     return false;
   for (; count > 0; --count) {
-    std::string key;
-    if (!takeText(key, longestKey) || !pushInstance(Goal::rootReference, key) || !run())
+    const Key key = takeKey();
+    if (!key || !pushInstance(Goal::rootReference, key) || !run())
       return false;
   }
   return true;
@@ -88,8 +88,8 @@ bool BinaryObjectReader::readSecondSection()
   if (!input_.takeNumber(count))
     return false;
   for (; count > 0; --count) {
-    std::optional<std::string_view> key = takeKey();
-    if (!key || !pushBlock(Goal::inlineRoot, *key) || !run())
+    const Key key = takeKey();
+    if (!key || !pushBlock(Goal::inlineRoot, key) || !run())
       return false;
   }
   return true;
@@ -115,13 +115,13 @@ bool BinaryObjectReader::step()
       complete = readEntry();
       break;
     case Kind::subList:
-      complete = pushBlock(Goal::listItem, {});
+      complete = pushBlock(Goal::listItem, nullptr);
       break;
     case Kind::objectList:
       complete = readItem();
       break;
     case Kind::oldObjects:
-      complete = pushOldObject({});
+      complete = pushOldObject(nullptr);
       break;
     }
     if (!complete || frames_.size() != level)
@@ -141,7 +141,7 @@ bool BinaryObjectReader::push(Frame frame)
   return true;
 }
 
-bool BinaryObjectReader::pushBlock(Goal goal, std::string_view key)
+bool BinaryObjectReader::pushBlock(Goal goal, const Key& key)
 {
   Frame frame;
   frame.goal = goal;
@@ -151,7 +151,7 @@ bool BinaryObjectReader::pushBlock(Goal goal, std::string_view key)
   return push(std::move(frame));
 }
 
-bool BinaryObjectReader::pushInstance(Goal goal, std::string_view key)
+bool BinaryObjectReader::pushInstance(Goal goal, const Key& key)
 {
   Frame frame;
   frame.goal = goal;
@@ -163,7 +163,7 @@ bool BinaryObjectReader::pushInstance(Goal goal, std::string_view key)
   return push(std::move(frame));
 }
 
-bool BinaryObjectReader::pushOldObject(std::string_view key)
+bool BinaryObjectReader::pushOldObject(const Key& key)
 {
   Frame frame;
   frame.goal = Goal::oldObject;
@@ -175,7 +175,7 @@ bool BinaryObjectReader::pushOldObject(std::string_view key)
   return push(std::move(frame));
 }
 
-bool BinaryObjectReader::pushList(Kind kind, Ref<CmObject> list, std::string_view key)
+bool BinaryObjectReader::pushList(Kind kind, Ref<CmObject> list, const Key& key)
 {
   Frame frame;
   frame.kind = kind;
@@ -233,7 +233,7 @@ void BinaryObjectReader::finishOldObject(Frame& frame)
 }
 
 /// Puts an object into the container that is being filled.
-void BinaryObjectReader::place(std::string_view key, Ref<CmObject> object)
+void BinaryObjectReader::place(const Key& key, Ref<CmObject> object)
 {
   if (frames_.back().kind == Kind::block)
     block().require(key).setObject(object.detach(), ObjectMode::adopted);
@@ -245,7 +245,7 @@ void BinaryObjectReader::place(std::string_view key, Ref<CmObject> object)
 /// length is likely to fail.
 bool BinaryObjectReader::readEntry()
 {
-  std::optional<std::string_view> key = takeKey();
+  const Key key = takeKey();
   uint16_t kind = 0;
   if (!key || !input_.takeNumber(kind))
     return false;
@@ -254,26 +254,26 @@ bool BinaryObjectReader::readEntry()
     int64_t value = 0;
     if (!input_.takeNumber(value))
       return false;
-    block().require(*key).setInt(value);
+    block().require(key).setInt(value);
     return true;
   }
   case attributeDouble: {
     double value = 0;
     if (!input_.takeNumber(value))
       return false;
-    block().require(*key).setDouble(value);
+    block().require(key).setDouble(value);
     return true;
   }
   case attributeText:
-    return readText(*key);
+    return readText(key);
   case attributeObject:
-    return readObject(*key);
+    return readObject(key);
   default:
     return true;
   }
 }
 
-bool BinaryObjectReader::readText(std::string_view key)
+bool BinaryObjectReader::readText(const Key& key)
 {
   int32_t length = 0;
   if (!input_.takeNumber(length) || length < 0 || length > longestText)
@@ -286,7 +286,7 @@ bool BinaryObjectReader::readText(std::string_view key)
   return true;
 }
 
-bool BinaryObjectReader::readObject(std::string_view key)
+bool BinaryObjectReader::readObject(const Key& key)
 {
   uint16_t tag = 0;
   if (!input_.takeNumber(tag))
@@ -325,11 +325,11 @@ bool BinaryObjectReader::readItem()
   if (!input_.takeNumber(tag))
     return false;
   if (tag == binaryTagReference)
-    return readReference({});
-  return tag == binaryTagInstance && pushInstance(Goal::instance, {});
+    return readReference(nullptr);
+  return tag == binaryTagInstance && pushInstance(Goal::instance, nullptr);
 }
 
-bool BinaryObjectReader::readReference(std::string_view key)
+bool BinaryObjectReader::readReference(const Key& key)
 {
   int64_t id = 0;
   if (!input_.takeNumber(id))
@@ -359,7 +359,7 @@ bool BinaryObjectReader::takeNumbers(std::vector<Number>& numbers)
   return true;
 }
 
-bool BinaryObjectReader::readIntList(std::string_view key)
+bool BinaryObjectReader::readIntList(const Key& key)
 {
   auto list = make<FIntList>();
   if (!takeNumbers(list->values))
@@ -368,7 +368,7 @@ bool BinaryObjectReader::readIntList(std::string_view key)
   return true;
 }
 
-bool BinaryObjectReader::readFloatList(std::string_view key)
+bool BinaryObjectReader::readFloatList(const Key& key)
 {
   auto list = make<FFloatList>();
   if (!takeNumbers(list->values))
@@ -377,7 +377,7 @@ bool BinaryObjectReader::readFloatList(std::string_view key)
   return true;
 }
 
-bool BinaryObjectReader::readStringList(std::string_view key)
+bool BinaryObjectReader::readStringList(const Key& key)
 {
   auto list = make<FStringList>();
   int32_t count = 0;
@@ -391,7 +391,7 @@ bool BinaryObjectReader::readStringList(std::string_view key)
   return true;
 }
 
-bool BinaryObjectReader::readBytes(std::string_view key)
+bool BinaryObjectReader::readBytes(const Key& key)
 {
   uint32_t size = 0;
   auto stream = make<FMemoryStream>();
@@ -430,12 +430,13 @@ bool BinaryObjectReader::takeText(std::string& text, int32_t longest)
   return true;
 }
 
-/// Good until the next key.
-std::optional<std::string_view> BinaryObjectReader::takeKey()
+BinaryObjectReader::Key BinaryObjectReader::takeKey()
 {
-  if (!takeText(key_, longestKey))
-    return std::nullopt;
-  return key_;
+  int32_t length = 0;
+  if (!input_.takeNumber(length) || length < 0 || length > longestKey)
+    return nullptr;
+  const char* bytes = input_.take(static_cast<size_t>(length));
+  return bytes ? keys_.keyFor({bytes, strnlen(bytes, static_cast<size_t>(length))}) : nullptr;
 }
 
 } // namespace orbi

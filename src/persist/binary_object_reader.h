@@ -1,10 +1,10 @@
 #pragma once
 
 #include "foundation/stream.h"
+#include "persist/object_values.h"
 #include "persist/reference_graph.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace orbi {
@@ -63,6 +63,7 @@ public:
   int64_t failedAt() const { return input_.taken(); } ///< bytes from the start, after a failure
 
 private:
+  using Key = Ref<CmString>;
   enum class Kind { block, subList, objectList, oldObjects };
   enum class Goal { value, listItem, instance, oldObject, inlineRoot, rootReference };
 
@@ -73,7 +74,7 @@ private:
     Ref<CmObject> container;
     int32_t left = 0; ///< entries or items to come
     int32_t owner = ReferenceGraph::outside;
-    std::string key;       ///< of the value or root
+    Key key;               ///< of the value or root
     std::string className; ///< this and the ID for an instance
     int64_t id = 0;
   };
@@ -85,35 +86,35 @@ private:
   bool run();
   bool step();
   bool push(Frame frame);
-  bool pushBlock(Goal goal, std::string_view key);
-  bool pushInstance(Goal goal, std::string_view key);
-  bool pushOldObject(std::string_view key);
-  bool pushList(Kind kind, Ref<CmObject> list, std::string_view key);
+  bool pushBlock(Goal goal, const Key& key);
+  bool pushInstance(Goal goal, const Key& key);
+  bool pushOldObject(const Key& key);
+  bool pushList(Kind kind, Ref<CmObject> list, const Key& key);
   void finish(Frame& frame);
   void finishInstance(Frame& frame, FAttributes* roots);
   void finishOldObject(Frame& frame);
-  void place(std::string_view key, Ref<CmObject> object);
+  void place(const Key& key, Ref<CmObject> object);
 
   // Entries and items
   bool readEntry();
-  bool readText(std::string_view key);
-  bool readObject(std::string_view key);
+  bool readText(const Key& key);
+  bool readObject(const Key& key);
   bool readItem();
-  bool readReference(std::string_view key);
-  bool readIntList(std::string_view key);
-  bool readFloatList(std::string_view key);
-  bool readStringList(std::string_view key);
-  bool readBytes(std::string_view key);
+  bool readReference(const Key& key);
+  bool readIntList(const Key& key);
+  bool readFloatList(const Key& key);
+  bool readStringList(const Key& key);
+  bool readBytes(const Key& key);
 
   bool takeText(std::string& text, int32_t longest);
-  std::optional<std::string_view> takeKey();
+  Key takeKey(); ///< null when the stream ends before or the text is too long
   template <class Number>
   bool takeNumbers(std::vector<Number>& numbers);
   FAttributes& block() { return *static_cast<FAttributes*>(frames_.back().container.get()); }
   int32_t owner() const { return frames_.empty() ? ReferenceGraph::outside : frames_.back().owner; }
 
   InputBuffer input_;
-  std::string key_;
+  KeyPool keys_;
   std::vector<Frame> frames_;
   ReferenceGraph graph_;
   FAttributes* byReference_ = nullptr;

@@ -195,7 +195,7 @@ void ObjectFileReader::finishInstance(Context& context)
 {
   auto attributes = Ref<FAttributes>::adopt(static_cast<FAttributes*>(context.made.detach()));
   auto instance = make<FXmlInstance>(context.id, context.className, std::move(attributes));
-  FAttributes* current = context.hasName ? currentAttributes() : nullptr;
+  FAttributes* current = context.name ? currentAttributes() : nullptr;
   auto place = ReferenceGraph::Place::held;
   if (current)
     current->require(context.name).setObject(instance.get(), ObjectMode::shared);
@@ -224,7 +224,7 @@ FAttributeValue* ObjectFileReader::valueFor(const XmlAttributes& attributes)
 {
   FAttributes* current = currentAttributes();
   const std::string_view* name = attributes.valueOf("name");
-  return current && name ? &current->require(*name) : nullptr;
+  return current && name ? &current->require(keys_.keyFor(*name)) : nullptr;
 }
 
 bool ObjectFileReader::startInt(const XmlAttributes& attributes, bool isEmpty)
@@ -264,7 +264,7 @@ bool ObjectFileReader::startMember(const XmlAttributes& attributes, bool isEmpty
   context.kind = ReaderContext::member;
   context.goal = Goal::value;
   context.made = make<FAttributes>();
-  context.name = *name;
+  context.name = keys_.keyFor(*name);
   return enter(std::move(context), isEmpty);
 }
 
@@ -277,7 +277,7 @@ bool ObjectFileReader::startBinary(const XmlAttributes& attributes, bool isEmpty
   context.kind = ReaderContext::binary;
   context.goal = Goal::value;
   context.made = make<FMemoryStream>();
-  context.name = *name;
+  context.name = keys_.keyFor(*name);
   return enter(std::move(context), isEmpty);
 }
 
@@ -294,7 +294,7 @@ bool ObjectFileReader::startList(const XmlAttributes& attributes, bool isEmpty)
     context.kind = listType.kind;
     context.goal = Goal::value;
     context.made = Ref<CmObject>::adopt(listType.create());
-    context.name = *name;
+    context.name = keys_.keyFor(*name);
     return enter(std::move(context), isEmpty);
   }
   return goOn(isEmpty);
@@ -347,8 +347,8 @@ bool ObjectFileReader::startObject(const XmlAttributes& attributes, bool isEmpty
   context.kind = ReaderContext::object;
   context.goal = Goal::instance;
   context.made = make<FAttributes>();
-  context.hasName = name != nullptr;
-  context.name = viewOf(name);
+  if (name)
+    context.name = keys_.keyFor(*name);
   context.className = *className;
   context.id = id;
   context.owner = graph_.begin(top().owner);
@@ -363,7 +363,7 @@ bool ObjectFileReader::startReference(const XmlAttributes& attributes, int64_t i
     return false;
   Ref<FXmlReference> reference = newReference(id);
   if (current)
-    current->require(*name).setObject(reference.detach(), ObjectMode::adopted);
+    current->require(keys_.keyFor(*name)).setObject(reference.detach(), ObjectMode::adopted);
   else
     static_cast<FObjectList*>(top().taker)->append(reference.detach(), true);
   return goOn(isEmpty);
@@ -386,7 +386,7 @@ bool ObjectFileReader::startRoot(const XmlAttributes& attributes, bool isEmpty)
     context.kind = ReaderContext::object;
     context.goal = Goal::inlineRoot;
     context.made = make<FAttributes>();
-    context.name = *name;
+    context.name = keys_.keyFor(*name);
     return enter(std::move(context), isEmpty);
   }
   const int64_t id = readInt(viewOf(attributes.valueOf("ID")));
@@ -395,7 +395,7 @@ bool ObjectFileReader::startRoot(const XmlAttributes& attributes, bool isEmpty)
   auto reference = make<FXmlReference>(id);
   graph_.addReference(ReferenceGraph::outside, reference);
   if (byReference_)
-    byReference_->require(*name).setObject(reference.detach(), ObjectMode::adopted);
+    byReference_->require(keys_.keyFor(*name)).setObject(reference.detach(), ObjectMode::adopted);
   return true;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "persist/object_values.h"
 #include "persist/reference_graph.h"
 #include "persist/xml_parser.h"
 
@@ -28,8 +29,7 @@ struct ReaderContext {
   // Given away when the element ends
   Goal goal = Goal::none;
   Ref<CmObject> made; ///< the taker, when the element made it
-  bool hasName = false;
-  std::string name;
+  Ref<CmString> name;
   std::string className; ///< this and the ID for an instance
   int64_t id = 0;
 
@@ -101,6 +101,7 @@ private:
   std::string_view rootTag_;
   bool rootSeen_ = false;
   std::vector<Context> contexts_;
+  KeyPool keys_;
   ReferenceGraph graph_;
 };
 

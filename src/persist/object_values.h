@@ -2,6 +2,7 @@
 
 #include "persist/xml_object.h"
 
+#include <array>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -54,6 +55,19 @@ private:
   std::unordered_map<const CmObject*, int64_t> ids_{50};
   std::unordered_set<int64_t> taken_{50};
   std::vector<Ref<CmObject>> kept_;
+};
+
+/// The keys of one file, each kept once: most are met again and again.
+class KeyPool {
+public:
+  const Ref<CmString>& keyFor(std::string_view text);
+
+private:
+  static constexpr size_t recentCount = 64; ///< a power of two
+
+  /// Keys met lately, by length and last characters.
+  std::array<Ref<CmString>, recentCount> recent_;
+  std::unordered_map<std::string_view, Ref<CmString>> keys_; ///< the views are of the keys
 };
 
 /// The containers on the way down to where a writer stands. One that lies in itself would never
