@@ -52,6 +52,21 @@ int checkDriver(const std::string& program, const std::string& wanted,
                   statusWrong);
 }
 
+/// Empty where the system knows no home for the user.
+std::filesystem::path settingsFolder(const std::string& title)
+{
+  std::filesystem::path folder = platform::settingsFolder();
+  return folder.empty() ? folder : folder / companyName / title;
+}
+
+/// Files that come with the program: beside it, where it was installed, or in the build tree.
+std::vector<std::filesystem::path> resourceFolders(const std::filesystem::path& executable)
+{
+  std::filesystem::path folder = executable.parent_path();
+  std::filesystem::path shared = folder.parent_path() / "share";
+  return {folder, shared / "orbiplayer", shared};
+}
+
 int runApplication(Options options, const std::filesystem::path& executable,
                    std::vector<platform::DriverRegistration> drivers)
 {
@@ -70,7 +85,8 @@ int runApplication(Options options, const std::filesystem::path& executable,
   std::optional<std::filesystem::path> file = options.file;
   auto application = make<OrbiPlayerApplication>(
       title.c_str(), std::move(options),
-      OrbiPlayerApplication::Surroundings{executable, std::move(drivers), messages});
+      OrbiPlayerApplication::Surroundings{executable, std::move(drivers), messages,
+                                          settingsFolder(title), resourceFolders(executable)});
   if (song)
     application->setSong(std::move(*song));
   if (file)

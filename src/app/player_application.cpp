@@ -2,6 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "host/song.h"
+#include "platform/language.h"
 
 #include <algorithm>
 
@@ -12,6 +13,32 @@ CM_REGISTER_ABSTRACT(OrbiPlayerApplication); // needs its title and surroundings
 namespace {
 
 constexpr size_t longestProgramName = 260;
+
+/// A text of the translation with one more put into it.
+std::string filled(const char* pattern, const std::string& text)
+{
+  CmString line;
+  line.format(UTranslator::text(pattern), text.c_str());
+  return line.text();
+}
+
+class LanguageSetting final : public ULanguageSetting {
+public:
+  explicit LanguageSetting(FDefaultPool& settings) : settings_(settings) {}
+  std::string languageCode() const override
+  {
+    const FDefaults* stored = settings_.getGroup(group, 0, false);
+    return stored ? stored->getString(key) : "";
+  }
+  void setLanguageCode(std::string_view code) override
+  {
+    if (FDefaults* stored = settings_.getGroup(group))
+      stored->setString(key, std::string(code).c_str());
+  }
+
+private:
+  FDefaultPool& settings_;
+};
 
 } // namespace
 
@@ -27,7 +54,8 @@ std::string OrbiPlayerApplication::titleFor(const std::filesystem::path& executa
 
 OrbiPlayerApplication::OrbiPlayerApplication(const char* title, Options options,
                                              Surroundings surroundings)
-    : CmClass(title), options_(std::move(options)), surroundings_(std::move(surroundings))
+    : CmClass(title), options_(std::move(options)), surroundings_(std::move(surroundings)),
+      objectFiles_({surroundings_.settings, surroundings_.resources}, fileSystem_)
 {
   createSkinManager();
   createStudio();
@@ -61,14 +89,14 @@ void OrbiPlayerApplication::startup()
     setWaitState(formerWait);
   if (!loaded) {
     exitStatus_ = 1;
-    show("Plugin \"" + pluginHost_->expectedModuleName() + "\" not found!");
+    show(filled("Plugin \"%s\" not found!", pluginHost_->expectedModuleName()));
     afterStartup();
     setQuit();
     return;
   }
   afterStartup();
   if (!openEditor()) {
-    fail("Failed to open Plugin Editor!");
+    fail(UTranslator::text("Failed to open Plugin Editor!"));
     return;
   }
 
@@ -81,7 +109,7 @@ void OrbiPlayerApplication::startup()
     restoreTime();
   } else {
     fail(options_.render ? driverFailure("LOOM File Driver")
-                         : "Audio Engine could not be started !");
+                         : UTranslator::text("Audio Engine could not be started !"));
   }
   if (canWait())
     setWaitState(formerWait);
@@ -95,8 +123,27 @@ void OrbiPlayerApplication::afterStartup()
     GApplication::afterStartup();
 }
 
-// The settings file is read by the defaults store; without one everything starts as it ships.
-void OrbiPlayerApplication::loadDefaults() {}
+/// Without a settings file everything starts as it ships, or as an older installation left it.
+void OrbiPlayerApplication::loadDefaults()
+{
+  defaults_.load(objectFiles_);
+  if (defaults_.groupCount() == 0)
+    defaults_.importOldSettings(
+        platform::openOldSettings(FDefaultPool::oldSettingsPath(companyName, title().text(), 0)),
+        0);
+  defaults_.finishLoading();
+  loadTranslation();
+}
+
+void OrbiPlayerApplication::loadTranslation()
+{
+  Ref<FStream> file;
+  for (const std::filesystem::path& folder : surroundings_.resources)
+    if (!file)
+      file = fileSystem_.openStream(FNPath(folder / UTranslator::fileName), openRead);
+  LanguageSetting setting(defaults_);
+  translator_.start(&setting, platform::systemLanguage(), file.get());
+}
 
 void OrbiPlayerApplication::createPluginHost()
 {
@@ -135,7 +182,7 @@ void OrbiPlayerApplication::restoreMidiPort() {}
 bool OrbiPlayerApplication::startAudio()
 {
   prepareFileDriver();
-  bridge_ = make<OrbiPlayerAudioBridge>(*plugin_, midiInput_.get(), settings_);
+  bridge_ = make<OrbiPlayerAudioBridge>(*plugin_, midiInput_.get(), &defaults_);
   songPlayer_ = std::make_unique<SongPlayer>(*bridge_, *midiInput_);
   device_ = std::make_unique<LoomDevice>(songPlayer_.get(),
                                          std::make_unique<LoomDriverList>(surroundings_.drivers));
@@ -170,10 +217,10 @@ bool OrbiPlayerApplication::startAudio()
 /// The driver of this run or the stored one, else the first of the list, else the default one.
 bool OrbiPlayerApplication::selectDriver()
 {
-  std::string stored;
-  if (settings_)
-    settings_->getString("OrbiPlayerAudio", "LOOM Driver", stored);
-  std::string wanted = stored.empty() ? defaultDriverName : stored;
+  const FDefaults* group = defaults_.getGroup("OrbiPlayerAudio", 0, false);
+  std::string wanted = group ? group->getString("LOOM Driver") : "";
+  if (wanted.empty())
+    wanted = defaultDriverName;
   if (options_.driver || options_.render) {
     wanted = options_.render ? "LOOM File Driver" : *options_.driver;
     bridge_->setRunDriver(wanted);
@@ -216,10 +263,10 @@ void OrbiPlayerApplication::restoreTime()
 {
   if (!pluginHost_ || !bridge_ || !device_)
     return;
-  auto restore = [this](const char* key, int32_t& value) {
+  const FDefaults* group = defaults_.getGroup("Orbiplayer", 0, false);
+  auto restore = [group](const char* key, int32_t& value) {
     int64_t stored = value;
-    if (settings_ && settings_->getInt("Orbiplayer", key, stored) && stored >= INT32_MIN &&
-        stored <= INT32_MAX)
+    if (group && group->getInt(key, stored) && stored >= INT32_MIN && stored <= INT32_MAX)
       value = static_cast<int32_t>(stored);
   };
   restore("Tempo", tempo_);
@@ -284,6 +331,7 @@ OrbiPlayerApplication::~OrbiPlayerApplication()
   unloadPlugin();
   deletePluginHost();
   saveDefaults();
+  defaults_.closePool();
   releaseUrlOpener();
 }
 
@@ -341,8 +389,10 @@ void OrbiPlayerApplication::deletePluginHost()
 // Goes as it came, last of all.
 void OrbiPlayerApplication::releaseUrlOpener() {}
 
-// The settings are written by the defaults store.
-void OrbiPlayerApplication::saveDefaults() {}
+void OrbiPlayerApplication::saveDefaults()
+{
+  defaults_.save(objectFiles_, true);
+}
 
 // ---- words ----
 

@@ -5,13 +5,19 @@
 #include "host/block_statistics.h"
 #include "host/bridge.h"
 #include "host/plugin_host.h"
-#include "host/settings.h"
 #include "host/song_player.h"
+#include "persist/default_pool.h"
+#include "persist/file_system.h"
+#include "persist/object_files.h"
+#include "persist/translator.h"
+#include "persist/user_message.h"
 #include "platform/message_box.h"
 
 #include <memory>
 
 namespace orbi {
+
+inline constexpr const char* companyName = "Quillmore"; ///< of the settings' folders
 
 /// The one application object. Loads the plug-in that belongs to the executable, starts MIDI input
 /// and audio, restores the time, and from then on only reacts. Owns the life and the order of all
@@ -20,11 +26,13 @@ class OrbiPlayerApplication final : public CmClass<OrbiPlayerApplication, GAppli
 public:
   static constexpr const char* className = "OrbiPlayerApplication";
 
-  /// Where the process's modules and drivers are looked for, and where words go.
+  /// Where the process's modules, drivers and files are looked for, and where words go.
   struct Surroundings {
     std::filesystem::path executable;
     std::vector<platform::DriverRegistration> drivers;
     platform::MessageBox& messages;
+    std::filesystem::path settings;               ///< the user's folder; empty: nothing is kept
+    std::vector<std::filesystem::path> resources; ///< folders of files that come with the program
   };
 
   OrbiPlayerApplication(const char* title, Options options, Surroundings surroundings);
@@ -35,7 +43,6 @@ public:
 
   /// A song that is played from the first block on, and ends the run.
   void setSong(Song song) { song_ = std::move(song); }
-  void setSettings(HostSettings* settings) { settings_ = settings; } ///< borrowed; null: none
 
   /// Stops the audio, as the destructor does, and tells what a script wants to know of the run.
   void finishRun();
@@ -57,6 +64,7 @@ private:
 
   // Start, in this order
   void loadDefaults();
+  void loadTranslation();
   void createPluginHost();
   bool loadPlugin();
   bool openEditor();
@@ -91,7 +99,6 @@ private:
 
   Options options_;
   Surroundings surroundings_;
-  HostSettings* settings_ = nullptr;
   std::optional<Song> song_;
   std::string audioFailure_;         ///< words of the driver that couldn't be used
   bool mustEnd_ = false;             ///< the run was given an end, which takes blocks to come
@@ -104,6 +111,22 @@ private:
   int32_t tempo_ = 120;
   int32_t signatureNumerator_ = 4;
   int32_t signatureDenominator_ = 4;
+
+  /// What the layers below have to say.
+  class UserMessages final : public FUserMessage {
+  public:
+    explicit UserMessages(OrbiPlayerApplication& application) : application_(application) {}
+
+  private:
+    void show(std::string_view text) override { application_.show(std::string(text)); }
+    OrbiPlayerApplication& application_;
+  };
+
+  UserMessages userMessages_{*this};
+  FNFileSystem fileSystem_;
+  FObjectFiles objectFiles_;
+  FDefaultPool defaults_;
+  UTranslator translator_;
 
   std::unique_ptr<OrbPluginHost> pluginHost_;
   OrbPlugin* plugin_ = nullptr; ///< owned by the host

@@ -3,7 +3,7 @@
 #include "foundation/class_registry.h"
 #include "foundation/dependencies.h"
 #include "foundation/message.h"
-#include "host/settings.h"
+#include "persist/default_pool.h"
 #include "ui/application.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace orbi {
 CM_REGISTER_ABSTRACT(OrbiPlayerAudioBridge); // needs its plug-in
 
 OrbiPlayerAudioBridge::OrbiPlayerAudioBridge(OrbPlugin& plugin, OrbiPlayerMidiInput* midiInput,
-                                             HostSettings* settings)
+                                             FDefaultPool* settings)
     : plugin_(plugin), midiInput_(midiInput), settings_(settings), eventList_(makeEventList()),
       routing_(make<PluginRouting>(plugin)), kernels_(audioKernels())
 {
@@ -245,7 +245,8 @@ void OrbiPlayerAudioBridge::saveSettings()
   // A start that failed leaves what was stored as it was.
   if (device && settings_ && device->isOpened() && device->driverName(driver) &&
       runDriver_ != driver)
-    settings_->setString("OrbiPlayerAudio", "LOOM Driver", driver);
+    if (FDefaults* group = settings_->getGroup("OrbiPlayerAudio"))
+      group->setString("LOOM Driver", driver);
   saveRouting();
 }
 

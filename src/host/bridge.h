@@ -14,7 +14,7 @@
 
 namespace orbi {
 
-class HostSettings;
+class FDefaultPool;
 
 /// Optional observer of the process; none in this program.
 class ProcessTap {
@@ -34,7 +34,7 @@ public:
   static constexpr const char* className = "OrbiPlayerAudioBridge";
 
   /// Borrows the plug-in, the MIDI input (null for none) and the settings (null remembers nothing).
-  OrbiPlayerAudioBridge(OrbPlugin& plugin, OrbiPlayerMidiInput* midiInput, HostSettings* settings);
+  OrbiPlayerAudioBridge(OrbPlugin& plugin, OrbiPlayerMidiInput* midiInput, FDefaultPool* settings);
   OrbiPlayerAudioBridge(const OrbiPlayerAudioBridge&) = delete;
   ~OrbiPlayerAudioBridge() override; ///< saves the settings
 
@@ -88,7 +88,7 @@ private:
   OrbPlugin& plugin_;
   Ref<OrbPlugin> hungPlugin_; ///< the same, once it was abandoned
   OrbiPlayerMidiInput* midiInput_;
-  HostSettings* settings_;
+  FDefaultPool* settings_;
   std::unique_ptr<OrbEventList, EventListFree> eventList_;
   Buffers inputs_;
   Buffers outputs_;

@@ -2,7 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "host/plugin.h"
-#include "host/settings.h"
+#include "persist/default_pool.h"
 
 #include <algorithm>
 
@@ -62,20 +62,21 @@ std::string PluginRouting::group(const std::string& driverName) const
   return "OrbPlugRouting\\" + pluginName_ + "\\" + driverName;
 }
 
-void PluginRouting::load(const HostSettings& settings, const std::string& driverName)
+void PluginRouting::load(FDefaultPool& settings, const std::string& driverName)
 {
-  for (int32_t output = 0; output < outputCount(); ++output) {
-    int64_t stored = 0;
-    if (settings.getInt(group(driverName), keyOf(output), stored) && stored >= 0 &&
-        stored <= INT32_MAX)
-      set(output, static_cast<int32_t>(stored));
+  const FDefaults* stored = settings.getGroup(group(driverName).c_str(), 0, false);
+  for (int32_t output = 0; stored && output < outputCount(); ++output) {
+    int64_t place = 0;
+    if (stored->getInt(keyOf(output).c_str(), place) && place >= 0 && place <= INT32_MAX)
+      set(output, static_cast<int32_t>(place));
   }
 }
 
-void PluginRouting::save(HostSettings& settings, const std::string& driverName) const
+void PluginRouting::save(FDefaultPool& settings, const std::string& driverName) const
 {
-  for (int32_t output = 0; output < outputCount(); ++output)
-    settings.setInt(group(driverName), keyOf(output), at(output));
+  if (FDefaults* stored = settings.getGroup(group(driverName).c_str()))
+    for (int32_t output = 0; output < outputCount(); ++output)
+      stored->setInt(keyOf(output).c_str(), at(output));
 }
 
 } // namespace orbi

@@ -11,7 +11,7 @@
 
 namespace orbi {
 
-class HostSettings;
+class FDefaultPool;
 class OrbPlugin;
 
 /// Which device output each plug-in output plays on. Written on the main thread and read by the
@@ -38,8 +38,8 @@ public:
   void clamp(int32_t last); ///< an entry above the last device output takes its default
 
   /// "OrbPlugRouting\<plug-in>\<driver>", "Port<output>". Loading keeps what isn't stored.
-  void load(const HostSettings& settings, const std::string& driverName);
-  void save(HostSettings& settings, const std::string& driverName) const;
+  void load(FDefaultPool& settings, const std::string& driverName);
+  void save(FDefaultPool& settings, const std::string& driverName) const;
 
 private:
   std::string group(const std::string& driverName) const;

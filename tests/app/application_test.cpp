@@ -2,7 +2,6 @@
 
 #include "platform/driver_source.h"
 #include "platform/temporary_folder.h"
-#include "shared/memory_settings.h"
 
 #include <gtest/gtest.h>
 
@@ -44,17 +43,43 @@ protected:
     std::string title = OrbiPlayerApplication::titleFor(folder_ / program);
     auto application = make<OrbiPlayerApplication>(
         title.c_str(), options,
-        OrbiPlayerApplication::Surroundings{folder_ / program, drivers_, messages_});
-    application->setSettings(&settings_);
+        OrbiPlayerApplication::Surroundings{
+            folder_ / program, drivers_, messages_, folder_ / "settings", {folder_}});
     application->run();
     tempo_ = OrbPluginHost::instance() ? OrbPluginHost::instance()->timeBlock().tempo : 0.0;
     application->finishRun();
     status_ = application->exitStatus();
   }
 
+  /// Looks into the settings between two runs, and keeps what it changes.
+  template <class Look>
+  void withSettings(Look look)
+  {
+    FNFileSystem fileSystem;
+    FObjectFiles files({folder_ / "settings", {}}, fileSystem);
+    FDefaultPool pool;
+    pool.load(files);
+    pool.finishLoading();
+    look(pool);
+    pool.save(files, false);
+  }
+  void setDriver(const char* name)
+  {
+    withSettings([&](FDefaultPool& pool) {
+      pool.getGroup("OrbiPlayerAudio")->setString("LOOM Driver", name);
+    });
+  }
+  std::string storedDriver()
+  {
+    std::string name;
+    withSettings([&](FDefaultPool& pool) {
+      name = pool.getGroup("OrbiPlayerAudio")->getString("LOOM Driver");
+    });
+    return name;
+  }
+
   TemporaryFolder folder_;
   std::vector<platform::DriverRegistration> drivers_;
-  MemorySettings settings_;
   KeptMessages messages_;
   double tempo_ = 0.0;
   int status_ = 0;
@@ -71,9 +96,13 @@ TEST_F(Application, everything_is_taken_down_and_the_driver_and_routing_are_kept
 {
   run({});
   EXPECT_TRUE(messages_.texts.empty());
-  EXPECT_EQ(settings_.texts["OrbiPlayerAudio/LOOM Driver"], fileDriver);
-  EXPECT_EQ(settings_.numbers.count("OrbPlugRouting\\Sine\\LOOM File Driver/Port1"), 1u);
-  EXPECT_EQ(settings_.numbers["OrbPlugRouting\\Sine\\LOOM File Driver/Port1"], 1);
+  EXPECT_EQ(storedDriver(), fileDriver);
+  withSettings([](FDefaultPool& pool) {
+    int64_t place = -1;
+    EXPECT_TRUE(pool.getGroup("OrbPlugRouting\\Sine\\LOOM File Driver")->getInt("Port1", place));
+    EXPECT_EQ(place, 1);
+    EXPECT_EQ(pool.getGroup("OrbiPlayer", 0, false), nullptr); // without a window no first start
+  });
   EXPECT_EQ(OrbPluginHost::instance(), nullptr);
   EXPECT_EQ(LoomDevice::instance(), nullptr);
   EXPECT_EQ(OrbiPlayerMidiInput::instance(), nullptr);
@@ -84,19 +113,19 @@ TEST_F(Application, everything_is_taken_down_and_the_driver_and_routing_are_kept
 
 TEST_F(Application, a_stored_driver_that_is_gone_gives_way_to_the_first_of_the_list)
 {
-  settings_.texts["OrbiPlayerAudio/LOOM Driver"] = nullDriver;
+  setDriver(nullDriver);
   run({});
   EXPECT_TRUE(messages_.texts.empty());
-  EXPECT_EQ(settings_.texts["OrbiPlayerAudio/LOOM Driver"], fileDriver);
+  EXPECT_EQ(storedDriver(), fileDriver);
 }
 
 TEST_F(Application, a_driver_for_one_run_leaves_the_stored_name)
 {
-  settings_.texts["OrbiPlayerAudio/LOOM Driver"] = nullDriver;
+  setDriver(nullDriver);
   Options options;
   options.driver = fileDriver;
   run(options);
-  EXPECT_EQ(settings_.texts["OrbiPlayerAudio/LOOM Driver"], nullDriver);
+  EXPECT_EQ(storedDriver(), nullDriver);
 }
 
 TEST_F(Application, no_driver_that_opens_ends_the_start_with_words)
@@ -104,7 +133,7 @@ TEST_F(Application, no_driver_that_opens_ends_the_start_with_words)
   drivers_.erase(drivers_.begin());
   run({});
   EXPECT_EQ(messages_.texts, std::vector<std::string>{"Audio Engine could not be started !"});
-  EXPECT_TRUE(settings_.numbers.empty());
+  withSettings([](FDefaultPool& pool) { EXPECT_EQ(pool.groupCount(), 0u); });
   drivers_.clear();
   run({});
   EXPECT_EQ(messages_.texts.size(), 2u);
@@ -114,17 +143,41 @@ TEST_F(Application, a_missing_module_is_named_as_it_was_looked_for)
 {
   run({}, "Organ.bin");
   EXPECT_EQ(messages_.texts, std::vector<std::string>{"Plugin \"Organ.so\" not found!"});
-  EXPECT_TRUE(settings_.texts.empty());
+  withSettings([](FDefaultPool& pool) { EXPECT_EQ(pool.groupCount(), 0u); });
 }
 
 TEST_F(Application, tempo_and_signature_come_from_the_settings)
 {
   run({});
   EXPECT_EQ(tempo_, 120.0);
-  settings_.numbers["Orbiplayer/Tempo"] = 97;
-  settings_.numbers["OrbiPlayer/Tempo"] = 55; // another group
+  withSettings([](FDefaultPool& pool) {
+    pool.getGroup("Orbiplayer")->setInt("Tempo", 97);
+    pool.getGroup("OrbiPlayer")->setInt("Tempo", 55); // another group
+  });
   run({});
   EXPECT_EQ(tempo_, 97.0);
+}
+
+TEST_F(Application, words_come_in_the_language_that_was_chosen)
+{
+  std::ofstream(folder_ / "translation.xml")
+      << "<LanguageTable><language key=\"de\">Deutsch</language></LanguageTable><StringTable>"
+         "<String Key=\"Plugin \\\"%s\\\" not found!\"><Deu>%s fehlt</Deu></String></StringTable>";
+  withSettings([](FDefaultPool& pool) { pool.getGroup("General")->setString("Language", "de"); });
+  run({}, "Organ");
+  EXPECT_EQ(messages_.texts, std::vector<std::string>{"Organ.so fehlt"});
+}
+
+TEST_F(Application, settings_that_cannot_be_read_are_kept_beside_the_new_ones)
+{
+  fs::path settings = folder_ / "settings";
+  fs::create_directory(settings);
+  std::ofstream(settings / "Defaults.xml") << "<Defaults><oops";
+  run({});
+  EXPECT_TRUE(messages_.texts.empty());
+  EXPECT_EQ(storedDriver(), fileDriver);
+  EXPECT_EQ(fs::file_size(settings / "Defaults_bad.xml"), 15u);
+  EXPECT_EQ(std::distance(fs::directory_iterator(settings), {}), 2);
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include "host/bridge.h"
 #include "host/song_player.h"
-#include "shared/memory_settings.h"
 #include "shared/probes.h"
 
 /// The host from the driver to the plug-in, between the two probes. The scripts are set before
@@ -65,7 +64,7 @@ public:
 
   PluginProbe plugin;
   DriverProbe driver;
-  MemorySettings settings;
+  orbi::FDefaultPool settings;
   std::unique_ptr<orbi::OrbPluginHost> host;
   orbi::OrbPlugin* loaded = nullptr;
   orbi::Ref<orbi::OrbiPlayerMidiInput> input;
