@@ -3,7 +3,7 @@
 build_packages=(g++ cmake ninja-build pkg-config ccache
   libfluidsynth-dev timgm6mb-soundfont libsmf-dev libsndfile1-dev libasound2-dev libjack-jackd2-dev)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libglib2.0-dev jackd2 clang-14
-  libclang-rt-14-dev clang-format python3)
+  libclang-rt-14-dev clang-format python3 libxml2-dev libexpat1-dev libpugixml-dev)
 
 # install_packages NAME...: installs those that are missing; says what can't be.
 install_packages() {
