@@ -1,6 +1,6 @@
 #include "persist/object_files.h"
 
-#include "foundation/buffered_stream.h"
+#include "foundation/block_stream_reader.h"
 #include "foundation/memory_stream.h"
 #include "persist/file_system.h"
 #include "persist/file_types.h"
@@ -28,6 +28,14 @@ bool holds(FFileSystem& files, const fs::path& path, const FMemoryStream& text)
   std::string there(static_cast<size_t>(text.size()), 0);
   return stream && stream->read(there.data(), text.size()) == text.size() &&
          std::memcmp(there.data(), text.data(), there.size()) == 0;
+}
+
+/// A text that is too long for the format can be written and not be read.
+bool readsBack(FMemoryStream& text, const char* rootTag)
+{
+  FAttributes tree;
+  text.rewind();
+  return ObjectFileReader(text).readRootAttributes(rootTag, tree);
 }
 
 } // namespace
@@ -71,7 +79,8 @@ FObjectFiles::Loaded FObjectFiles::loadAttributes(const char* name, const char* 
     return Loaded::absent;
   Ref<FStream> stream = files_.openStream(*path, openRead);
   if (stream) {
-    ObjectFileReader reader(*stream);
+    FBlockStreamReader blocks(stream.get());
+    ObjectFileReader reader(blocks);
     if (reader.readRootAttributes(rootTag, target))
       return Loaded::yes;
     fail(*path, "line " + std::to_string(reader.line()) + ": " + reader.errorText());
@@ -97,7 +106,7 @@ FObjectFiles::Loaded FObjectFiles::load(const char* name, const char* rootTag, C
 std::optional<fs::path> FObjectFiles::save(const char* name, const char* rootTag,
                                            const CmObject& object, FReplaceQuestion* question)
 {
-  return replace(name, question, [&](FStream& stream) {
+  return replace(name, rootTag, question, [&](FStream& stream) {
     return ObjectFileWriter(stream, pool_).writeRootObject(rootTag, object);
   });
 }
@@ -106,14 +115,14 @@ std::optional<fs::path> FObjectFiles::saveAttributes(const char* name, const cha
                                                      FAttributes& attributes,
                                                      FReplaceQuestion* question)
 {
-  return replace(name, question, [&](FStream& stream) {
+  return replace(name, rootTag, question, [&](FStream& stream) {
     return ObjectFileWriter(stream, pool_).writeRootAttributes(rootTag, attributes);
   });
 }
 
 template <class Write>
-std::optional<fs::path> FObjectFiles::replace(const char* name, FReplaceQuestion* question,
-                                              Write write)
+std::optional<fs::path> FObjectFiles::replace(const char* name, const char* rootTag,
+                                              FReplaceQuestion* question, Write write)
 {
   if (folders_.settings.empty())
     return std::nullopt;
@@ -122,8 +131,8 @@ std::optional<fs::path> FObjectFiles::replace(const char* name, FReplaceQuestion
       !question->mayReplace(std::string(UTranslator::text("Do you want to replace ")) + name + "?"))
     return std::nullopt;
   FMemoryStream text;
-  if (!write(text)) {
-    fail(path, "not everything could be stored");
+  if (!write(text) || !readsBack(text, rootTag)) {
+    fail(path, "not everything can be stored");
     return std::nullopt;
   }
   if (!unreadable_.contains(name) && holds(files_, path, text))

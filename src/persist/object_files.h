@@ -60,8 +60,8 @@ public:
 
 private:
   template <class Write>
-  std::optional<std::filesystem::path> replace(const char* name, FReplaceQuestion* question,
-                                               Write write);
+  std::optional<std::filesystem::path> replace(const char* name, const char* rootTag,
+                                               FReplaceQuestion* question, Write write);
   bool writeNew(const std::filesystem::path& path, const FMemoryStream& text);
   bool putInPlace(const std::string& name, const std::filesystem::path& written);
   std::filesystem::path pathOf(const std::string& name) const;

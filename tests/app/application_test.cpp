@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <utility>
 
 namespace orbi {
@@ -44,7 +45,7 @@ protected:
     auto application = make<OrbiPlayerApplication>(
         title.c_str(), options,
         OrbiPlayerApplication::Surroundings{
-            folder_ / program, drivers_, messages_, folder_ / "settings", {folder_}});
+            folder_ / program, drivers_, messages_, folder_ / "settings", {folder_ / ""}});
     application->run();
     tempo_ = OrbPluginHost::instance() ? OrbPluginHost::instance()->timeBlock().tempo : 0.0;
     application->finishRun();

@@ -25,7 +25,7 @@ protected:
   }
 };
 
-const std::string group = "OrbPlugRouting\\probe_plugin\\Probe 0/Port";
+const std::string group = "OrbPlugRouting\\probe_plugin\\Probe 0";
 
 } // namespace
 
@@ -51,11 +51,10 @@ TEST_F(Routing, stored_routes_come_back_for_their_driver_and_missing_or_mad_ones
 {
   plugin->numOutputs = 6;
   driver->outputs = 8;
-  settings.numbers = {{group + "0", 7},
-                      {group + "1", 8},
-                      {group + "2", -4},
-                      {group + "3", 1LL << 40},
-                      {group + "5", 2}};
+  const std::pair<const char*, int64_t> stored[] = {
+      {"Port0", 7}, {"Port1", 8}, {"Port2", -4}, {"Port3", 1LL << 40}, {"Port5", 2}};
+  for (auto [key, place] : stored)
+    settings.getGroup(group.c_str())->setInt(key, place);
   ASSERT_TRUE(start());
   bridge->loadRouting();
   EXPECT_EQ(routes(), (std::vector<int32_t>{7, 0, 0, 0, 0, 2}));

@@ -2,6 +2,7 @@
 
 #include "host/bridge.h"
 #include "host/song_player.h"
+#include "persist/default_pool.h"
 #include "shared/probes.h"
 
 /// The host from the driver to the plug-in, between the two probes. The scripts are set before
