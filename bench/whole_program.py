@@ -20,6 +20,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 BIN = BUILD / "bin"
 PAGE = os.sysconf("SC_PAGESIZE")
+SETTINGS = tempfile.TemporaryDirectory()
+os.environ["XDG_CONFIG_HOME"] = SETTINGS.name # not the user's own
 
 
 def standalone(folder, name, module):

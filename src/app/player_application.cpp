@@ -201,10 +201,9 @@ bool OrbiPlayerApplication::startAudio()
     songPlayer_->endWithSong();
   }
   songPlayer_->endAfter(options_.seconds);
-  if (options_.render) {
+  if (options_.render)
     songPlayer_->stopDriverAtEnd();
-    wantBusyIdle(); // so that the end isn't waited for
-  }
+  watchForEnd();
   bridge_->loadRouting();
   // The time base is set before the first block, so that a render doesn't depend on when it comes.
   restoreTime();
@@ -237,6 +236,17 @@ bool OrbiPlayerApplication::selectDriver()
     return selected || select(defaultDriverName);
   char name[LoomDriverList::nameLimit];
   return selected && device_->driverName(name) && wanted == name;
+}
+
+/// An end that is near is looked for often, so that nobody waits for it.
+void OrbiPlayerApplication::watchForEnd()
+{
+  constexpr double nearSeconds = 2 * idleMilliseconds / 1000.0;
+  if (!mustEnd_ || !songPlayer_)
+    return;
+  double end = options_.seconds > 0.0 ? options_.seconds : songPlayer_->songSeconds();
+  if (options_.render || songPlayer_->seconds() + nearSeconds >= end)
+    wantBusyIdle();
 }
 
 /// One line for a driver that can't be used, with the reason where one is known.
@@ -309,6 +319,7 @@ void OrbiPlayerApplication::idle()
   }
   if (mustEnd_ && device_ && !device_->isRunning() && !isQuitting())
     endWithoutBlocks();
+  watchForEnd();
   if (options_.render)
     showProgress();
   if (songPlayer_ && songPlayer_->isOver())

@@ -93,6 +93,7 @@ private:
   void show(const std::string& text);
   void fail(const std::string& text); ///< shown, and the program ends
   void endWithoutBlocks();
+  void watchForEnd();
   void showProgress();
   void finishRender(bool complete);
   void reportRender();

@@ -22,6 +22,9 @@ PLAYER = BIN / "SoundFont"
 DEMO = ROOT / "share" / "demo.mid"
 SILENT = ["--headless", "--driver", "LOOM File Driver"]
 
+# Settings go where they don't meet the user's own.
+os.environ["XDG_CONFIG_HOME"] = tempfile.mkdtemp()
+
 CASES = []
 
 
@@ -321,6 +324,33 @@ def main():
                 print(f"  {type(error).__name__}: {error}")
                 print("FAILED", name, flush=True)
     return 1 if failed else 0
+
+
+@case
+def settings_outlive_the_run_and_a_kill_at_any_moment(folder):
+    environment = dict(os.environ, XDG_CONFIG_HOME=folder)
+    settings = pathlib.Path(folder) / "Quillmore" / "SoundFont Standalone"
+    stored = settings / "Defaults.xml"
+    check(run(PLAYER, *SILENT, "--seconds", "0.01", env=environment).returncode == 0)
+    check(b"OrbPlugRouting" in stored.read_bytes())
+    check(b"LOOM Driver" not in stored.read_bytes(), "the driver of one run was stored")
+    for i in range(16):
+        stored.write_bytes(b"<Defaults>\r\n</Defaults>\r\n")  # so that there is something to save
+        process = subprocess.Popen([PLAYER, *SILENT, "--seconds", "0.01"], env=environment)
+        time.sleep(0.008 * i)
+        process.kill()
+        process.wait()
+        there = [path for path in (stored, settings / "Defaults_old.xml") if path.exists()]
+        check(there, "no settings after a kill")
+        check(there[0].read_bytes().endswith(b"</Defaults>\r\n"), "cut:", there[0])
+    check(run(PLAYER, *SILENT, "--seconds", "0.01", env=environment).returncode == 0)
+    check([path.name for path in settings.iterdir()] == ["Defaults.xml"], list(settings.iterdir()))
+    # A folder where nothing can be written, and settings that are none
+    check(run(PLAYER, *SILENT, "--seconds", "0.01",
+              env=dict(os.environ, XDG_CONFIG_HOME="/dev/null/none")).returncode == 0)
+    stored.write_bytes(os.urandom(500))
+    check(run(PLAYER, *SILENT, "--seconds", "0.01", env=environment).returncode == 0)
+    check((settings / "Defaults_bad.xml").stat().st_size == 500)
 
 
 if __name__ == "__main__":
