@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <memory>
+#include <new>
 #include <utility>
 
 namespace orbi {
@@ -95,17 +97,45 @@ void AttributeTable::enterIndex(std::string_view key, uint32_t place) const
   index[i] = {hash, place};
 }
 
-void AttributeTable::add(FStringIDAttribute* value)
+void AttributeTable::reserve(uint32_t count)
+{
+  items_.reserve(items_.size() + count);
+  if (blocks_.empty() && count > 0)
+    addBlock(count);
+}
+
+void AttributeTable::addBlock(uint32_t room)
+{
+  blocks_.emplace_back(new Place[room]);
+  blockRoom_ = room;
+  blockUsed_ = 0;
+}
+
+AttributeTable::Place* AttributeTable::takePlace()
+{
+  if (!freed_.empty()) {
+    Place* place = freed_.back();
+    freed_.pop_back();
+    return place;
+  }
+  if (blockUsed_ == blockRoom_)
+    addBlock(blocks_.empty() ? firstBlock : std::min(blockRoom_ * 2, largestBlock));
+  return &blocks_.back()[blockUsed_++];
+}
+
+FStringIDAttribute& AttributeTable::add(Ref<CmString> key, int userFlags)
 {
   if (items_.capacity() == items_.size())
-    items_.reserve(std::max<size_t>(items_.size() * 2, 4));
+    items_.reserve(std::max<size_t>(items_.size() * 2, firstBlock));
+  auto* value = new (takePlace()) FStringIDAttribute(std::move(key), userFlags);
   items_.push_back(value);
-  if (!index_)
-    return;
-  if (items_.size() * 2 > index_->size())
-    index_ = nullptr; // made anew, larger, for the next search
-  else
-    enterIndex(value->key().view(), count());
+  if (index_) {
+    if (items_.size() * 2 > index_->size())
+      index_ = nullptr; // made anew, larger, for the next search
+    else
+      enterIndex(value->key().view(), count());
+  }
+  return *value;
 }
 
 bool AttributeTable::remove(FStringIDAttribute* value)
@@ -115,7 +145,8 @@ bool AttributeTable::remove(FStringIDAttribute* value)
     return false;
   index_ = nullptr;
   items_.erase(place);
-  value->releaseRef();
+  std::destroy_at(value);
+  freed_.push_back(reinterpret_cast<Place*>(value));
   return true;
 }
 
@@ -124,9 +155,13 @@ void AttributeTable::removeAll()
   // Emptied first: what is let go of may look here.
   std::vector<FStringIDAttribute*> items = std::move(items_);
   items_.clear();
+  std::vector<std::unique_ptr<Place[]>> blocks = std::move(blocks_);
+  blocks_.clear();
+  freed_.clear();
+  blockRoom_ = blockUsed_ = 0;
   index_ = nullptr;
   for (FStringIDAttribute* item : items)
-    item->releaseRef();
+    std::destroy_at(item);
 }
 
 } // namespace orbi

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/attribute_value.h"
+#include "foundation/ref.h"
 
 #include <memory>
 #include <vector>
@@ -9,6 +10,8 @@ namespace orbi {
 
 /// The values behind one or several FAttributes, in the order of their arrival. A few are searched
 /// one by one; from manyItems on an index by key helps.
+///
+/// Its values live and die with it: nobody keeps a reference to one.
 ///
 /// Trees of any depth can be let go of: what would nest too deep waits until the outer ones are
 /// done with.
@@ -22,7 +25,8 @@ public:
   void destroy(uint32_t flags) override;
 
   FStringIDAttribute* find(std::string_view key) const; ///< as CmString::comparesBytes says
-  void add(FStringIDAttribute* value);                  ///< takes over the reference
+  FStringIDAttribute& add(Ref<CmString> key, int userFlags = 0); ///< of a key that isn't there
+  void reserve(uint32_t count);                                  ///< room for so many from now on
   bool remove(FStringIDAttribute* value);
   void removeAll();
 
@@ -46,7 +50,20 @@ private:
 
   using Index = std::vector<Slot>;
 
+  /// Values lie in blocks, each twice as large as the former one: made at once, found at once.
+  static constexpr uint32_t firstBlock = 4;
+  static constexpr uint32_t largestBlock = 256;
+  struct alignas(FStringIDAttribute) Place {
+    unsigned char bytes[sizeof(FStringIDAttribute)];
+  };
+  Place* takePlace();
+  void addBlock(uint32_t room);
+
   std::vector<FStringIDAttribute*> items_;
+  std::vector<std::unique_ptr<Place[]>> blocks_;
+  uint32_t blockRoom_ = 0; ///< places of the last block
+  uint32_t blockUsed_ = 0;
+  std::vector<Place*> freed_;            ///< of values that were removed
   mutable std::unique_ptr<Index> index_; ///< made when it is needed; its size is a power of two
   AttributeTable* nextWaiting_ = nullptr;
 };

@@ -94,18 +94,19 @@ FStringIDAttribute& FAttributes::require(std::string_view key, int userFlags)
 {
   if (FStringIDAttribute* present = find(key))
     return *present;
-  auto* value = new FStringIDAttribute(key, userFlags);
-  values().add(value);
-  return *value;
+  return values().add(make<CmString>(key), userFlags);
 }
 
 FStringIDAttribute& FAttributes::require(const Ref<CmString>& key)
 {
   if (FStringIDAttribute* present = find(key->view()))
     return *present;
-  auto* value = new FStringIDAttribute(key);
-  values().add(value);
-  return *value;
+  return values().add(key);
+}
+
+FStringIDAttribute& FAttributes::addNew(const Ref<CmString>& key)
+{
+  return values().add(key);
 }
 
 bool FAttributes::remove(const char* key)
@@ -327,10 +328,8 @@ bool FAttributes::read(FStream& stream)
     CmString key;
     if (!key.read(stream))
       return false;
-    Ref<FStringIDAttribute> value = make<FStringIDAttribute>(key.view());
-    if (!value->read(stream))
+    if (!loaded->add(make<CmString>(key.view())).read(stream))
       return false;
-    loaded->add(value.detach());
   }
   values_ = loaded;
   return true;

@@ -89,6 +89,7 @@ public:
 
   // The values as they stand
   bool has(const char* key) const { return find(key) != nullptr; }
+  void reserve(uint32_t count) { values().reserve(count); } ///< room for so many more values
   bool remove(const char* key);
   void removeAll();
   uint32_t count() const { return values_ ? values_->count() : 0; }
@@ -103,6 +104,7 @@ public:
   FStringIDAttribute& require(const char* key, int userFlags = 0); ///< made when it is missing
   FStringIDAttribute& require(std::string_view key, int userFlags = 0);
   FStringIDAttribute& require(const Ref<CmString>& key); ///< kept, not copied
+  FStringIDAttribute& addNew(const Ref<CmString>& key);  ///< of a key that is known to be missing
 
   /// The first container on the path "key" or "outer|inner", by depth; null for none.
   FAttributes* findAttributes(std::string_view search) const;

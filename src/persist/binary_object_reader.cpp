@@ -11,6 +11,8 @@ namespace orbi {
 
 namespace {
 
+constexpr int32_t mostReserved = 64; // values; a count may lie
+
 void handOver(FAttributes* target, const FAttributes& loaded)
 {
   if (target)
@@ -75,7 +77,7 @@ bool BinaryObjectReader::readFirstSection()
   if (!input_.takeNumber(count))
     return false;
   for (; count > 0; --count) {
-    const Key key = takeKey();
+    Key key = takeKey();
     if (!key || !pushInstance(Goal::rootReference, key) || !run())
       return false;
   }
@@ -88,7 +90,7 @@ bool BinaryObjectReader::readSecondSection()
   if (!input_.takeNumber(count))
     return false;
   for (; count > 0; --count) {
-    const Key key = takeKey();
+    Key key = takeKey();
     if (!key || !pushBlock(Goal::inlineRoot, key) || !run())
       return false;
   }
@@ -137,11 +139,15 @@ bool BinaryObjectReader::push(Frame frame)
 {
   if (!input_.takeNumber(frame.left))
     return false;
+  if (frame.kind == Kind::block && frame.left > 0)
+    static_cast<FAttributes*>(frame.container.get())
+        ->reserve(static_cast<uint32_t>(std::min(frame.left, mostReserved)));
+  frame.opened = keys_.open();
   frames_.push_back(std::move(frame));
   return true;
 }
 
-bool BinaryObjectReader::pushBlock(Goal goal, const Key& key)
+bool BinaryObjectReader::pushBlock(Goal goal, Key key)
 {
   Frame frame;
   frame.goal = goal;
@@ -151,7 +157,7 @@ bool BinaryObjectReader::pushBlock(Goal goal, const Key& key)
   return push(std::move(frame));
 }
 
-bool BinaryObjectReader::pushInstance(Goal goal, const Key& key)
+bool BinaryObjectReader::pushInstance(Goal goal, Key key)
 {
   Frame frame;
   frame.goal = goal;
@@ -163,7 +169,7 @@ bool BinaryObjectReader::pushInstance(Goal goal, const Key& key)
   return push(std::move(frame));
 }
 
-bool BinaryObjectReader::pushOldObject(const Key& key)
+bool BinaryObjectReader::pushOldObject(Key key)
 {
   Frame frame;
   frame.goal = Goal::oldObject;
@@ -175,7 +181,7 @@ bool BinaryObjectReader::pushOldObject(const Key& key)
   return push(std::move(frame));
 }
 
-bool BinaryObjectReader::pushList(Kind kind, Ref<CmObject> list, const Key& key)
+bool BinaryObjectReader::pushList(Kind kind, Ref<CmObject> list, Key key)
 {
   Frame frame;
   frame.kind = kind;
@@ -205,7 +211,7 @@ void BinaryObjectReader::finish(Frame& frame)
     finishOldObject(frame);
     break;
   case Goal::inlineRoot:
-    inlineRoots_->require(frame.key).setObject(frame.container.detach(), ObjectMode::adopted);
+    inlineRoots_->require(frame.key->text).setObject(frame.container.detach(), ObjectMode::adopted);
     break;
   }
 }
@@ -215,7 +221,7 @@ void BinaryObjectReader::finishInstance(Frame& frame, FAttributes* roots)
   auto attributes = Ref<FAttributes>::adopt(static_cast<FAttributes*>(frame.container.detach()));
   auto instance = make<FXmlInstance>(frame.id, frame.className, std::move(attributes));
   if (roots)
-    roots->require(frame.key).setObject(instance.get(), ObjectMode::shared);
+    roots->require(frame.key->text).setObject(instance.get(), ObjectMode::shared);
   else
     place(frame.key, instance);
   graph_.complete(frame.owner, std::move(instance), ReferenceGraph::Place::held);
@@ -233,10 +239,10 @@ void BinaryObjectReader::finishOldObject(Frame& frame)
 }
 
 /// Puts an object into the container that is being filled.
-void BinaryObjectReader::place(const Key& key, Ref<CmObject> object)
+void BinaryObjectReader::place(Key key, Ref<CmObject> object)
 {
   if (frames_.back().kind == Kind::block)
-    block().require(key).setObject(object.detach(), ObjectMode::adopted);
+    valueOf(key).setObject(object.detach(), ObjectMode::adopted);
   else
     static_cast<FObjectList*>(frames_.back().container.get())->append(object.detach(), true);
 }
@@ -245,7 +251,7 @@ void BinaryObjectReader::place(const Key& key, Ref<CmObject> object)
 /// length is likely to fail.
 bool BinaryObjectReader::readEntry()
 {
-  const Key key = takeKey();
+  Key key = takeKey();
   uint16_t kind = 0;
   if (!key || !input_.takeNumber(kind))
     return false;
@@ -254,14 +260,14 @@ bool BinaryObjectReader::readEntry()
     int64_t value = 0;
     if (!input_.takeNumber(value))
       return false;
-    block().require(key).setInt(value);
+    valueOf(key).setInt(value);
     return true;
   }
   case attributeDouble: {
     double value = 0;
     if (!input_.takeNumber(value))
       return false;
-    block().require(key).setDouble(value);
+    valueOf(key).setDouble(value);
     return true;
   }
   case attributeText:
@@ -273,7 +279,7 @@ bool BinaryObjectReader::readEntry()
   }
 }
 
-bool BinaryObjectReader::readText(const Key& key)
+bool BinaryObjectReader::readText(Key key)
 {
   int32_t length = 0;
   if (!input_.takeNumber(length) || length < 0 || length > longestText)
@@ -282,11 +288,11 @@ bool BinaryObjectReader::readText(const Key& key)
   if (!bytes)
     return false;
   if (length > 0)
-    block().require(key).setText({bytes, strnlen(bytes, static_cast<size_t>(length))});
+    valueOf(key).setText({bytes, strnlen(bytes, static_cast<size_t>(length))});
   return true;
 }
 
-bool BinaryObjectReader::readObject(const Key& key)
+bool BinaryObjectReader::readObject(Key key)
 {
   uint16_t tag = 0;
   if (!input_.takeNumber(tag))
@@ -329,7 +335,7 @@ bool BinaryObjectReader::readItem()
   return tag == binaryTagInstance && pushInstance(Goal::instance, nullptr);
 }
 
-bool BinaryObjectReader::readReference(const Key& key)
+bool BinaryObjectReader::readReference(Key key)
 {
   int64_t id = 0;
   if (!input_.takeNumber(id))
@@ -359,7 +365,7 @@ bool BinaryObjectReader::takeNumbers(std::vector<Number>& numbers)
   return true;
 }
 
-bool BinaryObjectReader::readIntList(const Key& key)
+bool BinaryObjectReader::readIntList(Key key)
 {
   auto list = make<FIntList>();
   if (!takeNumbers(list->values))
@@ -368,7 +374,7 @@ bool BinaryObjectReader::readIntList(const Key& key)
   return true;
 }
 
-bool BinaryObjectReader::readFloatList(const Key& key)
+bool BinaryObjectReader::readFloatList(Key key)
 {
   auto list = make<FFloatList>();
   if (!takeNumbers(list->values))
@@ -377,7 +383,7 @@ bool BinaryObjectReader::readFloatList(const Key& key)
   return true;
 }
 
-bool BinaryObjectReader::readStringList(const Key& key)
+bool BinaryObjectReader::readStringList(Key key)
 {
   auto list = make<FStringList>();
   int32_t count = 0;
@@ -391,7 +397,7 @@ bool BinaryObjectReader::readStringList(const Key& key)
   return true;
 }
 
-bool BinaryObjectReader::readBytes(const Key& key)
+bool BinaryObjectReader::readBytes(Key key)
 {
   uint32_t size = 0;
   auto stream = make<FMemoryStream>();
@@ -436,7 +442,7 @@ BinaryObjectReader::Key BinaryObjectReader::takeKey()
   if (!input_.takeNumber(length) || length < 0 || length > longestKey)
     return nullptr;
   const char* bytes = input_.take(static_cast<size_t>(length));
-  return bytes ? keys_.keyFor({bytes, strnlen(bytes, static_cast<size_t>(length))}) : nullptr;
+  return bytes ? &keys_.keyFor({bytes, strnlen(bytes, static_cast<size_t>(length))}) : nullptr;
 }
 
 } // namespace orbi

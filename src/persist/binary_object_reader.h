@@ -63,7 +63,7 @@ public:
   int64_t failedAt() const { return input_.taken(); } ///< bytes from the start, after a failure
 
 private:
-  using Key = Ref<CmString>;
+  using Key = KeyPool::Key*; ///< null for none
   enum class Kind { block, subList, objectList, oldObjects };
   enum class Goal { value, listItem, instance, oldObject, inlineRoot, rootReference };
 
@@ -74,7 +74,8 @@ private:
     Ref<CmObject> container;
     int32_t left = 0; ///< entries or items to come
     int32_t owner = ReferenceGraph::outside;
-    Key key;               ///< of the value or root
+    Key key = nullptr;     ///< of the value or root
+    uint64_t opened = 0;   ///< number of the container
     std::string className; ///< this and the ID for an instance
     int64_t id = 0;
   };
@@ -86,30 +87,34 @@ private:
   bool run();
   bool step();
   bool push(Frame frame);
-  bool pushBlock(Goal goal, const Key& key);
-  bool pushInstance(Goal goal, const Key& key);
-  bool pushOldObject(const Key& key);
-  bool pushList(Kind kind, Ref<CmObject> list, const Key& key);
+  bool pushBlock(Goal goal, Key key);
+  bool pushInstance(Goal goal, Key key);
+  bool pushOldObject(Key key);
+  bool pushList(Kind kind, Ref<CmObject> list, Key key);
   void finish(Frame& frame);
   void finishInstance(Frame& frame, FAttributes* roots);
   void finishOldObject(Frame& frame);
-  void place(const Key& key, Ref<CmObject> object);
+  void place(Key key, Ref<CmObject> object);
 
   // Entries and items
   bool readEntry();
-  bool readText(const Key& key);
-  bool readObject(const Key& key);
+  bool readText(Key key);
+  bool readObject(Key key);
   bool readItem();
-  bool readReference(const Key& key);
-  bool readIntList(const Key& key);
-  bool readFloatList(const Key& key);
-  bool readStringList(const Key& key);
-  bool readBytes(const Key& key);
+  bool readReference(Key key);
+  bool readIntList(Key key);
+  bool readFloatList(Key key);
+  bool readStringList(Key key);
+  bool readBytes(Key key);
 
   bool takeText(std::string& text, int32_t longest);
   Key takeKey(); ///< null when the stream ends before or the text is too long
   template <class Number>
   bool takeNumbers(std::vector<Number>& numbers);
+  FStringIDAttribute& valueOf(Key key)
+  {
+    return keys_.valueIn(block(), frames_.back().opened, *key);
+  }
   FAttributes& block() { return *static_cast<FAttributes*>(frames_.back().container.get()); }
   int32_t owner() const { return frames_.empty() ? ReferenceGraph::outside : frames_.back().owner; }
 

@@ -103,7 +103,8 @@ void FDefaultPool::closePool()
 bool FDefaultPool::storeAttributes(FAttributes& attributes) const
 {
   for (uint32_t i = 0; i < entries_.count(); ++i)
-    if (auto* group = static_cast<FDefaults*>(entries_.at(static_cast<int32_t>(i))); !group->isEmpty())
+    if (auto* group = static_cast<FDefaults*>(entries_.at(static_cast<int32_t>(i)));
+        !group->isEmpty())
       attributes.appendObject("Entries", group, false);
   if (autoSavers_.empty())
     return true;

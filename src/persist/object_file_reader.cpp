@@ -147,10 +147,12 @@ bool ObjectFileReader::enter(Context context, bool isEmpty)
   context.taker = context.made.get();
   if (context.owner == ReferenceGraph::outside)
     context.owner = top().owner;
-  if (isEmpty)
+  if (isEmpty) {
     finish(context);
-  else
-    contexts_.push_back(std::move(context));
+    return true;
+  }
+  context.opened = keys_.open();
+  contexts_.push_back(std::move(context));
   return true;
 }
 
@@ -162,6 +164,7 @@ bool ObjectFileReader::goOn(bool isEmpty)
   Context same;
   same.kind = top().kind;
   same.taker = top().taker;
+  same.opened = top().opened;
   same.owner = top().owner;
   contexts_.push_back(std::move(same));
   return true;
@@ -174,16 +177,15 @@ void ObjectFileReader::finish(Context& context)
   case Goal::none:
     break;
   case Goal::value:
-    currentAttributes()
-        ->require(context.name)
-        .setObject(context.made.detach(), ObjectMode::adopted);
+    valueFor(*context.name).setObject(context.made.detach(), ObjectMode::adopted);
     break;
   case Goal::listItem:
     static_cast<FSubList*>(top().taker)->append(static_cast<FAttributes*>(context.made.detach()));
     break;
   case Goal::inlineRoot:
     if (inlineRoots_)
-      inlineRoots_->require(context.name).setObject(context.made.detach(), ObjectMode::adopted);
+      inlineRoots_->require(context.name->text)
+          .setObject(context.made.detach(), ObjectMode::adopted);
     break;
   case Goal::instance:
     finishInstance(context);
@@ -198,7 +200,7 @@ void ObjectFileReader::finishInstance(Context& context)
   FAttributes* current = context.name ? currentAttributes() : nullptr;
   auto place = ReferenceGraph::Place::held;
   if (current)
-    current->require(context.name).setObject(instance.get(), ObjectMode::shared);
+    valueFor(*context.name).setObject(instance.get(), ObjectMode::shared);
   else if (top().kind == ReaderContext::objectList)
     static_cast<FObjectList*>(top().taker)->append(Ref<FXmlInstance>(instance).detach(), true);
   else
@@ -224,7 +226,12 @@ FAttributeValue* ObjectFileReader::valueFor(const XmlAttributes& attributes)
 {
   FAttributes* current = currentAttributes();
   const std::string_view* name = attributes.valueOf("name");
-  return current && name ? &current->require(keys_.keyFor(*name)) : nullptr;
+  return current && name ? &valueFor(keys_.keyFor(*name)) : nullptr;
+}
+
+FAttributeValue& ObjectFileReader::valueFor(KeyPool::Key& key)
+{
+  return keys_.valueIn(*currentAttributes(), top().opened, key);
 }
 
 bool ObjectFileReader::startInt(const XmlAttributes& attributes, bool isEmpty)
@@ -264,7 +271,7 @@ bool ObjectFileReader::startMember(const XmlAttributes& attributes, bool isEmpty
   context.kind = ReaderContext::member;
   context.goal = Goal::value;
   context.made = make<FAttributes>();
-  context.name = keys_.keyFor(*name);
+  context.name = &keys_.keyFor(*name);
   return enter(std::move(context), isEmpty);
 }
 
@@ -277,7 +284,7 @@ bool ObjectFileReader::startBinary(const XmlAttributes& attributes, bool isEmpty
   context.kind = ReaderContext::binary;
   context.goal = Goal::value;
   context.made = make<FMemoryStream>();
-  context.name = keys_.keyFor(*name);
+  context.name = &keys_.keyFor(*name);
   return enter(std::move(context), isEmpty);
 }
 
@@ -294,7 +301,7 @@ bool ObjectFileReader::startList(const XmlAttributes& attributes, bool isEmpty)
     context.kind = listType.kind;
     context.goal = Goal::value;
     context.made = Ref<CmObject>::adopt(listType.create());
-    context.name = keys_.keyFor(*name);
+    context.name = &keys_.keyFor(*name);
     return enter(std::move(context), isEmpty);
   }
   return goOn(isEmpty);
@@ -348,7 +355,7 @@ bool ObjectFileReader::startObject(const XmlAttributes& attributes, bool isEmpty
   context.goal = Goal::instance;
   context.made = make<FAttributes>();
   if (name)
-    context.name = keys_.keyFor(*name);
+    context.name = &keys_.keyFor(*name);
   context.className = *className;
   context.id = id;
   context.owner = graph_.begin(top().owner);
@@ -363,7 +370,7 @@ bool ObjectFileReader::startReference(const XmlAttributes& attributes, int64_t i
     return false;
   Ref<FXmlReference> reference = newReference(id);
   if (current)
-    current->require(keys_.keyFor(*name)).setObject(reference.detach(), ObjectMode::adopted);
+    valueFor(keys_.keyFor(*name)).setObject(reference.detach(), ObjectMode::adopted);
   else
     static_cast<FObjectList*>(top().taker)->append(reference.detach(), true);
   return goOn(isEmpty);
@@ -386,7 +393,7 @@ bool ObjectFileReader::startRoot(const XmlAttributes& attributes, bool isEmpty)
     context.kind = ReaderContext::object;
     context.goal = Goal::inlineRoot;
     context.made = make<FAttributes>();
-    context.name = keys_.keyFor(*name);
+    context.name = &keys_.keyFor(*name);
     return enter(std::move(context), isEmpty);
   }
   const int64_t id = readInt(viewOf(attributes.valueOf("ID")));
@@ -395,7 +402,8 @@ bool ObjectFileReader::startRoot(const XmlAttributes& attributes, bool isEmpty)
   auto reference = make<FXmlReference>(id);
   graph_.addReference(ReferenceGraph::outside, reference);
   if (byReference_)
-    byReference_->require(keys_.keyFor(*name)).setObject(reference.detach(), ObjectMode::adopted);
+    byReference_->require(keys_.keyFor(*name).text)
+        .setObject(reference.detach(), ObjectMode::adopted);
   return true;
 }
 

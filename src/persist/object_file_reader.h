@@ -25,11 +25,12 @@ struct ReaderContext {
   Kind kind = root;
   CmObject* taker = nullptr; ///< FAttributes, list or FMemoryStream; null for none
   int32_t owner = ReferenceGraph::outside;
+  uint64_t opened = 0; ///< number of the taker
 
   // Given away when the element ends
   Goal goal = Goal::none;
   Ref<CmObject> made; ///< the taker, when the element made it
-  Ref<CmString> name;
+  KeyPool::Key* name = nullptr;
   std::string className; ///< this and the ID for an instance
   int64_t id = 0;
 
@@ -82,6 +83,7 @@ private:
   bool startRootTag(std::string_view tag, bool isEmpty);
 
   FAttributeValue* valueFor(const XmlAttributes& attributes);
+  FAttributeValue& valueFor(KeyPool::Key& key); ///< in the current attributes
   bool addItem(const XmlAttributes& attributes);
   bool startReference(const XmlAttributes& attributes, int64_t id, bool isEmpty);
   Ref<FXmlReference> newReference(int64_t id);

@@ -60,14 +60,30 @@ private:
 /// The keys of one file, each kept once: most are met again and again.
 class KeyPool {
 public:
-  const Ref<CmString>& keyFor(std::string_view text);
+  struct Key {
+    Ref<CmString> text;
+    uint64_t lastUse = 0; ///< the newest container when it was met last
+  };
+  Key& keyFor(std::string_view text); ///< stays where it is
+
+  /// The number of a container that is about to be filled.
+  uint64_t open() { return ++newest_; }
+  /// The key's value in a container of the reader's own. One that wasn't met since the container
+  /// was opened isn't looked for there.
+  FStringIDAttribute& valueIn(FAttributes& container, uint64_t opened, Key& key)
+  {
+    const bool isNew = key.lastUse < opened && CmString::comparesBytes;
+    key.lastUse = newest_;
+    return isNew ? container.addNew(key.text) : container.require(key.text);
+  }
 
 private:
   static constexpr size_t recentCount = 64; ///< a power of two
 
   /// Keys met lately, by length and last characters.
-  std::array<Ref<CmString>, recentCount> recent_;
-  std::unordered_map<std::string_view, Ref<CmString>> keys_; ///< the views are of the keys
+  std::array<Key*, recentCount> recent_{};
+  std::unordered_map<std::string_view, Key> keys_; ///< the views are of the keys
+  uint64_t newest_ = 0;
 };
 
 /// The containers on the way down to where a writer stands. One that lies in itself would never
