@@ -220,10 +220,9 @@ bool OrbiPlayerApplication::selectDriver()
   std::string wanted = group ? group->getString("LOOM Driver") : "";
   if (wanted.empty())
     wanted = defaultDriverName;
-  if (options_.driver || options_.render) {
+  const bool isForRun = options_.driver || options_.render;
+  if (isForRun)
     wanted = options_.render ? "LOOM File Driver" : *options_.driver;
-    bridge_->setRunDriver(wanted);
-  }
   // A driver that was made but doesn't open stays selected; it is no success.
   auto select = [this](const char* name) {
     return device_->selectDriver(std::max(device_->findDriver(name), 0)) && device_->isOpened();
@@ -231,11 +230,12 @@ bool OrbiPlayerApplication::selectDriver()
   // A sound file was asked for: no other driver will do.
   if (options_.render && device_->findDriver(wanted.c_str()) < 0)
     return false;
-  bool selected = select(wanted.c_str());
-  if (!options_.render)
-    return selected || select(defaultDriverName);
+  const bool selected = select(wanted.c_str()) || (!options_.render && select(defaultDriverName));
   char name[LoomDriverList::nameLimit];
-  return selected && device_->driverName(name) && wanted == name;
+  device_->driverName(name);
+  if (isForRun)
+    bridge_->setRunDriver(name); // what took the wanted one's place wasn't chosen either
+  return selected && (!options_.render || wanted == name);
 }
 
 /// An end that is near is looked for often, so that nobody waits for it.
@@ -312,7 +312,7 @@ void OrbiPlayerApplication::idle()
   GApplication::idle();
   if (plugin_ && plugin_->hasFaulted() && !pluginFaultShown_) {
     pluginFaultShown_ = true;
-    show("Plugin \"" + plugin_->name() + "\" failed while it played and was switched off.");
+    show(filled("Plugin \"%s\" failed while it played and was switched off.", plugin_->name()));
     exitStatus_ = 1;
     if (options_.render)
       setQuit();

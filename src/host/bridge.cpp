@@ -234,7 +234,8 @@ void OrbiPlayerAudioBridge::saveRouting()
 {
   LoomDevice* device = LoomDevice::instance();
   char driver[LoomDriverList::nameLimit];
-  if (device && settings_ && device->driverName(driver) && driver[0])
+  // What a driver that doesn't open was routed by was never loaded, or was given up.
+  if (device && settings_ && device->isOpened() && device->driverName(driver) && driver[0])
     routing_->save(*settings_, driver);
 }
 

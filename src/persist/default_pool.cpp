@@ -24,7 +24,7 @@ FDefaults* FDefaultPool::getGroup(const char* name, int32_t version, bool create
   if (closed_ || !name || !*name)
     return nullptr;
   FDefaults wanted(name, version);
-  if (auto* found = static_cast<FDefaults*>(entries_.find(&wanted))) {
+  while (auto* found = static_cast<FDefaults*>(entries_.find(&wanted))) { // a file may hold two
     if (found->version() == version)
       return found;
     entries_.remove(found);
@@ -73,8 +73,8 @@ void FDefaultPool::finishLoading()
       if (auto* state = savedAutoState_->getObject<FAttributes>(saver->getClassName()))
         saver->loadAttributes(*state);
   savedAutoState_ = nullptr;
-  for (Callback function : loadCallbacks_)
-    function();
+  for (size_t i = 0; i < loadCallbacks_.size(); ++i) // one may add another
+    loadCallbacks_[i]();
   loaded_ = true;
 }
 
@@ -85,8 +85,8 @@ bool FDefaultPool::save(FObjectFiles& files, bool runCallbacks)
   if (!loaded_)
     return false;
   if (runCallbacks)
-    for (Callback function : saveCallbacks_)
-      function();
+    for (size_t i = 0; i < saveCallbacks_.size(); ++i)
+      saveCallbacks_[i]();
   files.save(fileName, fileName, *this);
   return true;
 }

@@ -50,6 +50,12 @@ bool FObjectFiles::exists(const fs::path& path) const
   return files_.exists(path);
 }
 
+/// Of a save that was cut off; the next one clears them away.
+bool FObjectFiles::hasLeftovers(const std::string& name) const
+{
+  return exists(pathOf(name + oldSuffix)) || exists(pathOf(name + newSuffix));
+}
+
 bool FObjectFiles::fail(const fs::path& path, const std::string& reason)
 {
   error_ = path.string() + ": " + reason;
@@ -87,8 +93,8 @@ FObjectFiles::Loaded FObjectFiles::loadAttributes(const char* name, const char* 
   } else {
     fail(*path, "can't be opened");
   }
-  if (*path == pathOf(name))
-    unreadable_.insert(name);
+  if (*path == pathOf(name) || *path == pathOf(name + std::string(oldSuffix)))
+    unreadable_[name] = *path;
   return Loaded::unreadable;
 }
 
@@ -135,14 +141,19 @@ std::optional<fs::path> FObjectFiles::replace(const char* name, const char* root
     fail(path, "not everything can be stored");
     return std::nullopt;
   }
-  if (!unreadable_.contains(name) && holds(files_, path, text))
+  if (!unreadable_.contains(name) && !hasLeftovers(name) && holds(files_, path, text))
     return path; // nothing has changed
   if (!files_.makeFolder(folders_.settings)) {
     fail(folders_.settings, "the folder can't be made");
     return std::nullopt;
   }
   fs::path written = pathOf(std::string(name) + newSuffix);
-  if (!writeNew(written, text) || !putInPlace(name, written)) {
+  bool isWhole = writeNew(written, text);
+  if (isWhole && !holds(files_, written, text)) { // another program took it for a leftover
+    fail(written, "was taken away");
+    return std::nullopt;
+  }
+  if (!isWhole || !putInPlace(name, written)) {
     files_.remove(written);
     return std::nullopt;
   }
@@ -174,18 +185,20 @@ bool FObjectFiles::writeNew(const fs::path& path, const FMemoryStream& text)
 bool FObjectFiles::putInPlace(const std::string& name, const fs::path& written)
 {
   fs::path path = pathOf(name);
-  bool isBad = unreadable_.contains(name);
+  const auto bad = unreadable_.find(name);
+  bool isBad = bad != unreadable_.end();
+  fs::path there = isBad ? bad->second : path;
   fs::path former = pathOf(name + (isBad ? badSuffix : oldSuffix));
   bool isKept = false;
-  if (exists(path)) {
+  if (exists(there)) {
     files_.remove(former);
-    isKept = files_.rename(path, former);
+    isKept = files_.rename(there, former);
     if (!isKept && isBad)
-      return fail(path, "can't be read and can't be kept under another name");
+      return fail(there, "can't be read and can't be kept under another name");
   }
   if (!files_.rename(written, path)) {
     if (isKept)
-      files_.rename(former, path);
+      files_.rename(former, there);
     return fail(path, "can't be replaced");
   }
   platform::flushFolder(folders_.settings);

@@ -4,8 +4,8 @@
 #include "foundation/text_buffer_pool.h"
 
 #include <filesystem>
+#include <map>
 #include <optional>
-#include <set>
 #include <string>
 
 namespace orbi {
@@ -67,12 +67,14 @@ private:
   std::filesystem::path pathOf(const std::string& name) const;
   std::optional<std::filesystem::path> find(const std::string& name) const;
   bool exists(const std::filesystem::path& path) const;
+  bool hasLeftovers(const std::string& name) const;
   bool fail(const std::filesystem::path& path, const std::string& reason);
 
   Folders folders_;
   FFileSystem& files_;
   TextBufferPool pool_;
-  std::set<std::string> unreadable_; ///< names whose file is there and no object file
+  std::map<std::string, std::filesystem::path>
+      unreadable_; ///< by name: the user's file that is none
   std::string error_;
 };
 

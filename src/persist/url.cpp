@@ -109,7 +109,7 @@ bool FUrl::exists() const
 bool FUrl::isEqual(const CmObject* other) const
 {
   auto* url = castTo<FUrl>(other);
-  return url && url->text_.view() == text_.view();
+  return url && url->text_.view() == text_.view() && url->fileSystem() == fileSystem();
 }
 
 bool FUrl::read(FStream& stream)

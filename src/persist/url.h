@@ -22,7 +22,7 @@ public:
   Ref<FStream> openStream(uint32_t mode) const; ///< null for an unknown scheme as well
   bool exists() const;
 
-  bool isEqual(const CmObject* other) const override; ///< same text
+  bool isEqual(const CmObject* other) const override; ///< same text, same file system
   bool read(FStream& stream) override;                ///< the text
   bool write(FStream& stream) const override;
 

@@ -68,6 +68,10 @@ TEST_F(Routing, stored_routes_come_back_for_their_driver_and_missing_or_mad_ones
   device->selectDriver(1);
   bridge->loadRouting();
   EXPECT_EQ(routes(), (std::vector<int32_t>(6, 0)));
+  driver->failing = ProbeDriver::atInit; // it will be there again next time
+  EXPECT_FALSE(device->selectDriver(0));
+  bridge->saveSettings();
+  EXPECT_EQ(settings.getGroup(group.c_str())->getInt("Port0"), 7);
 }
 
 TEST_F(Routing, a_pair_is_on_exactly_when_one_of_its_outputs_is_used)

@@ -106,6 +106,8 @@ TEST_F(FileSystem, addresses_find_what_their_text_names)
   EXPECT_TRUE(loaded.read(stream));
   EXPECT_TRUE(loaded.exists());
 
+  auto skin = make<FResourceArchive>(at("skin.qrf"));
+  EXPECT_FALSE(FUrl(skin.get(), "x").isEqual(make<FUrl>(files.get(), FNPath("x")).get()));
   EXPECT_EQ(FUrl("file://localhost/x%2").path(), FNPath("/x%2"));
   EXPECT_EQ(FUrl("http://host/x").scheme(), "http");
   EXPECT_FALSE(FUrl("http://" + folder.path().string()).exists());
@@ -149,7 +151,6 @@ TEST_F(FileSystem, virtual_one_changes_nothing_where_it_only_reads)
                reads.makeFolder("new"));
   FVFileSystem writes(folder.path());
   EXPECT_TRUE(writes.makeFolder("new") && writes.rename("f", "new/g"));
-  EXPECT_EQ(contentsOf(writes, at("new\\..").parent()), "(null)");
   EXPECT_EQ(contentsOf(reads, at("new/g")), "text"); // an absolute path is used as it stands
   EXPECT_TRUE(writes.remove("new/g"));
 }

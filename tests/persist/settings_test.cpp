@@ -240,21 +240,31 @@ TEST_F(Settings, are_looked_for_in_their_order)
   save(3);
   EXPECT_EQ(load(), 3);
   EXPECT_EQ(fileCount(), 1u);
+
+  // What a save left that was cut off goes with the next one, also when nothing has changed.
+  for (const char* leftover : {"user/Defaults_old.xml", "user/Defaults_new.xml"}) {
+    write(leftover, "<Defaults>");
+    save(3);
+    EXPECT_EQ(load(), 3);
+    EXPECT_EQ(fileCount(), 1u) << leftover;
+  }
 }
 
 TEST_F(Settings, a_file_that_cannot_be_read_is_kept_and_named_with_its_line)
 {
-  write("user/Defaults.xml", "<Defaults>\n<int name=\"a\" value=\"1\"/>\n</Wrong>");
-  FObjectFiles from = files();
-  FDefaultPool pool;
-  EXPECT_EQ(from.load("Defaults", "Defaults", pool), FObjectFiles::Loaded::unreadable);
-  EXPECT_EQ(from.error(),
-            (folder_ / "user" / "Defaults.xml").string() + ": line 3: Xml data malformed!");
-  pool.finishLoading();
-  EXPECT_TRUE(pool.save(from, false));
-  EXPECT_NE(read("Defaults_bad.xml").find("</Wrong>"), std::string::npos);
-  EXPECT_EQ(read("Defaults.xml"), "<Defaults>\r\n</Defaults>\r\n");
-  EXPECT_EQ(fileCount(), 2u);
+  for (const char* name : {"Defaults.xml", "Defaults_old.xml"}) {
+    fs::remove_all(folder_ / "user");
+    write(fs::path("user") / name, "<Defaults>\n<int name=\"a\" value=\"1\"/>\n</Wrong>");
+    FObjectFiles from = files();
+    FDefaultPool pool;
+    EXPECT_EQ(from.load("Defaults", "Defaults", pool), FObjectFiles::Loaded::unreadable);
+    EXPECT_EQ(from.error(), (folder_ / "user" / name).string() + ": line 3: Xml data malformed!");
+    pool.finishLoading();
+    EXPECT_TRUE(pool.save(from, false));
+    EXPECT_NE(read("Defaults_bad.xml").find("</Wrong>"), std::string::npos) << name;
+    EXPECT_EQ(read("Defaults.xml"), "<Defaults>\r\n</Defaults>\r\n");
+    EXPECT_EQ(fileCount(), 2u);
+  }
 }
 
 TEST_F(Settings, nothing_is_replaced_without_leave_nor_by_what_could_not_be_read)
