@@ -87,7 +87,7 @@ FObjectFiles::Loaded FObjectFiles::loadAttributes(const char* name, const char* 
   } else {
     fail(*path, "can't be opened");
   }
-  if (*path == pathOf(name))
+  if (*path == pathOf(name) || *path == pathOf(std::string(name) + oldSuffix))
     unreadable_.insert(name);
   return Loaded::unreadable;
 }
@@ -190,8 +190,13 @@ bool FObjectFiles::putInPlace(const std::string& name, const fs::path& written)
   }
   platform::flushFolder(folders_.settings);
   unreadable_.erase(name);
-  if (!isBad || exists(pathOf(name + oldSuffix)))
-    files_.remove(pathOf(name + oldSuffix));
+  fs::path old = pathOf(name + oldSuffix);
+  if (isBad && !isKept && exists(old)) { // it was the old one that couldn't be read
+    files_.remove(former);
+    files_.rename(old, former);
+  } else if (!isBad || exists(old)) {
+    files_.remove(old);
+  }
   return true;
 }
 

@@ -255,6 +255,14 @@ TEST_F(Settings, a_file_that_cannot_be_read_is_kept_and_named_with_its_line)
   EXPECT_NE(read("Defaults_bad.xml").find("</Wrong>"), std::string::npos);
   EXPECT_EQ(read("Defaults.xml"), "<Defaults>\r\n</Defaults>\r\n");
   EXPECT_EQ(fileCount(), 2u);
+
+  // Likewise when all that is left is the old file of a save that was cut off.
+  fs::remove(folder_ / "user" / "Defaults.xml");
+  write("user/Defaults_old.xml", "<Defaults>");
+  EXPECT_EQ(from.load("Defaults", "Defaults", pool), FObjectFiles::Loaded::unreadable);
+  EXPECT_TRUE(pool.save(from, false));
+  EXPECT_EQ(read("Defaults_bad.xml"), "<Defaults>");
+  EXPECT_EQ(fileCount(), 2u);
 }
 
 TEST_F(Settings, nothing_is_replaced_without_leave_nor_by_what_could_not_be_read)
