@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <optional>
+#include <unordered_set>
 
 // The operations that FAttributes offers to those who know only the interface.
 
@@ -165,15 +166,25 @@ int32_t FAttributes::rewindList(const char* key)
 
 int32_t FAttributes::rewindAllLists()
 {
-  for (uint32_t i = 0; i < count(); ++i) {
-    CmObject* object = at(i)->asObject();
-    if (auto* list = castTo<FAttrList>(object))
-      list->rewindList();
-    if (auto* container = castTo<FAttributes>(object))
-      container->rewindAllLists();
-    if (auto* list = castTo<FSubList>(object))
-      for (uint32_t item = 0; item < list->count(); ++item)
-        list->at(item)->rewindAllLists();
+  std::vector<const FAttributes*> pending = {this};
+  std::unordered_set<const FAttributes*> seen = {this};
+  auto descend = [&](const FAttributes* inner) {
+    if (seen.insert(inner).second)
+      pending.push_back(inner);
+  };
+  while (!pending.empty()) {
+    const FAttributes* container = pending.back();
+    pending.pop_back();
+    for (uint32_t i = 0; i < container->count(); ++i) {
+      CmObject* object = container->at(i)->asObject();
+      if (auto* list = castTo<FAttrList>(object))
+        list->rewindList();
+      if (auto* inner = castTo<FAttributes>(object))
+        descend(inner);
+      if (auto* list = castTo<FSubList>(object))
+        for (uint32_t item = 0; item < list->count(); ++item)
+          descend(list->at(item));
+    }
   }
   return success;
 }

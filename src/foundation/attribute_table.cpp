@@ -35,12 +35,13 @@ void AttributeTable::destroy(uint32_t flags)
   --teardown.depth;
 }
 
-/// Without case, so that it agrees with either comparison.
-uint32_t AttributeTable::hashOf(std::string_view key)
+/// Agrees with the comparison that the index was made for.
+uint32_t AttributeTable::hashOf(std::string_view key) const
 {
+  const char toLower = indexIsOfBytes_ ? 0 : 'a' - 'A';
   uint32_t sum = 2166136261u;
   for (char c : key)
-    sum = (sum ^ static_cast<uint8_t>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c)) * 16777619u;
+    sum = (sum ^ static_cast<uint8_t>(c >= 'A' && c <= 'Z' ? c + toLower : c)) * 16777619u;
   return sum ^ sum >> 15;
 }
 
@@ -65,7 +66,7 @@ FStringIDAttribute* AttributeTable::find(std::string_view key) const
         return item;
     return nullptr;
   }
-  if (!index_)
+  if (!index_ || indexIsOfBytes_ != CmString::comparesBytes)
     makeIndex();
   const Index& index = *index_;
   const uint32_t hash = hashOf(key);
@@ -81,6 +82,7 @@ FStringIDAttribute* AttributeTable::find(std::string_view key) const
 void AttributeTable::makeIndex() const
 {
   index_ = std::make_unique<Index>(std::bit_ceil(items_.size()) * 4);
+  indexIsOfBytes_ = CmString::comparesBytes;
   uint32_t place = 0;
   for (const FStringIDAttribute* item : items_)
     enterIndex(item->key().view(), ++place);

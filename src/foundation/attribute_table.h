@@ -44,7 +44,7 @@ private:
     uint32_t place = 0; ///< in the array, from 1; 0 is free
   };
 
-  static uint32_t hashOf(std::string_view key);
+  uint32_t hashOf(std::string_view key) const;
   void makeIndex() const;
   void enterIndex(std::string_view key, uint32_t place) const;
 
@@ -65,6 +65,7 @@ private:
   uint32_t blockUsed_ = 0;
   std::vector<Place*> freed_;            ///< of values that were removed
   mutable std::unique_ptr<Index> index_; ///< made when it is needed; its size is a power of two
+  mutable bool indexIsOfBytes_ = true;   ///< otherwise without case
   AttributeTable* nextWaiting_ = nullptr;
 };
 

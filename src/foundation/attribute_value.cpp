@@ -17,7 +17,8 @@ namespace {
 
 constexpr uint16_t userMask = attributeUser0 | attributeUser1;
 
-/// Objects within objects on a stream; deeper input is no honest file.
+/// Objects within objects on a stream. Deeper input is no honest file, and what is deeper isn't
+/// written either.
 constexpr int deepestObject = 64;
 thread_local int objectDepth = 0;
 
@@ -178,9 +179,7 @@ bool FAttributeValue::write(FStream& stream) const
   case attributeText:
     return stream.writeText(asText());
   case attributeObject:
-    return value_.object
-               ? stream.writeText(value_.object->getClassName()) && value_.object->write(stream)
-               : stream.writeText(nullptr);
+    return writeObject(stream);
   default:
     return true;
   }
@@ -220,6 +219,18 @@ bool FAttributeValue::read(FStream& stream)
   default:
     return true;
   }
+}
+
+bool FAttributeValue::writeObject(FStream& stream) const
+{
+  if (!value_.object)
+    return stream.writeText(nullptr);
+  if (objectDepth >= deepestObject)
+    return false;
+  ++objectDepth;
+  bool complete = stream.writeText(value_.object->getClassName()) && value_.object->write(stream);
+  --objectDepth;
+  return complete;
 }
 
 bool FAttributeValue::readObject(FStream& stream)

@@ -67,6 +67,7 @@ private:
   bool is(uint16_t bit) const { return (kind_ & bit) != 0; }
   bool hasOwnText() const { return is(attributeText) && !is(attributeBorrowedText); }
   bool readObject(FStream& stream);
+  bool writeObject(FStream& stream) const;
 
   uint16_t kind_; // first, as it fits behind the reference count
   union {

@@ -4,6 +4,7 @@
 #include "foundation/stream.h"
 
 #include <cmath>
+#include <set>
 
 namespace orbi {
 
@@ -264,46 +265,78 @@ bool FAttributes::appendObject(const char* key, CmObject* object, bool adopt)
   return list->append(attributes);
 }
 
-/// The containers on the way down. A reference in a file may lead back to one of them.
-struct FAttributes::Trail {
-  const FAttributes* container;
-  const Trail* outer;
+namespace {
 
-  bool holds(const FAttributes* sought) const
+/// A search through a tree of any depth, in the order of its values. What was gone through with one
+/// search text isn't again, since references in a file may lead anywhere.
+class AttributesSearch {
+public:
+  FAttributes* run(const FAttributes& root, std::string_view search)
   {
-    return container == sought || (outer && outer->holds(sought));
+    enter(root, search);
+    while (!open_.empty())
+      if (FAttributes* found = step())
+        return found;
+    return nullptr;
   }
+
+private:
+  struct Place {
+    const FAttributes* container; ///< one of the two
+    const FSubList* list;
+    uint32_t next;
+    std::string_view search;
+  };
+
+  void enter(const FAttributes& container, std::string_view search)
+  {
+    if (seen_.emplace(&container, search.size()).second)
+      open_.push_back({&container, nullptr, 0, search});
+  }
+
+  FAttributes* step()
+  {
+    Place& place = open_.back();
+    if (place.container)
+      return stepValue(place);
+    if (const FAttributes* item = place.list->at(place.next++))
+      enter(*item, place.search);
+    else
+      open_.pop_back();
+    return nullptr;
+  }
+
+  FAttributes* stepValue(Place& place)
+  {
+    const FStringIDAttribute* value = place.container->at(place.next++);
+    if (!value) {
+      open_.pop_back();
+      return nullptr;
+    }
+    CmObject* object = resolveObject(value->asObject());
+    if (auto* container = castTo<FAttributes>(object)) {
+      if (value->key() == place.search)
+        return container;
+      // The rest counts from here on, for the values that follow as well.
+      size_t bar = place.search.find('|');
+      if (bar != place.search.npos && value->key() == place.search.substr(0, bar))
+        place.search.remove_prefix(bar + 1);
+      enter(*container, place.search);
+    } else if (auto* list = castTo<FSubList>(object)) {
+      open_.push_back({nullptr, list, 0, place.search});
+    }
+    return nullptr;
+  }
+
+  std::vector<Place> open_;
+  std::set<std::pair<const FAttributes*, size_t>> seen_;
 };
+
+} // namespace
 
 FAttributes* FAttributes::findAttributes(std::string_view search) const
 {
-  return findAttributes(search, {this, nullptr});
-}
-
-FAttributes* FAttributes::findAttributes(std::string_view search, const Trail& trail) const
-{
-  auto descend = [&](FAttributes* inner) -> FAttributes* {
-    return inner && !trail.holds(inner) ? inner->findAttributes(search, {inner, &trail}) : nullptr;
-  };
-  for (uint32_t i = 0; i < count(); ++i) {
-    const FStringIDAttribute* value = at(i);
-    CmObject* object = resolveObject(value->asObject());
-    if (auto* container = castTo<FAttributes>(object)) {
-      if (value->key() == search)
-        return container;
-      size_t bar = search.find('|');
-      // The rest counts from here on, for the values that follow as well.
-      if (bar != search.npos && value->key() == search.substr(0, bar))
-        search.remove_prefix(bar + 1);
-      if (FAttributes* found = descend(container))
-        return found;
-    } else if (auto* list = castTo<FSubList>(object)) {
-      for (uint32_t item = 0; item < list->count(); ++item)
-        if (FAttributes* found = descend(list->at(item)))
-          return found;
-    }
-  }
-  return nullptr;
+  return AttributesSearch().run(*this, search);
 }
 
 bool FAttributes::write(FStream& stream) const

@@ -131,8 +131,6 @@ private:
   template <class List>
   List* listFor(const char* key, bool flag);
   AttributeTable& values() const;
-  struct Trail;
-  FAttributes* findAttributes(std::string_view search, const Trail& trail) const;
 
   // Made on the first write, or by the first who wants to share it.
   mutable Ref<AttributeTable> values_;

@@ -81,7 +81,7 @@ bool BinaryObjectWriter::writeRootReference(const FStringIDAttribute& root)
   if (!object)
     return true;
   WrittenObjects::Entry entry = written_.enter(*object);
-  writeText(root.key().view());
+  writeKey(root.key());
   out_.putNumber(entry.id);
   return !entry.isNew || (writeInstance(*object, entry.id) && run());
 }
@@ -94,19 +94,24 @@ bool BinaryObjectWriter::writeInlineRoot(const FStringIDAttribute& root)
   auto attributes = Ref<FAttributes>::share(castTo<FAttributes>(object));
   if (!attributes)
     attributes = storedForm(*object).attributes;
-  writeText(root.key().view());
+  writeKey(root.key());
   return attributes && writeBlock(std::move(attributes)) && run();
 }
 
 void BinaryObjectWriter::writeText(std::string_view text)
 {
-  if (text.empty()) {
-    out_.putNumber(int32_t(0));
-    return;
-  }
   out_.putNumber(static_cast<int32_t>(text.size() + 1));
   out_.put(text);
   out_.put('\0', 1);
+}
+
+/// As a CmString writes itself.
+void BinaryObjectWriter::writeKey(const CmString& key)
+{
+  if (key.isEmpty())
+    out_.putNumber(int32_t(0));
+  else
+    writeText(key.view());
 }
 
 bool BinaryObjectWriter::writeBlock(Ref<FAttributes> attributes)
@@ -200,7 +205,7 @@ bool BinaryObjectWriter::stepObjectList()
 
 bool BinaryObjectWriter::writeValue(const FStringIDAttribute& value)
 {
-  writeText(value.key().view());
+  writeKey(value.key());
   out_.putNumber(value.persistentKind());
   switch (value.persistentKind()) {
   case attributeInt:
@@ -245,7 +250,7 @@ bool BinaryObjectWriter::writeObjectValue(CmObject* object)
     begin(binaryTagStrings, list->count());
     for (uint32_t i = 0; i < list->count(); ++i) {
       const char* text = list->valueAt(i).text;
-      writeText(text ? text : "");
+      text ? writeText(text) : out_.putNumber(int32_t(0));
     }
     return true;
   case ObjectSort::subList:

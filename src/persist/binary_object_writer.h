@@ -44,6 +44,7 @@ private:
   bool writeBytes(CmObject* object);
   void writeReference(int64_t id);
   void writeText(std::string_view text); ///< with its NUL
+  void writeKey(const CmString& key);    ///< likewise, and nothing but its length of 0 when empty
 
   OutputBuffer out_;
   WrittenObjects written_;

@@ -203,8 +203,13 @@ bool FObjectFiles::putInPlace(const std::string& name, const fs::path& written)
   }
   platform::flushFolder(folders_.settings);
   unreadable_.erase(name);
-  if (!isBad || exists(pathOf(name + oldSuffix)))
-    files_.remove(pathOf(name + oldSuffix));
+  fs::path old = pathOf(name + oldSuffix);
+  if (isBad && !isKept && exists(old)) { // it was the old one that couldn't be read
+    files_.remove(former);
+    files_.rename(old, former);
+  } else if (!isBad || exists(old)) {
+    files_.remove(old);
+  }
   return true;
 }
 

@@ -1,5 +1,6 @@
 #include "persist/object_values.h"
 
+#include "foundation/class_registry.h"
 #include "foundation/memory_stream.h"
 
 namespace orbi {
@@ -60,7 +61,8 @@ StoredObject storedForm(const CmObject& object)
   }
   auto attributes = make<FAttributes>();
   bool stored = source->storeAttributes(*attributes);
-  return {source->getClassName(), stored ? attributes : nullptr};
+  const CmClassInfo* record = source->getClassInfo();
+  return {record ? record->name() : source->getClassName(), stored ? attributes : nullptr};
 }
 
 /// The ID is the stored one or the address. Where two objects claim one, as happens when trees of
@@ -77,8 +79,10 @@ WrittenObjects::Entry WrittenObjects::enter(const CmObject& object)
   auto [known, isNew] = ids_.try_emplace(identity, id);
   if (!isNew)
     return {known->second, false};
-  while (id == 0 || !taken_.insert(id).second)
-    id = static_cast<int64_t>(static_cast<uint64_t>(id) * 5 + 3);
+  while (id == 0 || !taken_.insert(id).second) {
+    spareId_ += 0x9E3779B97F4A7C15u; // comes by every number once
+    id = static_cast<int64_t>(spareId_);
+  }
   known->second = id;
   kept_.push_back(Ref<CmObject>::share(const_cast<CmObject*>(identity)));
   return {id, true};

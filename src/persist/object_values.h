@@ -32,7 +32,7 @@ struct BinaryBlock {
 };
 BinaryBlock binaryBlockOf(CmObject* object); ///< empty for other objects
 
-/// What a file says of an object: its class and its attributes.
+/// What a file says of an object: its class, or the nearest registered one, and its attributes.
 struct StoredObject {
   const char* className = nullptr;
   Ref<FAttributes> attributes;
@@ -53,7 +53,8 @@ public:
 
 private:
   std::unordered_map<const CmObject*, int64_t> ids_{50};
-  std::unordered_set<int64_t> taken_{50};
+  std::unordered_set<int64_t, MixedId> taken_{50};
+  uint64_t spareId_ = 0; ///< the last that was given instead of a taken one
   std::vector<Ref<CmObject>> kept_;
 };
 

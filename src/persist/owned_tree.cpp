@@ -13,13 +13,23 @@ class TreeOwner {
 public:
   bool run(FAttributes& tree)
   {
+    if (tree.sharesValues()) {
+      FAttributes own;
+      own.copyValues(tree);
+      tree.assign(own);
+    }
     pending_.push_back({Ref<FAttributes>::share(&tree), ReferenceGraph::outside});
     while (!pending_.empty()) {
       Pending next = std::move(pending_.back());
       pending_.pop_back();
-      for (uint32_t i = 0; i < next.attributes->count(); ++i)
-        if (!ownValue(*next.attributes->at(i), next.owner))
+      for (uint32_t i = 0; i < next.attributes->count(); ++i) {
+        FAttributeValue& value = *next.attributes->at(i);
+        const bool staysInside = value.kind() & attributeNoExport;
+        if (!ownValue(value, next.owner))
           return false;
+        if (staysInside)
+          value.setNoExport();
+      }
     }
     graph_.resolve();
     return true;

@@ -1,5 +1,7 @@
 #include "persist/reference_graph.h"
 
+#include <algorithm>
+
 namespace orbi {
 
 int32_t ReferenceGraph::begin(int32_t parent)
@@ -70,14 +72,16 @@ void ReferenceGraph::sortEdges()
                                                 waiting.reference.get()};
 }
 
-/// By the outermost object around it that wasn't met yet: what lies inside never holds that one.
+/// From the outermost object around it that wasn't met yet inwards: what lies inside never holds
+/// what is around it. All on the way are opened at once, so that no way is gone twice.
 void ReferenceGraph::enter(int32_t number)
 {
-  for (int32_t around = node(number).parent; around != outside && state(around) == State::unseen;
-       around = node(around).parent)
-    number = around;
-  state(number) = State::open;
-  path_.push_back({number, firstEdge(number)});
+  const auto outermost = static_cast<std::ptrdiff_t>(path_.size());
+  for (; number != outside && state(number) == State::unseen; number = node(number).parent) {
+    state(number) = State::open;
+    path_.push_back({number, firstEdge(number)});
+  }
+  std::reverse(path_.begin() + outermost, path_.end());
 }
 
 void ReferenceGraph::walkFrom(int32_t number)

@@ -45,14 +45,6 @@ private:
     int32_t target = outside;
     FXmlReference* reference = nullptr; ///< null for an object that lies inside
   };
-  struct Mixed { ///< a file may choose IDs that fall into one bucket
-    size_t operator()(int64_t id) const
-    {
-      auto bits = static_cast<uint64_t>(id) * 0x9E3779B97F4A7C15u;
-      return static_cast<size_t>(bits ^ bits >> 29);
-    }
-  };
-
   Node& node(int32_t number) { return nodes_[static_cast<size_t>(number)]; }
   State& state(int32_t number) { return states_[static_cast<size_t>(number)]; }
   size_t& firstEdge(int32_t number) { return firstEdge_[static_cast<size_t>(number)]; }
@@ -63,7 +55,7 @@ private:
 
   std::vector<Node> nodes_;
   std::vector<Waiting> waiting_;
-  std::unordered_map<int64_t, int32_t, Mixed> byId_{50};
+  std::unordered_map<int64_t, int32_t, MixedId> byId_{50};
 
   // While resolving: the edges of node n are edges_[firstEdge_[n]] to edges_[firstEdge_[n + 1]]
   std::vector<Edge> edges_;

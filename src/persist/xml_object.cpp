@@ -8,6 +8,11 @@ CM_REGISTER_ABSTRACT(FXmlObject);
 CM_REGISTER_ABSTRACT(FXmlReference);
 CM_REGISTER_ABSTRACT(FXmlInstance);
 
+namespace {
+/// Objects that ask for others while they are being loaded: a file could exhaust the stack by them.
+thread_local int loadDepth = 0;
+} // namespace
+
 CmResult FXmlObject::queryInterface(const FUID& id, void** out)
 {
   if (out && id == IObjectReference::interfaceId) {
@@ -31,14 +36,16 @@ FXmlInstance::~FXmlInstance()
 
 CmObject* FXmlInstance::target()
 {
+  if (object_ || !attributes_ || loadDepth >= deepestLoad)
+    return object_.get();
   // Taken out first, as loading may come back here by way of a reference.
   Ref<FAttributes> attributes = std::move(attributes_);
-  if (object_ || !attributes)
-    return object_.get();
   Ref<FXmlInstance> alive = Ref<FXmlInstance>::share(this);
   object_ = createAs<CmObject>(class_.text());
+  ++loadDepth;
   if (object_ && !object_->loadAttributes(*attributes))
     object_ = nullptr;
+  --loadDepth;
   return object_.get();
 }
 

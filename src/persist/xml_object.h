@@ -6,6 +6,15 @@ namespace orbi {
 
 class FXmlReference;
 
+/// Hash of IDs, as a file may choose some that fall into one bucket.
+struct MixedId {
+  size_t operator()(int64_t id) const
+  {
+    auto bits = static_cast<uint64_t>(id) * 0x9E3779B97F4A7C15u;
+    return static_cast<size_t>(bits ^ bits >> 29);
+  }
+};
+
 /// Stands for a persistent object inside a loaded tree. Whoever asks the tree for the value gets
 /// the object itself.
 class FXmlObject : public CmClass<FXmlObject, CmObject>, public IObjectReference {
@@ -35,12 +44,15 @@ class FXmlInstance final : public CmClass<FXmlInstance, FXmlObject> {
 public:
   static constexpr const char* className = "FXmlInstance";
 
+  static constexpr int deepestLoad = 1000;
+
   FXmlInstance(int64_t id, std::string_view classWanted, Ref<FAttributes> attributes);
   FXmlInstance(const FXmlInstance&) = delete;
   ~FXmlInstance() override;
 
   /// The first call makes the object and loads it, and the attributes are gone in any case. Null
-  /// for an unknown class and for an object that wouldn't load.
+  /// for an unknown class and for an object that wouldn't load. Null as well, and nothing is gone,
+  /// while more than deepestLoad objects are being loaded, each one for the one before.
   CmObject* target() override;
   FAttributes* attributes() const override { return attributes_.get(); }
 

@@ -317,6 +317,29 @@ TEST(Attributes, search_goes_down_the_path_and_keeps_the_rest_for_what_follows)
   EXPECT_EQ(root.findAttributes("nowhere"), nullptr);
 }
 
+TEST(Attributes, are_gone_through_whatever_their_depth_and_however_they_share)
+{
+  FAttributes root;
+  auto deepest = Ref<FAttributes>::share(&root);
+  for (int depth = 0; depth < 100000; ++depth) {
+    Ref<FAttributes> inner = nested(*deepest, "m");
+    if (depth < 64)
+      deepest->setObject("same", inner.get(), ObjectMode::shared); // twice as many ways each
+    deepest = inner;
+  }
+  deepest->appendInt("ints", 1);
+  AttributeVariant value;
+  deepest->nextValue("ints", value);
+  EXPECT_EQ(root.findAttributes("nowhere"), nullptr);
+  EXPECT_EQ(root.findAttributes("last"), nullptr);
+  Ref<FAttributes> last = nested(*deepest, "last");
+  EXPECT_EQ(root.findAttributes("last"), last.get());
+  EXPECT_EQ(root.rewindAllLists(), 0);
+  EXPECT_EQ(deepest->nextValue("ints", value), 0);
+  FMemoryStream stream;
+  EXPECT_FALSE(root.write(stream)) << "what couldn't be read isn't written";
+}
+
 TEST(AttributeExport, values_cross_under_their_four_characters)
 {
   Foreign foreign;

@@ -189,9 +189,32 @@ TEST(XmlObjectFile, lets_go_of_rings_of_objects)
   EXPECT_EQ(tree.getObject<Node>("a")->next->number, 2);
 }
 
+TEST(XmlObjectFile, survives_chains_of_objects_that_load_each_other)
+{
+  constexpr int depth = 100000;
+  std::string text = "<Root>", ends;
+  for (int i = 1; i <= depth; ++i) {
+    // Each also points to the innermost one, from before its way down.
+    text += "<obj class='TestNode' name='next' ID='" + std::to_string(i) +
+            "'><int name='number' value='1'/><obj class='Lost' name='lost' ID='-" +
+            std::to_string(i) + "'><obj name='last' ID='" + std::to_string(depth) + "'/></obj>";
+    ends += "</obj>";
+  }
+  FAttributes tree;
+  ASSERT_TRUE(readXml(text + ends + "</Root>", tree).complete);
+  int loaded = 0;
+  for (const Node* node = tree.getObject<Node>("next"); node; node = node->next.get())
+    ++loaded;
+  EXPECT_EQ(loaded, FXmlInstance::deepestLoad);
+}
+
 TEST(XmlObjectFile, gives_two_objects_that_claim_one_id_an_id_each)
 {
   FAttributes tree, loaded;
+  auto objects = make<FObjectList>();
+  for (int i = 0; i < 50000; ++i) // time that grows with their square would show
+    objects->append(instance(4, "Lost").detach(), true);
+  tree.setObject("many", objects.get(), ObjectMode::shared);
   tree.setObject("a", instance(4, "TestNode", 1).get(), ObjectMode::shared);
   tree.setObject("b", instance(4, "TestNode", 2).get(), ObjectMode::shared);
   ASSERT_TRUE(readXml(xmlOf(tree), loaded).complete);
