@@ -55,7 +55,7 @@ const Form* formOf(const std::filesystem::path& path)
 std::string_view lineOf(std::string_view text, int64_t line)
 {
   constexpr size_t longest = 60;
-  for (; line > 1; --line)
+  for (; line > 1 && !text.empty(); --line)
     text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
   text = text.substr(0, std::min(text.find_first_of("\r\n"), text.size()));
   text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
@@ -89,6 +89,14 @@ void compare(ObjectFile& before, ObjectFile& after, std::vector<std::string>& lo
   add(lossesBetween(*before.inlineRoots, *after.inlineRoots));
 }
 
+/// Far more than the other form of a file of any use needs.
+int64_t mostBytesFor(size_t sourceBytes)
+{
+  constexpr int64_t anyway = 64 << 20;
+  constexpr int64_t timesTheSource = 16;
+  return anyway + timesTheSource * static_cast<int64_t>(sourceBytes);
+}
+
 Conversion refused(Fault fault)
 {
   return {std::move(fault), false, {}};
@@ -119,7 +127,7 @@ Conversion convertFile(const std::filesystem::path& from, const std::filesystem:
   if (std::optional<Fault> wrong = target.faultOfTarget(*file))
     return refused(*wrong);
 
-  auto written = make<LimitedMemoryStream>();
+  auto written = make<LimitedMemoryStream>(mostBytesFor(bytes->bytes.size()));
   if (!target.write(*file, *written))
     return refused({"becomes too large as " + std::string(target.name)});
   std::optional<ObjectFile> readBack = target.read(written->bytes(), fault);

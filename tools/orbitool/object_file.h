@@ -32,20 +32,24 @@ struct ObjectFile {
 std::optional<ObjectFile> readXmlFile(std::string_view bytes, Fault& fault);
 std::optional<ObjectFile> readBinaryFile(std::string_view bytes, Fault& fault);
 
-/// Takes no more than so many bytes: a binary file can nest so deep that the indents of its XML
+/// Takes no more bytes than its limit: a binary file can nest so deep that the indents of its XML
 /// would fill any memory.
 class LimitedMemoryStream final : public FMemoryStream {
 public:
-  static constexpr int64_t limit = int64_t(1) << 30;
+  explicit LimitedMemoryStream(int64_t limit) : limit_(limit) {}
+
   using FMemoryStream::write;
   int64_t write(const void* buffer, int64_t count) override
   {
-    return count > limit - size() ? 0 : FMemoryStream::write(buffer, count);
+    return count > limit_ - size() ? 0 : FMemoryStream::write(buffer, count);
   }
   std::string_view bytes() const
   {
     return {reinterpret_cast<const char*>(data()), static_cast<size_t>(size())};
   }
+
+private:
+  int64_t limit_;
 };
 
 // Writing; false when the stream didn't take all.
