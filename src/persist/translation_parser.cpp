@@ -1,7 +1,5 @@
 #include "persist/translation_parser.h"
 
-#include "persist/translator.h"
-
 #include <algorithm>
 
 namespace orbi {
@@ -61,8 +59,8 @@ bool isContinuation(char c)
 
 } // namespace
 
-TranslationParser::TranslationParser(UTranslator& translator, std::string_view text)
-    : translator_(translator), text_(text.substr(0, text.find('\0')))
+TranslationParser::TranslationParser(TranslationTarget& target, std::string_view text)
+    : target_(target), text_(text.substr(0, text.find('\0')))
 {
   if (lookingAt("\xEF\xBB\xBF")) // editors of other systems put a mark before UTF-8
     position_ = 3;
@@ -106,8 +104,10 @@ bool TranslationParser::parseContent(const Element* open)
 {
   for (;;) {
     skipBlanks();
-    if (atEnd())
+    if (atEnd()) {
+      isCut_ = isCut_ || open;
       return true;
+    }
     if (lookingAt("</"))
       return parseEndTag(open);
     if (!(lookingAt("<") ? parseTag() : parseRawText()))
@@ -358,7 +358,7 @@ bool TranslationParser::takeText(const std::string& text)
     if (!hasLanguage_ || language_.empty())
       return fail(noLanguageCode);
     if (!atEnd()) // the file may be cut in the middle of the text
-      translator_.addLanguage(language_, text);
+      target_.addLanguage(language_, text);
     return true;
   }
   if (!inStringTable_)
@@ -370,7 +370,7 @@ bool TranslationParser::takeText(const std::string& text)
   if (key_.empty())
     return fail(noKey);
   if (!atEnd())
-    translator_.addPair(language_, key_, text);
+    target_.addPair(language_, key_, text);
   return true;
 }
 

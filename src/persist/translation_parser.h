@@ -6,15 +6,24 @@
 
 namespace orbi {
 
-class UTranslator;
+/// Takes what a translation file holds.
+class TranslationTarget {
+public:
+  virtual void addLanguage(std::string_view code, std::string_view name) = 0;
+  virtual void addPair(std::string_view language, std::string_view key,
+                       std::string_view translation) = 0;
+
+protected:
+  ~TranslationTarget() = default;
+};
 
 /// The table that is part of the program: the texts of the framework's own dialogs.
 std::string_view builtInTranslations();
 
-/// Reads one translation file, held in memory, into a translator. The format looks like XML but is
-/// much less: tables, elements with attributes in double quotes, text in which a backslash
-/// escapes. Elements nest no deeper than the tables do, so the recursion is a few levels deep
-/// whatever the file holds.
+/// Reads one translation file, held in memory, into a translator or another target. The format
+/// looks like XML but is much less: tables, elements with attributes in double quotes, text in
+/// which a backslash escapes. Elements nest no deeper than the tables do, so the recursion is a few
+/// levels deep whatever the file holds.
 class TranslationParser {
 public:
   // What doesn't fit is a fault. In bytes, without the terminator.
@@ -23,10 +32,12 @@ public:
   static constexpr size_t longestComment = 40959; ///< of instructions, too
   static constexpr size_t mostAttributes = 64;
 
-  TranslationParser(UTranslator& translator, std::string_view text);
+  TranslationParser(TranslationTarget& target, std::string_view text);
 
-  bool parse();                                ///< false: fault() tells why the rest wasn't read
-  const char* fault() const { return fault_; } ///< null for none
+  bool parse();                                 ///< false: fault() tells why the rest wasn't read
+  const char* fault() const { return fault_; }  ///< null for none
+  bool isCut() const { return isCut_; }         ///< the text ended with elements open
+  size_t position() const { return position_; } ///< of the fault, in bytes from the start
   std::string message() const; ///< the fault for the user, with the piece of text around it
 
 private:
@@ -69,10 +80,11 @@ private:
   bool takeText(const std::string& text);
   Role refuse(const char* fault);
 
-  UTranslator& translator_;
+  TranslationTarget& target_;
   std::string_view text_;
   size_t position_ = 0;
   const char* fault_ = nullptr;
+  bool isCut_ = false;
 
   // Where the parser stands, set and cleared by each level
   bool inLanguageTable_ = false;

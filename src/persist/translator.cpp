@@ -3,7 +3,6 @@
 #include "foundation/buffer.h"
 #include "foundation/memory_stream.h"
 #include "persist/global_texts.h"
-#include "persist/translation_parser.h"
 #include "persist/user_message.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/string.h"
+#include "persist/translation_parser.h"
 
 #include <memory>
 #include <string>
@@ -44,7 +45,7 @@ private:
 
 /// Maps the English keys of the code and the skins to the texts of the user's language. Main
 /// thread while it loads; afterwards it is only read, on any thread.
-class UTranslator {
+class UTranslator final : public TranslationTarget {
 public:
   static constexpr const char* fileName = "translation.xml";
   static constexpr const char* builtInLanguage = "American English (built-in)";
@@ -65,7 +66,8 @@ public:
   // Loading. False after a fault, of which the user was told; what stood before it is kept.
   bool load(FStream& stream); ///< from its start
   bool load(std::string_view text);
-  void addPair(std::string_view language, std::string_view key, std::string_view translation);
+  void addPair(std::string_view language, std::string_view key,
+               std::string_view translation) override;
   void addRunTimePair(std::string_view key, std::string_view translation);
 
   /// The text of the key, which is the key itself when there is none. Null for null. The text lives
@@ -75,7 +77,7 @@ public:
   // Languages
   const std::string& languageCode() const { return language_; }
   void setLanguage(std::string_view code); ///< drops the texts that were loaded
-  void addLanguage(std::string_view code, std::string_view name); ///< or names one anew
+  void addLanguage(std::string_view code, std::string_view name) override; ///< or names one anew
   const std::vector<ULanguage>& languages() const { return languages_; }
   const ULanguage* findLanguage(std::string_view code) const;
   bool isAsian() const; ///< whether asianMark goes to the skins

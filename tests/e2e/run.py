@@ -308,6 +308,43 @@ def what_comes_out_of_a_jack_server_is_what_a_render_holds(folder):
           "the recording differs from the render")
 
 
+@case
+def orbitool_converts_checks_and_packs_files(folder):
+    tool, folder = BIN / "orbitool", pathlib.Path(folder)
+
+    def done(*arguments):
+        result = run(tool, *arguments, cwd=folder)
+        check(result.returncode == 0 and not result.stderr, result)
+        return result.stdout
+
+    translation = ROOT / "share" / "translation.xml"
+    check("languages" in done("show", translation), "no languages are shown")
+    text = ('<Defaults>\r\n   <int name="Width" value="640"/>\r\n   <obj class="Unknown" name="o" '
+            'ID="5">\r\n      <string name="s" value="&eacute;"/>\r\n   </obj>\r\n</Defaults>\r\n')
+    (folder / "a.xml").write_bytes(text.encode())
+    done("convert", "a.xml", "a.bin")
+    done("convert", "a.bin", "b.xml")
+    check((folder / "b.xml").read_bytes() == text.encode(), (folder / "b.xml").read_bytes())
+    check('text s = "\u00e9"' in done("show", "a.bin"), "a value is missing")
+
+    (folder / "in" / "sub").mkdir(parents=True)
+    for name in ("a.xml", "a.bin"):
+        shutil.move(folder / name, folder / "in" / "sub" / name)
+    done("archive", "create", "x.qrf", "in")
+    check([line.split() for line in done("archive", "list", "x.qrf").splitlines()] ==
+          [["-", "sub/"], [str((folder / "in/sub/a.bin").stat().st_size), "sub/a.bin"],
+           [str(len(text)), "sub/a.xml"]], "the list differs")
+    done("archive", "extract", "x.qrf", "out")
+    check((folder / "out/sub/a.xml").read_bytes() == text.encode(), "an extracted file differs")
+    done("check", "x.qrf", "out/sub/a.xml", "out/sub/a.bin", translation, DEMO)
+
+    (folder / "cut.bin").write_bytes((folder / "out/sub/a.bin").read_bytes()[:-1])
+    check_one_line(run(tool, "check", folder / "cut.bin", DEMO), 1, "cut.bin: cut short")
+    check_one_line(run(tool, "convert", folder / "cut.bin", folder / "b.xml"), 1, "cut.bin")
+    check((folder / "b.xml").read_bytes() == text.encode(), "a refused conversion wrote something")
+    check_one_line(run(tool, "convert", "a.xml"), 2, "IN OUT")
+
+
 def main():
     wanted = sys.argv[2:]
     failed = 0

@@ -1,0 +1,23 @@
+#include "orbitool/tool.h"
+
+#include "foundation/class_registry.h"
+
+#include <iostream>
+#include <new>
+
+int main(int count, char** values)
+{
+  std::ios::sync_with_stdio(false);
+  int status = 1;
+  try {
+    status = orbi::runTool({values + (count > 0 ? 1 : 0), values + count}, std::cout, std::cerr);
+  } catch (const std::bad_alloc&) {
+    std::cerr << "orbitool: there isn't enough memory\n";
+  }
+  orbi::CmClassRegistry::destroyInstance();
+  if (!std::cout.flush()) {
+    std::cerr << "orbitool: standard output can't be written\n";
+    return 1;
+  }
+  return status;
+}
