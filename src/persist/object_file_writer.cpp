@@ -315,7 +315,7 @@ void ObjectFileWriter::writeBinary(CmObject* object, std::string_view key, int d
   BinaryBlock block = binaryBlockOf(object);
   for (auto left = static_cast<size_t>(block.size); left > 0;) {
     const size_t count = std::min(left, bytesPerLine);
-    out_.put('\t', static_cast<size_t>(depth) + 1);
+    out_.put('\t', indentLevels(depth) + 1);
     out_.putHex(block.data, count);
     endLine({});
     block.data += count;

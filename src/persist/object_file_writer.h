@@ -3,6 +3,7 @@
 #include "persist/object_values.h"
 #include "persist/output_buffer.h"
 
+#include <algorithm>
 #include <deque>
 
 namespace orbi {
@@ -14,7 +15,8 @@ namespace orbi {
 /// file that can't be read.
 class ObjectFileWriter {
 public:
-  static constexpr int deferringDepth = 8; ///< objects from here on stand at the end of the file
+  static constexpr int deferringDepth = 8;   ///< objects from here on stand at the end of the file
+  static constexpr int deepestIndent = 1000; ///< below, a file would be hardly more than blanks
 
   /// Both are borrowed.
   ObjectFileWriter(FStream& target, TextBufferPool& pool) : out_(target, pool) {}
@@ -61,7 +63,11 @@ private:
   bool openObject(const CmObject& object, const std::string_view* key, int64_t id, int depth);
 
   // Lines
-  void indent(int depth) { out_.put(' ', static_cast<size_t>(depth) * 3); }
+  static size_t indentLevels(int depth)
+  {
+    return static_cast<size_t>(std::min(depth, deepestIndent));
+  }
+  void indent(int depth) { out_.put(' ', indentLevels(depth) * 3); }
   void startLine(int depth, std::string_view element, std::string_view key);
   void endLine(std::string_view text);
   void writeReference(std::string_view element, std::string_view key, int64_t id, int depth);

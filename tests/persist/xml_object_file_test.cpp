@@ -1,5 +1,6 @@
 #include "object_file_helpers.h"
 
+#include "foundation/stream_counter.h"
 #include "persist/number_text.h"
 
 #include <bit>
@@ -313,6 +314,9 @@ TEST(XmlObjectFile, nests_as_deep_as_it_likes)
   Ref<FAttributes> back = readBinary(bytes);
   ASSERT_TRUE(back);
   EXPECT_EQ(binaryOf(*back), bytes);
+  FStreamCounter counter; // indents that grow on and on would make it 100 times as much
+  EXPECT_TRUE(ObjectFileWriter(counter, pool()).writeRootAttributes("Root", tree));
+  EXPECT_LT(counter.tell(), int64_t(depth) * 10000);
 }
 
 TEST(XmlObjectFile, finds_its_objects_among_many)
