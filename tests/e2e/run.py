@@ -319,8 +319,8 @@ def orbitool_converts_checks_and_packs_files(folder):
 
     translation = ROOT / "share" / "translation.xml"
     check("languages" in done("show", translation), "no languages are shown")
-    text = ('<Defaults>\r\n   <int name="Width" value="640"/>\r\n   <obj class="Unknown" name="o" '
-            'ID="5">\r\n      <string name="s" value="&eacute;"/>\r\n   </obj>\r\n</Defaults>\r\n')
+    text = ('<Root>\r\n   <int name="Width" value="640"/>\r\n   <obj class="Unknown" name="o" '
+            'ID="5">\r\n      <string name="s" value="&eacute;"/>\r\n   </obj>\r\n</Root>\r\n')
     (folder / "a.xml").write_bytes(text.encode())
     done("convert", "a.xml", "a.bin")
     done("convert", "a.bin", "b.xml")

@@ -92,7 +92,7 @@ std::string lines(std::initializer_list<const char*> all, const char* end = "\r\
 
 // Loading makes an FMemoryStream drop all of its attributes but "Data".
 const std::string oneRootFile = lines({
-    "<Defaults>",
+    "<Root>",
     "   <int name=\"i\" value=\"-5\"/>",
     "   <float name=\"f\" value=\"0.1000000000000000055511151231257827021181583404541\"/>",
     "   <string name=\"s\" value=\"&lt;&dollar;&nl;&#xad;&eacute;\"/>",
@@ -119,7 +119,7 @@ const std::string oneRootFile = lines({
     "      </obj>",
     "      <item value=\"7\"/>",
     "   </list>",
-    "</Defaults>",
+    "</Root>",
 });
 
 const std::string namedRootsFile = lines({
@@ -162,11 +162,12 @@ TEST_F(Orbitool, what_the_other_form_does_not_keep_is_said_in_one_line_each)
     std::string content;
     std::string losses;
   } cases[] = {
-      {"a.xml", "<R><member name=\"m\"><string name=\"t\" value=\"\"/></member></R>",
+      {"a.xml", "<Root><member name=\"m\"><string name=\"t\" value=\"\"/></member></Root>",
        "a.xml: m/t: an empty text isn't kept in a binary file\n"},
       {"a.xml", "<R><!-- one --><obj class=\"C\" ID=\"4\"/></R>",
        "a.xml: 1 comment isn't kept\n"
-       "a.xml: the object 4 of class \"C\" isn't kept: nothing refers to it\n"},
+       "a.xml: the object 4 of class \"C\" isn't kept: nothing refers to it\n"
+       "a.xml: the root tag \"R\" comes back as \"Root\"\n"},
       {"a.xml", "<R><rootObjects><root name=\"Root\"> </root></rootObjects></R>",
        "a.xml: the root tag \"R\" comes back as \"Root\"\n"
        "a.xml: named roots come back as a file of one root, as their only one is called "
@@ -233,7 +234,7 @@ TEST_F(Orbitool, a_tree_shows_kinds_keys_and_values)
   folder.write("a.xml", oneRootFile);
   ASSERT_EQ(run({"show", "@a.xml"}), 0);
   EXPECT_EQ(printed,
-            lines({"XML object file, root tag Defaults", "  int i = -5", "  float f = 0.1",
+            lines({"XML object file, root tag Root", "  int i = -5", "  float f = 0.1",
                    "  text s = \"<$\\n\u00AD\u00E9\"", "  member m", "    text list texts, 1 item",
                    "      \"\"", "    member list members, 1 item", "      item",
                    "        object known, class FMemoryStream, ID 7", "          int x = 1",
@@ -246,7 +247,7 @@ TEST_F(Orbitool, a_tree_shows_kinds_keys_and_values)
   const std::string tree = printed.substr(printed.find('\n'));
   ASSERT_EQ(run({"convert", "@a.xml", "@a.bin"}), 0);
   ASSERT_EQ(run({"show", "@a.bin"}), 0);
-  EXPECT_EQ(printed, "binary object file, root tag Defaults" + tree);
+  EXPECT_EQ(printed, "binary object file, root tag Root" + tree);
 }
 
 TEST_F(Orbitool, translations_show_the_texts_of_each_language)

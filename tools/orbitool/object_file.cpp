@@ -12,32 +12,6 @@ namespace orbi {
 
 namespace {
 
-constexpr std::string_view tagMark = "Root:"; ///< before a root tag that isn't "Root"
-
-std::string travelName(const std::string& rootTag)
-{
-  return rootTag == ObjectFile::defaultTag ? rootTag : std::string(tagMark) + rootTag;
-}
-
-bool isTag(std::string_view text)
-{
-  constexpr std::string_view others = "_-.:";
-  auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
-  for (char c : text)
-    if (!isLetter(c) && !(c >= '0' && c <= '9') && others.find(c) == others.npos)
-      return false;
-  return !text.empty() && (isLetter(text.front()) || text.front() == '_');
-}
-
-/// The root tag of a one-root file by the name of its inline root; empty when it is none.
-std::string tagOfTravelName(std::string_view name)
-{
-  if (name == ObjectFile::defaultTag)
-    return std::string(name);
-  const bool isMarked = name.starts_with(tagMark) && isTag(name.substr(tagMark.size()));
-  return std::string(isMarked ? name.substr(tagMark.size()) : "");
-}
-
 Ref<FMemoryStream> streamOf(std::string_view bytes)
 {
   return make<FMemoryStream>(const_cast<char*>(bytes.data()), static_cast<int64_t>(bytes.size()));
@@ -154,7 +128,7 @@ std::optional<ObjectFile> readXmlFile(std::string_view bytes, Fault& fault)
     return std::nullopt;
   }
   if (file.isOneRoot)
-    file.inlineRoots->setObject(travelName(file.rootTag).c_str(), tree.get(), ObjectMode::shared);
+    file.inlineRoots->setObject(ObjectFile::defaultTag, tree.get(), ObjectMode::shared);
   return file;
 }
 
@@ -171,11 +145,8 @@ std::optional<ObjectFile> readBinaryFile(std::string_view bytes, Fault& fault)
   if (const int64_t rest = stream->size() - stream->tell(); rest > 0)
     file.leftOut.push_back(counted(rest, "byte stands", "bytes stand") +
                            " behind the last root and can't be read");
-  if (file.byReference->isEmpty() && file.inlineRoots->count() == 1) {
-    const std::string tag = tagOfTravelName(file.inlineRoots->at(0)->key().view());
-    file.isOneRoot = !tag.empty();
-    file.rootTag = file.isOneRoot ? tag : file.rootTag;
-  }
+  file.isOneRoot = file.byReference->isEmpty() && file.inlineRoots->count() == 1 &&
+                   file.inlineRoots->at(0)->key() == ObjectFile::defaultTag;
   return file;
 }
 

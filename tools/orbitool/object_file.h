@@ -12,10 +12,8 @@ namespace orbi {
 /// An object file in memory, whichever form it has on the disk. Objects aren't made of their
 /// attributes, so that unknown classes do as well as known ones.
 ///
-/// The binary form knows nothing but named roots. A file of one root travels in it as the one
-/// inline root "Root"; a root tag that is another than "Root" stands behind it, as in
-/// "Root:Defaults". Every other binary file goes to XML with its roots by name and the root tag
-/// "Root".
+/// The binary form knows named roots and no root tag. A file of one root travels in it as the one
+/// inline root "Root"; on the way back to XML the root tag is always "Root".
 struct ObjectFile {
   static constexpr const char* defaultTag = "Root";
 
