@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+
+#include <chrono>
 #include <sched.h>
 #include <sys/resource.h>
+#include <thread>
 #include <vector>
 
 using namespace orbi::platform;
@@ -79,6 +82,9 @@ TEST(Thread, is_listed_under_its_id_for_as_long_as_it_runs)
   EXPECT_NE(id, currentThreadId());
   EXPECT_FALSE(waiting.thread.isCurrent());
   waiting.end();
+  // The system takes an ended thread from its list a moment after others may know of its end.
+  for (int i = 0; i < 2000 && contains(threadsNow(), id); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   EXPECT_FALSE(contains(threadsNow(), id));
   ThreadId one[1] = {};
   EXPECT_EQ(listThreadIds(one), 1u);
