@@ -1,6 +1,7 @@
 #include "platform/fault_guard.h"
 
 #include <array>
+#include <csetjmp>
 #include <csignal>
 #include <cxxabi.h>
 #include <sys/mman.h>
@@ -9,13 +10,25 @@
 
 namespace orbi::platform {
 
+// The compiler's own jump needs no library and no system call. Sanitizers follow the library's
+// only.
+#ifdef ORBI_SANITIZED
+using JumpPlace = sigjmp_buf;
+#define ORBI_MARK_PLACE(place) sigsetjmp(place, 0)
+#define ORBI_JUMP_TO(place) siglongjmp(place, 1)
+#else
+using JumpPlace = void* [5];
+#define ORBI_MARK_PLACE(place) __builtin_setjmp(place)
+#define ORBI_JUMP_TO(place) __builtin_longjmp(place, 1)
+#endif
+
 // The guards of a thread, innermost first
 
 namespace {
 
 struct Guard {
   Guard* outer;
-  void* entry[5]; // what the compiler's own jump keeps: it needs no library, no system call
+  JumpPlace entry;
 };
 
 // Volatile, because the signal handler of the same thread reads it between any two instructions.
@@ -61,7 +74,7 @@ static void handleFault(int number, siginfo_t* info, void* context)
     // The jump doesn't restore the blocked signals, which keeps entering a guard free of system
     // calls; so they are put back here, where time doesn't matter.
     pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
-    __builtin_longjmp(innermost->entry, 1);
+    ORBI_JUMP_TO(innermost->entry);
   }
   for (const GuardedSignal& guarded : guardedSignals)
     if (guarded.number == number)
@@ -95,7 +108,7 @@ bool runGuarded(void (*call)(void*), void* context)
     installHandlersOnce();
   Guard guard;
   guard.outer = innermost;
-  if (__builtin_setjmp(guard.entry) != 0) {
+  if (ORBI_MARK_PLACE(guard.entry) != 0) {
     innermost = guard.outer;
     return false;
   }
