@@ -17,7 +17,6 @@ struct AudioKernels {
   const char* name;
 
   // Summing, frames floats each
-  void (*copyFrames)(const float* source, float* target, int32_t frames);
   void (*addFrames)(const float* source, float* target, int32_t frames);
   float (*peakOf)(const float* source, int32_t frames); ///< highest absolute value
 

@@ -37,12 +37,6 @@ inline int32_t toInteger(float x)
   return sign - (whole ^ sign);
 }
 
-void copyFrames(const float* __restrict source, float* __restrict target, int32_t frames)
-{
-  for (int32_t i = 0; i < frames; ++i)
-    target[i] = source[i];
-}
-
 void addFrames(const float* __restrict source, float* __restrict target, int32_t frames)
 {
   for (int32_t i = 0; i < frames; ++i)
@@ -151,7 +145,6 @@ void toInt24(const float* __restrict source, void* target, int32_t frames, int32
 extern const AudioKernels kernels;
 const AudioKernels kernels = {
     .name = ORBI_KERNEL_NAME,
-    .copyFrames = copyFrames,
     .addFrames = addFrames,
     .peakOf = peakOf,
     .toInt16 = toInt16<Bytes::kept>,
