@@ -1,0 +1,24 @@
+#pragma once
+
+#include "foundation/string.h"
+
+namespace orbi {
+
+/// A port's identifier is "I|<device>|<port>" for an output, which carries what comes in from the
+/// outside, and "O|<device>|<port>" for an input. Names may hold bars themselves, so taking an
+/// identifier apart is a guess; comparing it with a port is not.
+
+inline constexpr char portIDBar = '|';
+
+bool isPortID(std::string_view id); ///< begins as one
+bool isOutputPortID(std::string_view id);
+std::string_view deviceNameInPortID(std::string_view id); ///< between the first and the last bar
+std::string_view portNameInPortID(std::string_view id);   ///< behind the last bar
+CmString makePortID(bool isOutput, std::string_view deviceName, std::string_view portName);
+
+/// Whether makePortID of the parts would give the identifier, without building it.
+bool portIDEndsWith(std::string_view id, bool isOutput, std::string_view portName);
+bool portIDEquals(std::string_view id, bool isOutput, std::string_view deviceName,
+                  std::string_view portName);
+
+} // namespace orbi
