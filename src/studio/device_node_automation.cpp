@@ -93,9 +93,8 @@ void PDeviceNode::update(CmObject* subject, int32_t code)
   if (code != UValue::changeNotice)
     return;
   const auto alive = Ref<PDeviceNode>::share(this);
-  if (const auto choice = presetChoice_; choice == subject) {
-    if (choice)
-      choice->recall();
+  if (const auto choice = presetChoice_; choice && choice.get() == subject) {
+    choice->recall();
     return;
   }
   auto* value = castTo<UValue>(subject);
