@@ -46,6 +46,10 @@ public:
   void removeIdle(CmObject* receiver);
   void wantBusyIdle(); ///< somebody needs idle more often from now on
 
+  // Whether a value that begins to show another one says so at once, not on the next pass
+  bool usesDirectUpdates() const { return directUpdates_; }
+  void setUsesDirectUpdates(bool on) { directUpdates_ = on; }
+
   // Wait state: the pointer that says that the program is at work
   virtual bool canWait() const { return false; } ///< whether a window layer shows it
   int32_t waitState() const { return waitState_; }
@@ -73,6 +77,7 @@ private:
   std::vector<CmObject*> idleReceivers_; ///< null where one left during the walk
   platform::RunLoop::TimerId idleTimer_ = 0;
   bool busyIdle_ = false;
+  bool directUpdates_ = false;
   std::atomic<bool> quit_{false};
   int32_t waitState_ = 0;
 };
