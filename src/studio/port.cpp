@@ -4,6 +4,7 @@
 #include "foundation/class_registry.h"
 #include "foundation/dependencies.h"
 #include "foundation/message.h"
+#include "studio/device.h"
 #include "studio/event.h"
 #include "studio/port_id.h"
 #include "studio/port_registry.h"
@@ -30,6 +31,16 @@ bool sameWord(const char* a, const char* b)
 PPort* portOf(CmObject* connection)
 {
   return static_cast<PPort*>(connection);
+}
+
+std::vector<Ref<PPort>> oppositePorts(const PDevice& device, const PPort& port)
+{
+  std::vector<Ref<PPort>> ports;
+  const int32_t count = port.isOutput() ? device.countInputs() : device.countOutputs();
+  for (int32_t i = 0; i < count; ++i)
+    ports.push_back(port.isOutput() ? Ref<PPort>(Ref<PInput>::share(device.inputAt(i)))
+                                    : Ref<PPort>(Ref<POutput>::share(device.outputAt(i))));
+  return ports;
 }
 
 void tellRegistry(PPort& port, PPortNotice notice)
@@ -72,13 +83,16 @@ bool PPort::hasSubtype(std::string_view subtype) const
 
 const FNode* PPort::ownerNode() const
 {
+  if (!ownerNode_)
+    ownerNode_ = castTo<FNode>(owner_);
   return ownerNode_;
 }
 
 bool PPort::getDeviceName(CmString& out) const
 {
-  out.set("");
-  return false;
+  const FNode* node = ownerNode();
+  out = node ? node->getName() : CmString();
+  return !out.isEmpty();
 }
 
 bool PPort::getID(CmString& out) const
@@ -228,7 +242,18 @@ void PPort::relayToConnections(FMessage& message)
   forEachConnection([&](PPort& port) { port.relayIn(message); });
 }
 
-void PPort::relayIn(FMessage&) {}
+void PPort::relayIn(FMessage& message)
+{
+  auto* device = castTo<PDevice>(owner_);
+  if (!device || hasFlag(portHasNoRelay) || isRelaying_)
+    return;
+  const std::vector<Ref<PPort>> opposite = oppositePorts(*device, *this);
+  Ref<PPort> kept = Ref<PPort>::share(this);
+  isRelaying_ = true;
+  for (const Ref<PPort>& port : opposite)
+    port->relayToConnections(message);
+  isRelaying_ = false;
+}
 
 void PPort::notifyConnections(FMessage& message)
 {

@@ -1,8 +1,10 @@
 #include "studio/port.h"
 
 #include "foundation/dependencies.h"
+#include "foundation/message.h"
 #include "shared/crowd.h"
 #include "shared/realtime_watch.h"
+#include "studio/device.h"
 #include "studio/event.h"
 
 #include <functional>
@@ -121,6 +123,45 @@ TEST(Port, tells_dependents_of_connections_and_goes_with_a_notice_waiting)
   }
   dependencies.flush();
   EXPECT_THAT(dependent.codes, ElementsAre(portConnectionsChanged, portConnectionsChanged));
+}
+
+TEST(Port, message_walks_through_devices_and_ends_where_it_came_round)
+{
+  class Listening final : public PMultiInput {
+  public:
+    using PMultiInput::PMultiInput;
+    void relayIn(FMessage& message) override
+    {
+      ++heard;
+      PMultiInput::relayIn(message);
+    }
+    int heard = 0;
+  };
+  auto first = make<PDevice>("First");
+  auto second = make<PDevice>("Second");
+  for (PDevice* device : {first.get(), second.get()}) {
+    device->addInput(make<Listening>(device, "in"), PDevice::Registration::none);
+    device->addOutput(make<Output>(device, "out"), PDevice::Registration::none);
+  }
+  auto* firstIn = static_cast<Listening*>(first->inputAt(0));
+  auto* secondIn = static_cast<Listening*>(second->inputAt(0));
+  first->outputAt(0)->connect(secondIn);
+  second->outputAt(0)->connect(firstIn);
+  FMessage message("Walk");
+  firstIn->relayIn(message);
+  EXPECT_EQ(secondIn->heard, 1);
+  EXPECT_EQ(firstIn->heard, 2); // where it came round
+  secondIn->setFlag(portHasNoRelay);
+  firstIn->relayIn(message);
+  EXPECT_EQ(secondIn->heard, 2);
+  EXPECT_EQ(firstIn->heard, 3);
+
+  CmString text;
+  EXPECT_TRUE(firstIn->getDeviceName(text));
+  EXPECT_EQ(text, "First");
+  first->setName("Renamed");
+  EXPECT_TRUE(firstIn->hasID("O|Renamed|in"));
+  EXPECT_FALSE(PPort().getDeviceName(text));
 }
 
 TEST(Port, event_reaches_inputs_in_order_and_those_behind_a_relay)
