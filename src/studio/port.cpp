@@ -73,12 +73,6 @@ bool PPort::isSubtype(const char* subtype) const
   return sameWord(getSubtype(), subtype);
 }
 
-bool PPort::hasSubtype(std::string_view subtype) const
-{
-  const char* own = getSubtype();
-  return own && own == subtype;
-}
-
 // Identity
 
 const FNode* PPort::ownerNode() const
@@ -88,28 +82,33 @@ const FNode* PPort::ownerNode() const
   return ownerNode_;
 }
 
-bool PPort::getDeviceName(CmString& out) const
+std::string_view PPort::deviceName() const
 {
   const FNode* node = ownerNode();
-  out = node ? node->getName() : CmString();
+  return node ? node->getName().view() : std::string_view();
+}
+
+bool PPort::getDeviceName(CmString& out) const
+{
+  out.set(deviceName());
   return !out.isEmpty();
 }
 
 bool PPort::getID(CmString& out) const
 {
-  CmString device;
-  getDeviceName(device);
-  out = makePortID(isOutput(), device.view(), getName().view());
+  out = makePortID(isOutput(), deviceName(), name_.view());
   return true;
 }
 
+/// One of many ports is looked for, and most of them differ in their names already.
 bool PPort::hasID(std::string_view id) const
 {
-  if (!portIDEndsWith(id, isOutput(), getName().view())) // rules most out
-    return false;
-  CmString device;
-  getDeviceName(device);
-  return portIDEquals(id, isOutput(), device.view(), getName().view());
+  return portIDEndsWith(id, isOutput(), name_.view()) && isMeantBy(id);
+}
+
+bool PPort::isMeantBy(std::string_view id) const
+{
+  return portIDEquals(id, isOutput(), deviceName(), name_.view());
 }
 
 // Names and state

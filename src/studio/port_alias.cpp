@@ -24,7 +24,7 @@ bool PAliasPort::getID(CmString& out) const
   return isWellFormed;
 }
 
-bool PAliasPort::hasID(std::string_view id) const
+bool PAliasPort::isMeantBy(std::string_view id) const
 {
   return isPortID(id) && descriptor_->id == id;
 }

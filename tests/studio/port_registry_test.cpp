@@ -35,11 +35,7 @@ public:
   }
   const char* getType() const override { return type; }
   const char* getSubtype() const override { return kind; }
-  bool getDeviceName(CmString& out) const override
-  {
-    out = device;
-    return !device.isEmpty();
-  }
+  std::string_view deviceName() const override { return device.view(); }
   CmResult queryInterface(const FUID& id, void** out) override
   {
     if (id != IPortRole::interfaceId || !role)
