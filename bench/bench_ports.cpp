@@ -73,6 +73,17 @@ void findLastPort(benchmark::State& state)
 }
 BENCHMARK(findLastPort)->Args({1000, 10})->Args({1000, 1});
 
+/// Every port has to be looked at; also what a port costs that is found for the first time.
+void findUnknownPort(benchmark::State& state)
+{
+  Studio studio(state.range(0), state.range(1));
+  studio.lastID.set("I|System MIDI 1000|MIDI Port 0");
+  for (auto _ : state)
+    if (studio.registry->findPort(studio.lastID.text()))
+      state.SkipWithError("found one");
+}
+BENCHMARK(findUnknownPort)->Args({1000, 10})->Args({1000, 1});
+
 void collectPorts(benchmark::State& state)
 {
   Studio studio(state.range(0), 10);
@@ -89,7 +100,7 @@ void collectPorts(benchmark::State& state)
 }
 BENCHMARK(collectPorts)->Arg(1000);
 
-/// From several threads at once over one output, or over one.
+/// To so many inputs, also from two threads over one output.
 void send(benchmark::State& state)
 {
   static Ref<Socket> output;

@@ -52,7 +52,7 @@ void tellRegistry(PPort& port, PPortNotice notice)
 } // namespace
 
 PPort::PPort(CmObject* owner, const CmString& name, uint32_t flags)
-    : name_(name), owner_(owner), portFlags_(flags)
+    : portFlags_(flags), owner_(owner), name_(name)
 {
 }
 
@@ -112,6 +112,13 @@ bool PPort::isMeantBy(std::string_view id) const
 }
 
 // Names and state
+
+void PPort::setName(const char* name)
+{
+  name_.set(name);
+  if (PPortRegistry* registry = hasFlag(portIsRegistered) ? PPortRegistry::instance() : nullptr)
+    registry->forgetIDs();
+}
 
 void PPort::setUserName(const char* name)
 {

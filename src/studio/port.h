@@ -53,7 +53,7 @@ public:
   bool getDeviceName(CmString& out) const;     ///< false when it is empty
 
   // Names
-  virtual void setName(const char* name) { name_.set(name); }
+  virtual void setName(const char* name);
   virtual const CmString& getName() const { return name_; }
   virtual const CmString& getSystemName() const { return name_; }
   virtual const CmString& getUserName() const { return userName_; } ///< empty if none was given
@@ -117,7 +117,6 @@ protected:
   /// Overridden together with getID.
   virtual bool isMeantBy(std::string_view id) const;
 
-  CmString name_;
   CmString userName_;
 
 private:
@@ -129,13 +128,16 @@ private:
   void forEachConnection(const Action& action);
   const FNode* ownerNode() const;
 
-  CmObject* owner_;
   CmArray connections_{CmOwnership::shares};
+  CmString outsideText_; ///< the last that a caller got through the interface
+  bool isRelaying_ = false;
+
+  // What a search through many ports looks at lies together.
   uint32_t portFlags_;
   uint32_t portNumber_ = noNumber;
+  CmObject* owner_;
   mutable const FNode* ownerNode_ = nullptr; ///< the owner, once it was seen to be a node
-  bool isRelaying_ = false;
-  CmString outsideText_; ///< the last that a caller got through the interface
+  CmString name_;
 };
 
 /// Takes in what outputs send.

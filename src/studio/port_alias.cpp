@@ -31,7 +31,7 @@ bool PAliasPort::isMeantBy(std::string_view id) const
 
 const CmString& PAliasPort::getSystemName() const
 {
-  return descriptor_->systemName.isEmpty() ? name_ : descriptor_->systemName;
+  return descriptor_->systemName.isEmpty() ? getName() : descriptor_->systemName;
 }
 
 void PAliasPort::getDisplayName(CmString& out) const

@@ -24,7 +24,7 @@ bool portIDEquals(std::string_view id, bool isOutput, std::string_view deviceNam
 /// The cheap half of it, which rules most identifiers out.
 inline bool portIDEndsWith(std::string_view id, bool isOutput, std::string_view portName)
 {
-  return id.size() >= portName.size() + 2 &&
+  return id.size() >= portName.size() + 2 && (portName.empty() || portName.back() == id.back()) &&
          id[0] == (isOutput ? outputPortLetter : inputPortLetter) &&
          id[id.size() - portName.size() - 1] == portIDBar && id.ends_with(portName);
 }

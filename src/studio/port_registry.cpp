@@ -142,6 +142,7 @@ bool PPortRegistry::unregisterPort(PPort* port)
   if (port->isSubtype(systemPortKind))
     storeSettings(*port);
   port->setFlag(portIsRegistered, false);
+  std::erase_if(portsByID_, [port](const auto& known) { return known.second == port; });
   ports_.remove(port);
   aliases_.remove(port);
   notifyPortChange(port, noticePortSet);
@@ -170,11 +171,20 @@ PPort* PPortRegistry::findPort(const char* id, PortLookup lookup)
 {
   if (!id)
     return nullptr;
-  const std::string_view wanted = id;
+  PPort* port = findRegistered(id);
+  return port || lookup == PortLookup::registeredOnly ? port : resolvePort(id);
+}
+
+PPort* PPortRegistry::findRegistered(std::string_view id)
+{
+  const std::string key(id);
+  auto known = portsByID_.find(key);
+  if (known != portsByID_.end() && known->second->hasID(id))
+    return known->second;
   for (CmObject* port : ports_)
-    if (portOf(port).hasID(wanted))
-      return &portOf(port);
-  return lookup == PortLookup::orSubstitute ? resolvePort(wanted) : nullptr;
+    if (portOf(port).hasID(id))
+      return portsByID_[key] = &portOf(port);
+  return nullptr;
 }
 
 PPort* PPortRegistry::resolvePort(std::string_view id)

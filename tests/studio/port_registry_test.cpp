@@ -175,6 +175,22 @@ TEST_F(PortRegistry, ports_are_found_by_number_and_identifier_whatever_their_nam
   EXPECT_EQ(registry->findPort("I|Synth|In 1"), nullptr);
 }
 
+TEST_F(PortRegistry, port_is_found_under_the_names_that_it_has_now)
+{
+  Out& first = add("A", "x");
+  Out& second = add("B", "x");
+  EXPECT_EQ(registry->findPort("I|A|x"), &first);
+  EXPECT_EQ(registry->findPort("I|B|x"), &second);
+  first.device = "B"; // comes before the other now, which is still known by that identifier
+  EXPECT_EQ(registry->findPort("I|A|x"), nullptr);
+  second.setName("y");
+  EXPECT_EQ(registry->findPort("I|B|x"), &first);
+  second.setName("x");
+  EXPECT_EQ(registry->findPort("I|B|x"), &first);
+  registry->unregisterPort(&first);
+  EXPECT_EQ(registry->findPort("I|B|x"), &second);
+}
+
 TEST_F(PortRegistry, alias_stands_in_until_its_port_comes_back)
 {
   describe("I|Synth|Out").systemName = "hw:1";
