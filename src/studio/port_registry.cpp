@@ -82,8 +82,10 @@ PPortRegistry::~PPortRegistry()
 {
   if (instance_ == this)
     instance_ = nullptr; // before the aliases lose their connections and look for it
-  for (CmObject* alias : aliases_)
+  while (CmObject* alias = aliases_.last()) {
     portOf(alias).disconnectAll();
+    aliases_.remove(alias);
+  }
   for (CmObject* port : ports_)
     portOf(port).setFlag(portIsRegistered, false);
   removeDependent(nullptr);
@@ -97,7 +99,7 @@ bool PPortRegistry::registerPort(PPort* port)
 {
   if (!port || port->hasFlag(portIsRegistered))
     return false;
-  port->setFlag(portIsRegistered);
+  enrol(*port);
   takeOverAliases(*port);
   if (port->isSubtype(systemPortKind))
     restoreSettings(*port);
@@ -105,10 +107,15 @@ bool PPortRegistry::registerPort(PPort* port)
   return true;
 }
 
-void PPortRegistry::append(PPort& port)
+void PPortRegistry::enrol(PPort& port)
 {
+  port.setFlag(portIsRegistered);
   if (port.portNumber_ == PPort::noNumber)
     port.portNumber_ = ++lastNumber_;
+}
+
+void PPortRegistry::append(PPort& port)
+{
   ports_.add(&port);
   notifyPortChange(&port, noticePortSet);
 }
@@ -240,7 +247,7 @@ PPort* PPortRegistry::createAliasPort(PPortDescriptor* descriptor)
   if (!descriptor)
     return nullptr;
   auto* alias = new PAliasPort(*descriptor);
-  alias->setFlag(portIsRegistered);
+  enrol(*alias);
   aliases_.add(alias);
   append(*alias);
   return alias;

@@ -82,6 +82,7 @@ private:
   template <class T>
   using ByID = std::unordered_map<std::string, T*>;
 
+  static void enrol(PPort& port);
   void append(PPort& port);
   void takeOverAliases(PPort& port);
   PPort* findRegistered(std::string_view id);
