@@ -4,7 +4,6 @@
 #include "foundation/dependencies.h"
 #include "foundation/message.h"
 #include "foundation/plug_dependencies.h"
-#include "foundation/uid_object.h"
 #include "persist/translator.h"
 #include "studio/device.h"
 #include "ui/application.h"
@@ -18,12 +17,6 @@ namespace orbi {
 CM_REGISTER_ABSTRACT(PDeviceNode); // each is made by the one who knows what it is for
 
 namespace {
-
-/// What every node is for outside callers.
-constexpr FUID nodeClassIDs[] = {
-    {0xCA1729D0, 0x88FC4857, 0x937F78CC, 0x37D45B48},
-    {0xAB9705CD, 0x467B4D7A, 0x946C8860, 0xC504F492},
-};
 
 struct Symbol {
   int32_t tag;
@@ -46,8 +39,7 @@ PDeviceNode::PDeviceNode(std::string_view name, const char* displayName)
   displayName_.setString(displayName ? displayName : UTranslator::text(getName().text()));
   readEnable_.setTag(readEnableTag);
   writeEnable_.setTag(writeEnableTag);
-  for (const FUID& id : nodeClassIDs)
-    addClassID(id);
+  addCommonClassIDs();
 }
 
 PDeviceNode::PDeviceNode(const PDeviceNode& other)
@@ -61,13 +53,18 @@ PDeviceNode::PDeviceNode(const PDeviceNode& other)
 PDeviceNode::~PDeviceNode()
 {
   retain(); // whoever takes a reference for the last call and gives it back doesn't end it twice
-  if (FDependencies* dependencies = FDependencies::instance()) {
+  FDependencies* dependencies = FDependencies::instance();
+  FPlugDependencies* plugs = FPlugDependencies::instance();
+  auto* self = static_cast<CmObject*>(this);
+  const bool isWatched =
+      dependencies && (dependencies->hasDependents(this) || (plugs && plugs->hasDependents(self)));
+  if (isWatched) {
     dependencies->removeFromDeferred(this);
     dependencies->changed(this, nodeGoneNotice);
     dependencies->removeDependent(this, nullptr);
+    if (plugs)
+      plugs->removeDependent(self, nullptr);
   }
-  if (FPlugDependencies* plugs = FPlugDependencies::instance())
-    plugs->removeDependent(static_cast<CmObject*>(this), nullptr);
   if (presetChoice_)
     presetChoice_->removeDependent(this);
   presetChoice_ = nullptr;
@@ -102,25 +99,6 @@ FNode* PDeviceNode::findChild(const char* name) const
       if (child->getDisplayName().compare(name, TextCompare::ignoreCase) == 0)
         return child;
   return FNode::findChild(name);
-}
-
-// Class ids
-
-const FUID* PDeviceNode::classIDAt(int32_t index) const
-{
-  auto* id = static_cast<CmUID*>(classIDs_.at(index));
-  return id ? &id->uid : nullptr;
-}
-
-void PDeviceNode::addClassID(const FUID& id)
-{
-  classIDs_.add(make<CmUID>(id).get());
-}
-
-bool PDeviceNode::hasClassID(const FUID& id) const
-{
-  const CmUID key(id);
-  return classIDs_.find(&key) != nullptr;
 }
 
 // Children

@@ -177,14 +177,16 @@ private:
   UStringValue& nameValue();
   PDeviceNode* stepTo(const ClassIDStep& step);
   bool loadName(const FAttributes& attributes);
+  void addCommonClassIDs();
+  bool storeClassIDs(FAttributes& attributes) const;
   bool loadClassIDs(const FAttributes& attributes);
 
-  // Steps of the snapshots. False is a failure; any becomes true when something was stored.
-  bool storeParameter(FAttributes& attributes, int32_t tag, double fraction, bool& any) const;
-  bool storeParameters(FAttributes& attributes, PSnapshotFilter* filter, bool& any);
-  bool storeChosen(FAttributes& attributes, PSnapshotFilter& filter, bool& any);
-  bool storeAll(FAttributes& attributes, bool& any);
-  bool storeChildren(FAttributes& attributes, PSnapshotFilter* filter, bool& any) const;
+  // Steps of the snapshots; false is a failure.
+  class SnapshotWriter;
+  bool storeParameters(SnapshotWriter& writer, PSnapshotFilter* filter);
+  bool storeChosen(SnapshotWriter& writer, PSnapshotFilter& filter);
+  bool storeAll(SnapshotWriter& writer);
+  bool storeChildren(SnapshotWriter& writer, PSnapshotFilter* filter) const;
   bool restoreParameters(const FAttributes& attributes, bool quiet);
   bool restoreParameter(int32_t tag, float fraction, bool quiet);
   bool restoreChildren(const FAttributes& attributes);

@@ -1,7 +1,6 @@
 #include "foundation/attributes.h"
 #include "foundation/class_registry.h"
 #include "foundation/stream.h"
-#include "foundation/uid_object.h"
 #include "studio/device_node.h"
 
 #include <algorithm>
@@ -10,13 +9,16 @@ namespace orbi {
 
 namespace {
 
-constexpr const char* displayNameKey = "DeviceNode Name";
+constexpr uint32_t keyCount = 8;
 constexpr const char* oldNameKey = "Name";
-constexpr const char* classKey = "ClassName";
 constexpr const char* presetKey = "Selected Preset";
-constexpr const char* flagsKey = "NodeFlags";
-constexpr const char* classIDCountKey = "NumberClassIDs";
-constexpr const char* classIDsKey = "ClassIDs";
+
+/// Keys that all nodes have in common.
+const struct {
+  Ref<CmString> displayName = make<CmString>("DeviceNode Name");
+  Ref<CmString> nodeClass = make<CmString>("ClassName");
+  Ref<CmString> flags = make<CmString>("NodeFlags");
+} keys;
 
 /// Forms of a node on a stream. The oldest has the byte and nothing else for it to count.
 enum StreamForm : uint8_t { oldestForm = 0, formWithObject = 1, currentForm = 2 };
@@ -89,19 +91,15 @@ bool PDeviceNode::choosePreset(int32_t number)
 
 bool PDeviceNode::storeAttributes(FAttributes& attributes) const
 {
-  attributes.setString(displayNameKey, displayName_.string().text());
-  attributes.setString(classKey, nodeClass_.text());
+  attributes.reserve(keyCount);
+  attributes.require(keys.displayName).setText(displayName_.string().view());
+  attributes.require(keys.nodeClass).setText(nodeClass_.view());
   if (!FNode::storeAttributes(attributes))
     return false;
   if (presetChoice_)
     attributes.setInt(presetKey, presetChoice_->getValue());
-  attributes.setInt(flagsKey, nodeFlags_);
-  attributes.setInt(classIDCountKey, classIDs_.count());
-  bool complete = true;
-  for (CmObject* item : classIDs_)
-    complete &=
-        attributes.appendString(classIDsKey, static_cast<CmUID*>(item)->uid.toPlainText().c_str());
-  return complete;
+  attributes.require(keys.flags).setInt(nodeFlags_);
+  return storeClassIDs(attributes);
 }
 
 bool PDeviceNode::loadAttributes(const FAttributes& attributes)
@@ -110,40 +108,23 @@ bool PDeviceNode::loadAttributes(const FAttributes& attributes)
   if (attributes.getInt(presetKey, preset))
     choosePreset(clamped(preset));
   const bool isNamed = loadName(attributes);
-  if (const char* nodeClass = attributes.getString(classKey))
+  if (const char* nodeClass = attributes.getString(keys.nodeClass->text()))
     nodeClass_.set(nodeClass);
   bool complete = FNode::loadAttributes(attributes) && isNamed;
   if (getName().isEmpty())
     setName(displayName_.string().text());
-  nodeFlags_ = static_cast<uint32_t>(attributes.getInt(flagsKey));
+  nodeFlags_ = static_cast<uint32_t>(attributes.getInt(keys.flags->text()));
   return loadClassIDs(attributes) && complete;
 }
 
 bool PDeviceNode::loadName(const FAttributes& attributes)
 {
-  const char* name = attributes.getString(displayNameKey);
+  const char* name = attributes.getString(keys.displayName->text());
   if (!name)
     name = attributes.getString(oldNameKey);
   if (name)
     setDisplayName(name);
   return name != nullptr;
-}
-
-bool PDeviceNode::loadClassIDs(const FAttributes& attributes)
-{
-  int64_t count = 0;
-  if (!attributes.getInt(classIDCountKey, count))
-    return true;
-  classIDs_.removeAll();
-  auto* texts = castTo<FStringList>(attributes.getList(classIDsKey));
-  for (int64_t i = 0; i < count; ++i) {
-    FUID id;
-    const bool isThere = texts && i < texts->count();
-    if (!isThere || !id.fromPlainText(texts->valueAt(static_cast<uint32_t>(i)).text))
-      return false;
-    addClassID(id);
-  }
-  return true;
 }
 
 // Streams

@@ -49,39 +49,6 @@ bool PDeviceNode::hasValue(const char* name)
   return getValue(name) != nullptr;
 }
 
-/// One step on from the node; null when it leads nowhere.
-PDeviceNode* PDeviceNode::stepTo(const ClassIDStep& step)
-{
-  if (step.child == ClassIDStep::stays)
-    return hasClassID(step.id) ? this : nullptr;
-  int32_t left = step.child;
-  for (int32_t i = 0; i < countChildren(); ++i)
-    if (PDeviceNode* child = deviceChildAt(i); child && child->hasClassID(step.id) && left-- == 0)
-      return child;
-  return nullptr;
-}
-
-PDeviceNode* PDeviceNode::resolvePath(CmString& path, FUID* id)
-{
-  PDeviceNode* node = this;
-  FUID lastID = id ? *id : FUID();
-  std::string_view rest = path.view();
-  while (!rest.empty() && !rest.starts_with(tagNameStart)) {
-    if (rest[0] != '[' && rest.size() < path.view().size())
-      break; // the name of something in the node
-    const auto step = firstClassIDStep(rest);
-    node = step ? node->stepTo(*step) : nullptr;
-    if (!node)
-      return nullptr;
-    rest.remove_prefix(step->length);
-    lastID = step->id;
-  }
-  path.set(rest);
-  if (id)
-    *id = lastID;
-  return node;
-}
-
 int32_t PDeviceNode::handleMessage(FMessage& message)
 {
   if (!message.isMessage("Get Value Name"))

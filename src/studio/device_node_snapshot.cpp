@@ -10,19 +10,33 @@ namespace orbi {
 
 namespace {
 
-constexpr const char* tagsKey = "Parameter Tags";
-constexpr const char* valuesKey = "Parameter Values";
-constexpr const char* childrenKey = "SubSnapshots";
-constexpr const char* childNameKey = "SubNodeName";
-constexpr const char* childIndexKey = "SubNodeIndex";
-constexpr const char* childClassKey = "SubNodeClass";
+/// Keys that all snapshots have in common.
+const struct {
+  Ref<CmString> tags = make<CmString>("Parameter Tags");
+  Ref<CmString> values = make<CmString>("Parameter Values");
+  Ref<CmString> children = make<CmString>("SubSnapshots");
+  Ref<CmString> childName = make<CmString>("SubNodeName");
+  Ref<CmString> childIndex = make<CmString>("SubNodeIndex");
+  Ref<CmString> childClass = make<CmString>("SubNodeClass");
+} keys;
+constexpr uint32_t keyCount = 6;
+
+/// Makes the list; null when something else is under the key.
+template <class List>
+List* listUnder(FAttributes& attributes, const Ref<CmString>& key)
+{
+  FStringIDAttribute& value = attributes.require(key);
+  if (!value.persistentKind())
+    value.setObject(new List, ObjectMode::adopted);
+  return castTo<List>(value.asObject());
+}
 
 /// The list under a key that has only numbers in it; false when something else is there.
-bool findNumbers(const FAttributes& attributes, const char* key, Ref<FAttrList>& list)
+bool findNumbers(const FAttributes& attributes, const CmString& key, Ref<FAttrList>& list)
 {
-  list = Ref<FAttrList>::share(attributes.getList(key));
+  list = Ref<FAttrList>::share(attributes.getList(key.text()));
   if (!list)
-    return !attributes.has(key);
+    return !attributes.has(key.text());
   return castTo<FIntList>(list.get()) || castTo<FFloatList>(list.get());
 }
 
@@ -43,23 +57,58 @@ int32_t atFraction(const UValue& value, float fraction)
 
 // Storing
 
+/// Takes what is stored of one node.
+class PDeviceNode::SnapshotWriter {
+public:
+  explicit SnapshotWriter(FAttributes& attributes) : attributes_(attributes) {}
+
+  bool any() const { return any_; } ///< anything was written
+  bool write(int32_t tag, float fraction)
+  {
+    if (!tags_) {
+      tags_ = listUnder<FIntList>(attributes_, keys.tags);
+      values_ = listUnder<FFloatList>(attributes_, keys.values);
+    }
+    if (!tags_ || !values_)
+      return false;
+    tags_->values.push_back(tag);
+    values_->values.push_back(fraction);
+    return any_ = true;
+  }
+  bool writeChild(Ref<FAttributes> snapshot)
+  {
+    if (!children_)
+      children_ = listUnder<FSubList>(attributes_, keys.children);
+    if (!children_ || !children_->append(snapshot.get()))
+      return false;
+    snapshot.detach(); // the list adopted it
+    return any_ = true;
+  }
+
+private:
+  FAttributes& attributes_;
+  FIntList* tags_ = nullptr;
+  FFloatList* values_ = nullptr;
+  FSubList* children_ = nullptr;
+  bool any_ = false;
+};
+
 bool PDeviceNode::storeSnapshot(FAttributes& attributes, PSnapshotFilter* filter)
 {
-  bool any = false;
-  return storeParameters(attributes, filter, any) && storeChildren(attributes, filter, any) && any;
+  SnapshotWriter writer(attributes);
+  return storeParameters(writer, filter) && storeChildren(writer, filter) && writer.any();
 }
 
-bool PDeviceNode::storeParameters(FAttributes& attributes, PSnapshotFilter* filter, bool& any)
+bool PDeviceNode::storeParameters(SnapshotWriter& writer, PSnapshotFilter* filter)
 {
   if (!filter)
-    return storeAll(attributes, any);
+    return storeAll(writer);
   if (!filter->accepts(*this))
     return true;
-  return filter->countStates(*this) > 0 ? storeChosen(attributes, *filter, any)
-                                        : storeAll(attributes, any);
+  return filter->countStates(*this) > 0 ? storeChosen(writer, *filter) : storeAll(writer);
 }
 
-bool PDeviceNode::storeChosen(FAttributes& attributes, PSnapshotFilter& filter, bool& any)
+bool PDeviceNode::storeChosen(SnapshotWriter& writer, PSnapshotFilter& filter)
 {
   CmArray states(CmOwnership::adopts);
   filter.fillStates(*this, states);
@@ -69,47 +118,38 @@ bool PDeviceNode::storeChosen(FAttributes& attributes, PSnapshotFilter& filter, 
       continue;
     const UValue* value = state->hasValue ? nullptr : getParameterValue(state->tag);
     const float fraction = value ? value->getNormalized() : state->hasValue ? state->value : 0;
-    if (!storeParameter(attributes, state->tag, fraction, any))
+    if (!writer.write(state->tag, fraction))
       return false;
   }
   return true;
 }
 
-bool PDeviceNode::storeAll(FAttributes& attributes, bool& any)
+bool PDeviceNode::storeAll(SnapshotWriter& writer)
 {
   const int32_t count = getParameterCount();
   for (int32_t i = 0; i < count; ++i) {
-    const int32_t tag = getParameterTag(i);
+    const int32_t tag = parameterRequest({PParameterQuestion::tagAt, i}).number;
     if (tag < 0)
       return false;
     const UValue* value = getParameterValue(tag);
-    if (value && !storeParameter(attributes, tag, value->getNormalized(), any))
+    if (value && !writer.write(tag, value->getNormalized()))
       return false;
   }
   return true;
 }
 
-bool PDeviceNode::storeParameter(FAttributes& attributes, int32_t tag, double fraction,
-                                 bool& any) const
-{
-  any = true;
-  return attributes.appendInt(tagsKey, tag) && attributes.appendDouble(valuesKey, fraction);
-}
-
-bool PDeviceNode::storeChildren(FAttributes& attributes, PSnapshotFilter* filter, bool& any) const
+bool PDeviceNode::storeChildren(SnapshotWriter& writer, PSnapshotFilter* filter) const
 {
   for (int32_t i = 0; i < countChildren(); ++i) {
     const auto child = Ref<PDeviceNode>::share(deviceChildAt(i));
     if (!child)
       continue;
     auto snapshot = make<FAttributes>();
-    snapshot->setString(childNameKey, child->getName().text());
-    snapshot->setInt(childIndexKey, i);
-    snapshot->setString(childClassKey, child->nodeClass_.text());
-    if (!child->storeSnapshot(*snapshot, filter))
-      continue;
-    any = true;
-    if (!attributes.appendObject(childrenKey, snapshot.get(), false))
+    snapshot->reserve(keyCount);
+    snapshot->addNew(keys.childName).setText(child->getName().view());
+    snapshot->addNew(keys.childIndex).setInt(i);
+    snapshot->addNew(keys.childClass).setText(child->nodeClass_.view());
+    if (child->storeSnapshot(*snapshot, filter) && !writer.writeChild(std::move(snapshot)))
       return false;
   }
   return true;
@@ -130,7 +170,7 @@ bool PDeviceNode::restoreParameters(const FAttributes& attributes, bool quiet)
 {
   Ref<FAttrList> tags;
   Ref<FAttrList> values;
-  if (!findNumbers(attributes, tagsKey, tags) || !findNumbers(attributes, valuesKey, values))
+  if (!findNumbers(attributes, *keys.tags, tags) || !findNumbers(attributes, *keys.values, values))
     return false;
   const uint32_t count = tags && values ? std::min(tags->count(), values->count()) : 0;
   for (uint32_t i = 0; i < count; ++i) {
@@ -161,9 +201,10 @@ bool PDeviceNode::restoreParameter(int32_t tag, float fraction, bool quiet)
 
 bool PDeviceNode::restoreChildren(const FAttributes& attributes)
 {
-  const auto list = Ref<FSubList>::share(castTo<FSubList>(attributes.getList(childrenKey)));
+  const auto list =
+      Ref<FSubList>::share(castTo<FSubList>(attributes.getList(keys.children->text())));
   if (!list)
-    return !attributes.has(childrenKey);
+    return !attributes.has(keys.children->text());
   bool complete = true;
   for (uint32_t i = 0; i < list->count(); ++i) {
     FAttributes& snapshot = *list->at(i);
@@ -177,10 +218,10 @@ bool PDeviceNode::restoreChildren(const FAttributes& attributes)
 /// one of the same class at that place.
 PDeviceNode* PDeviceNode::snapshotTarget(const FAttributes& snapshot) const
 {
-  const char* name = snapshot.getString(childNameKey);
-  const char* nodeClass = snapshot.getString(childClassKey);
+  const char* name = snapshot.getString(keys.childName->text());
+  const char* nodeClass = snapshot.getString(keys.childClass->text());
   int64_t index = -1;
-  if (!name || !nodeClass || !snapshot.getInt(childIndexKey, index))
+  if (!name || !nodeClass || !snapshot.getInt(keys.childIndex->text(), index))
     return nullptr;
   auto ofClass = [nodeClass](FNode* node) {
     auto* child = castTo<PDeviceNode>(node);

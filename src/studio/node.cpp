@@ -18,8 +18,12 @@ CM_REGISTER(FNode);
 namespace {
 
 constexpr int32_t manyChildren = 16; ///< from here on their names are looked up
-constexpr const char* nameKey = "IDString";
-constexpr const char* childrenKey = "Children";
+
+/// Keys that all nodes have in common.
+const struct {
+  Ref<CmString> name = make<CmString>("IDString");
+  Ref<CmString> children = make<CmString>("Children");
+} keys;
 
 } // namespace
 
@@ -299,24 +303,29 @@ PDevice* FNode::getDevice()
 
 bool FNode::storeAttributes(FAttributes& attributes) const
 {
-  bool complete = attributes.setString(nameKey, name_.text());
+  attributes.require(keys.name).setText(name_.view());
+  if (countChildren() == 0)
+    return true;
+  FStringIDAttribute& value = attributes.require(keys.children);
+  auto list = make<FObjectList>();
   for (int32_t i = 0; i < countChildren(); ++i) {
     auto child = Ref<FNode>::share(childAt(i));
-    complete &= attributes.appendObject(childrenKey, child.get(), true);
-    child.detach();
+    if (list->append(child.get(), true))
+      child.detach(); // the list adopted it
   }
-  return complete;
+  value.setObject(list.get(), ObjectMode::shared);
+  return list->count() == static_cast<uint32_t>(countChildren());
 }
 
 bool FNode::loadAttributes(const FAttributes& attributes)
 {
   isLoading_ = true;
-  if (const auto list = Ref<FAttrList>::share(attributes.getList(childrenKey)))
+  if (const auto list = Ref<FAttrList>::share(attributes.getList(keys.children->text())))
     if (auto* objects = castTo<FObjectList>(list.get()))
       for (uint32_t i = 0; i < objects->count(); ++i)
         loadChild(objects->at(i));
   isLoading_ = false;
-  if (const char* name = attributes.getString(nameKey))
+  if (const char* name = attributes.getString(keys.name->text()))
     setName(name);
   return true;
 }
