@@ -10,6 +10,8 @@
 
 namespace orbi {
 
+ORBI_REALTIME_DATA LoomDevice* LoomDevice::instance_ = nullptr;
+
 LoomDevice::LoomDevice(LoomDeviceListener* listener, std::unique_ptr<LoomDriverList> drivers,
                        Open open)
     : listener_(listener), drivers_(std::move(drivers)), kernels_(audioKernels())

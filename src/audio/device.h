@@ -102,7 +102,7 @@ private:
   void keepErrorMessage();
 
   // The driver's thread and the worker
-  ORBI_REALTIME static void bufferSwitch(int32_t half, int32_t direct);
+  ORBI_REALTIME_SELDOM static void bufferSwitch(int32_t half, int32_t direct);
   static void rateChanged(double rate);
   static int32_t driverMessage(int32_t selector, int32_t value, ...);
   ORBI_REALTIME static LoomTimeRecord* bufferSwitchTimeInfo(LoomTimeRecord* time, int32_t half,
@@ -114,7 +114,7 @@ private:
   void run() override;
 
   static const LoomCallbacks callbacks_;
-  static inline LoomDevice* instance_ = nullptr;
+  static LoomDevice* instance_;
 
   // What each block touches comes first and lies together.
   LoomDeviceListener* listener_;
