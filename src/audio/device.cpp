@@ -465,8 +465,11 @@ int32_t LoomDevice::driverMessage(int32_t selector, int32_t value, ...)
   case loomEngineVersion:
     return 2;
   case loomResetRequest:
-    if (instance_)
-      instance_->resetRequested_.store(true, std::memory_order_relaxed);
+    if (!instance_)
+      return 1;
+    instance_->resetRequested_.store(true, std::memory_order_relaxed);
+    if (instance_->wakeUp_)
+      instance_->wakeUp_();
     return 1;
   case loomSupportsTimeInfo:
     return 1;

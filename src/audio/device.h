@@ -32,6 +32,9 @@ public:
   void setListener(LoomDeviceListener* listener) { listener_ = listener; } ///< while stopped
   LoomDeviceListener* listener() const { return listener_; }
   void setMeter(BlockMeter* meter) { meter_ = meter; } ///< while stopped; null for none
+  /// Called on any thread when the driver wants a reset, which checkReset then carries out. Null
+  /// for none; while closed.
+  void setWakeUp(void (*wakeUp)()) { wakeUp_ = wakeUp; }
 
   // Drivers
   int32_t driverCount() const { return drivers_->count(); }
@@ -150,6 +153,7 @@ private:
   LoomChannelTable inputs_;
   std::vector<std::unique_ptr<float[]>> keptBuffers_; ///< of a hung block
   std::unique_ptr<LoomDriverList> drivers_;
+  void (*wakeUp_)() = nullptr;
   LoomDriverInfo info_{};
   const AudioKernels& kernels_;
 };
