@@ -165,100 +165,13 @@ void BinaryObjectWriter::writeKey(std::string_view key)
 bool BinaryObjectWriter::writeBlock(Ref<FAttributes> attributes)
 {
   out_.putNumber(entryCount(*attributes));
-  return push(Frame::Kind::attributes, std::move(attributes));
+  return push(Kind::attributes, std::move(attributes), {});
 }
 
-bool BinaryObjectWriter::push(Frame::Kind kind, Ref<CmObject> container)
+bool BinaryObjectWriter::writeValue(const FStringIDAttribute& value, Place)
 {
-  if (!open_.enter(container.get()))
-    return false;
-  frames_.push_back({kind, std::move(container), 0});
-  return true;
-}
-
-/// Works on the innermost open container until none is left.
-bool BinaryObjectWriter::run()
-{
-  while (!frames_.empty()) {
-    bool complete = false;
-    switch (frames_.back().kind) {
-    case Frame::Kind::attributes:
-      complete = stepAttributes();
-      break;
-    case Frame::Kind::subList:
-      complete = stepSubList();
-      break;
-    case Frame::Kind::objectList:
-      complete = stepObjectList();
-      break;
-    }
-    if (!complete)
-      return false;
-  }
-  return true;
-}
-
-void BinaryObjectWriter::closeFrame()
-{
-  const Frame frame = std::move(frames_.back());
-  frames_.pop_back();
-  open_.leave(frame.container.get());
-  if (frame.kind != Frame::Kind::attributes)
-    static_cast<FAttrList*>(frame.container.get())->rewindList();
-}
-
-bool BinaryObjectWriter::stepAttributes()
-{
-  const size_t level = frames_.size();
-  auto* attributes = static_cast<FAttributes*>(frames_.back().container.get());
-  auto values = attributes->all();
-  for (uint32_t next = frames_.back().next; next < values.size();) {
-    const FStringIDAttribute& value = *values[next++];
-    if (!isWritten(value))
-      continue;
-    const bool isObject = value.persistentKind() == attributeObject;
-    if (isObject)
-      frames_.back().next = next;
-    if (!writeValue(value))
-      return false;
-    if (frames_.size() != level)
-      return true;
-    if (isObject) // which may have changed them
-      values = attributes->all();
-  }
-  closeFrame();
-  return true;
-}
-
-bool BinaryObjectWriter::stepSubList()
-{
-  Frame& frame = frames_.back();
-  FAttributes* item = static_cast<FSubList*>(frame.container.get())->at(frame.next++);
-  if (item)
-    return writeBlock(Ref<FAttributes>::share(item));
-  closeFrame();
-  return true;
-}
-
-bool BinaryObjectWriter::stepObjectList()
-{
-  Frame& frame = frames_.back();
-  auto* list = static_cast<FObjectList*>(frame.container.get());
-  if (frame.next == list->count()) {
-    closeFrame();
+  if (!isWritten(value))
     return true;
-  }
-  CmObject* item = list->at(frame.next++);
-  if (auto* reference = castTo<FXmlReference>(item)) {
-    item = reference->instance();
-    if (!item)
-      writeReference(reference->id());
-  }
-  return !item || writeObject(*item);
-}
-
-bool BinaryObjectWriter::writeValue(const FStringIDAttribute& value)
-{
   writeHead(value.key().view(), value.persistentKind());
   switch (value.persistentKind()) {
   case attributeInt:
@@ -332,10 +245,10 @@ bool BinaryObjectWriter::writeObjectValue(CmObject* object)
     return true;
   case ObjectSort::subList:
     begin(binaryTagSubList, list->count());
-    return push(Frame::Kind::subList, Ref<CmObject>::share(object));
+    return push(Kind::subList, Ref<CmObject>::share(object), {});
   case ObjectSort::objectList:
     begin(binaryTagObjectList, itemCount(*static_cast<FObjectList*>(list)));
-    return push(Frame::Kind::objectList, Ref<CmObject>::share(object));
+    return push(Kind::objectList, Ref<CmObject>::share(object), {});
   case ObjectSort::attributes:
     out_.putNumber(static_cast<uint16_t>(binaryTagAttributes));
     return writeBlock(Ref<FAttributes>::share(static_cast<FAttributes*>(object)));
