@@ -48,7 +48,7 @@ void UValue::setTarget(CmObject* target, int32_t tag, bool owned)
     put(editMessages, false); // that one had asked for them
   target_ = target;
   put(ownsTarget, owned && target);
-  setTag(tag);
+  tag_ = tag;
   if (former)
     former->releaseRef();
 }
