@@ -136,6 +136,8 @@ void UFloatValue::rangeChanged()
 
 float UFloatValue::atFraction(float fraction) const
 {
+  if (std::isnan(fraction))
+    return fraction;
   return singlePrecision(std::lerp(double(min_), double(max_), double(fraction)));
 }
 
