@@ -125,7 +125,8 @@ TEST_F(Proxies, linker_moves_all_by_the_same_fraction)
   EXPECT_EQ(whole->getInt(), 150);
   EXPECT_EQ(target.taken(), Codes{1});
   source->setValue(10);
-  linker.addValue(source.get()); // its own master
+  linker.addValue(source.get());
+  EXPECT_EQ(target.taken(), Codes{1}) << "the master's target was told of its own value";
   linker.addValue(fraction.get());
   EXPECT_EQ(fraction->getFloat(), 1.0f);
   flushed();
