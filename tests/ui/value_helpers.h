@@ -32,6 +32,11 @@ public:
     return 1;
   }
   std::vector<int32_t> taken() { return std::exchange(codes, {}); }
+  std::vector<int32_t> flushed()
+  {
+    FDependencies::instance()->flush();
+    return taken();
+  }
 
   std::vector<int32_t> codes;
   std::string message;

@@ -17,12 +17,6 @@ public:
 
 class Proxies : public testing::Test {
 protected:
-  Codes flushed()
-  {
-    FDependencies::instance()->flush();
-    return dependent.taken();
-  }
-
   Application application; // with the table of dependents
   Listener dependent, target;
   Ref<UIntValue> source = make<UIntValue>(5, 0, 10);
@@ -41,13 +35,13 @@ TEST_F(Proxies, proxy_is_its_source_for_those_who_see_it)
 {
   EXPECT_EQ(proxy->getTag(), -1);
   proxy->setSource(source.get());
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
   EXPECT_EQ(proxy->getTag(), 7);
   proxy->setText("2*");
   proxy->setNormalizedEx(0.8f, true);
   EXPECT_EQ(source->getInt(), 8);
   EXPECT_EQ(target.taken(), (Codes{1, 1}));
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
   proxy->setEnabled(false);
   proxy->edit(true);
   EXPECT_TRUE(!source->isEnabled() && source->isEditing());
@@ -57,18 +51,18 @@ TEST_F(Proxies, proxy_is_its_source_for_those_who_see_it)
 TEST_F(Proxies, the_same_source_again_is_told_of_only_with_another_target_or_tag)
 {
   proxy->setSource(source.get());
-  flushed();
+  dependent.flushed();
   proxy->setSource(source.get());
-  EXPECT_EQ(flushed(), Codes{});
+  EXPECT_EQ(dependent.flushed(), Codes{});
   source->setTag(8);
   proxy->setSource(source.get());
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
   application.setUsesDirectUpdates(true);
   proxy->setSource(nullptr);
   EXPECT_EQ(dependent.taken(), Codes{1});
   EXPECT_EQ(source->refCount(), 1);
   source->setValue(9);
-  EXPECT_EQ(flushed(), Codes{}) << "the former source is nothing to it";
+  EXPECT_EQ(dependent.flushed(), Codes{}) << "the former source is nothing to it";
 }
 
 TEST_F(Proxies, without_a_source_it_is_a_switch)
@@ -78,7 +72,7 @@ TEST_F(Proxies, without_a_source_it_is_a_switch)
   EXPECT_EQ(textOf(*proxy), "On");
   EXPECT_EQ(proxy->getMaxInt(), 1);
   EXPECT_EQ(target.taken(), Codes{1});
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
 }
 
 TEST_F(Proxies, proxy_never_leads_to_itself)
@@ -109,7 +103,7 @@ TEST_F(Proxies, source_and_proxy_may_go_in_either_order)
   source->addDependent(&dependent);
   dependent.taken();
   source->setValue(1);
-  EXPECT_EQ(flushed(), Codes{1}) << "silence asked for by the proxy ends with it";
+  EXPECT_EQ(dependent.flushed(), Codes{1}) << "silence asked for by the proxy ends with it";
 }
 
 TEST_F(Proxies, linker_moves_all_by_the_same_fraction)
@@ -129,11 +123,11 @@ TEST_F(Proxies, linker_moves_all_by_the_same_fraction)
   EXPECT_EQ(target.taken(), Codes{1}) << "the master's target was told of its own value";
   linker.addValue(fraction.get());
   EXPECT_EQ(fraction->getFloat(), 1.0f);
-  flushed();
+  dependent.flushed();
   target.taken();
   target.then = [&](CmObject*, int32_t) { linker.removeValue(fraction.get()); };
   source->setValue(0);
-  flushed();
+  dependent.flushed();
   EXPECT_EQ(whole->getInt(), 100);
   EXPECT_EQ(fraction->getFloat(), 1.0f) << "left the list before its turn";
   source->setTarget(nullptr, 0);

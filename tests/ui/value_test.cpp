@@ -40,12 +40,6 @@ public:
 
 class Values : public testing::Test {
 protected:
-  Codes flushed()
-  {
-    dependencies.flush();
-    return dependent.taken();
-  }
-
   FDependencies dependencies;
   Listener dependent, target;
   Hooked value{5, 0, 10};
@@ -67,9 +61,9 @@ TEST_F(Values, target_hears_at_once_of_the_interface_alone_and_dependents_once_a
   value.setNormalizedEx(0.3f, false);
   EXPECT_EQ(target.taken(), Codes{1});
   EXPECT_EQ(dependent.taken(), Codes{});
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
   value.setInt(3);
-  EXPECT_EQ(flushed(), Codes{}) << "nothing changed";
+  EXPECT_EQ(dependent.flushed(), Codes{}) << "nothing changed";
   EXPECT_EQ(target.taken(), Codes{1});
 }
 
@@ -80,7 +74,7 @@ TEST_F(Values, change_made_by_a_dependent_is_announced)
       value.setValue(value.getValue() + 1);
   };
   value.setValue(6);
-  EXPECT_EQ(flushed(), (Codes{1, 1, 1}));
+  EXPECT_EQ(dependent.flushed(), (Codes{1, 1, 1}));
 }
 
 TEST_F(Values, silence_is_not_made_up_for_and_immediate_values_do_not_wait)
@@ -88,7 +82,7 @@ TEST_F(Values, silence_is_not_made_up_for_and_immediate_values_do_not_wait)
   value.setNotify(false);
   value.setValue(6);
   value.setNotify(true);
-  EXPECT_EQ(flushed(), Codes{});
+  EXPECT_EQ(dependent.flushed(), Codes{});
   value.setImmediate(true);
   value.setValue(7);
   EXPECT_EQ(dependent.taken(), Codes{1});
@@ -109,12 +103,12 @@ TEST_F(Values, value_speaks_again_after_its_notice_went_with_the_last_dependent)
   EXPECT_EQ(value.hooks, 1) << "nobody to be told";
   value.addDependent(&dependent);
   value.setValue(7);
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
   value.setValue(8);
   dependencies.removeDependent(&value, &dependent); // not by way of the value
   value.addDependent(&dependent);
   value.setValue(9);
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
 }
 
 TEST_F(Values, value_that_goes_tells_its_dependents_and_leaves_the_queue)
@@ -126,7 +120,7 @@ TEST_F(Values, value_that_goes_tells_its_dependents_and_leaves_the_queue)
   dependent.then = [](CmObject* subject, int32_t) { Ref<CmObject>::share(subject); };
   gone = nullptr;
   EXPECT_EQ(dependent.taken(), Codes{2});
-  EXPECT_EQ(flushed(), Codes{});
+  EXPECT_EQ(dependent.flushed(), Codes{});
 }
 
 TEST_F(Values, value_may_be_released_by_whom_it_tells)
@@ -160,8 +154,7 @@ TEST(ValuesAlone, work_before_and_after_the_table_of_dependents)
   FDependencies dependencies;
   value.addDependent(&dependent);
   value.setValue(5);
-  dependencies.flush();
-  EXPECT_EQ(dependent.taken(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
 }
 
 TEST_F(Values, edits_notify_the_target_as_the_flags_say)
