@@ -44,11 +44,12 @@ void UValueLinker::update(CmObject* subject, int32_t code)
     push();
 }
 
-/// The targets that are told on the way may change the list and the master.
+/// The targets that are told on the way may change the list and the master, and let the linker go.
 void UValueLinker::push()
 {
   if (!master_)
     return;
+  auto alive = Ref<UValueLinker>::share(this);
   const float fraction = master_->getNormalized();
   std::vector<Ref<UValue>> values;
   for (CmObject* item : linked_)
