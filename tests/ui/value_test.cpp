@@ -69,8 +69,8 @@ TEST_F(Values, target_hears_at_once_of_the_interface_alone_and_dependents_once_a
 
 TEST_F(Values, change_made_by_a_dependent_is_announced)
 {
-  dependent.then = [&](CmObject*, int32_t) {
-    if (value.getValue() < 8)
+  dependent.then = [&](CmObject*, int32_t code) {
+    if (code == UValue::changeNotice && value.getValue() < 8)
       value.setValue(value.getValue() + 1);
   };
   value.setValue(6);
