@@ -77,10 +77,10 @@ bool FDependencies::enqueue(const Notice& notice)
   return true;
 }
 
-void FDependencies::deferChanged(CmObject* subject, int32_t code)
+bool FDependencies::deferChanged(CmObject* subject, int32_t code)
 {
   if (!subject)
-    return;
+    return false;
   bool queued = false;
   bool isFirst = false;
   {
@@ -96,6 +96,7 @@ void FDependencies::deferChanged(CmObject* subject, int32_t code)
     wake();
   if (!queued)
     subject->onChanged();
+  return queued;
 }
 
 void FDependencies::wake()
@@ -151,6 +152,7 @@ void FDependencies::deliver(const Notice& notice)
     delivery.outer = deliveries_;
     deliveries_ = &delivery;
   }
+  notice.subject->onNoticeTaken();
   bool told = changed(notice.subject, notice.code);
   bool isThere = false;
   {

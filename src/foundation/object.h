@@ -92,6 +92,8 @@ public:
 
   virtual ~CmObject() = default; // here, as foreign callers count on the order of the operations
 
+  virtual void onNoticeTaken() {} ///< a deferred notice left the queue; its dependents come next
+
   int32_t refCount() const { return refCount_.load(std::memory_order_relaxed); }
 
 protected:

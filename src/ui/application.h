@@ -47,6 +47,10 @@ public:
   void wantBusyIdle();    ///< somebody needs idle more often from now on
   static void wantIdle(); ///< the next one comes at once. Any thread, never blocks
 
+  // Whether a value that begins to show another one says so at once, not on the next pass
+  bool usesDirectUpdates() const { return directUpdates_; }
+  void setUsesDirectUpdates(bool on) { directUpdates_ = on; }
+
   // Wait state: the pointer that says that the program is at work
   virtual bool canWait() const { return false; } ///< whether a window layer shows it
   int32_t waitState() const { return waitState_; }
@@ -75,6 +79,7 @@ private:
   platform::RunLoop::TimerId idleTimer_ = 0;
   bool busyIdle_ = false;
   static inline std::atomic<bool> idleWanted_{false}; ///< whoever sets it wakes the loop
+  bool directUpdates_ = false;
   std::atomic<bool> quit_{false};
   int32_t waitState_ = 0;
 };
