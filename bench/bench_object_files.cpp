@@ -235,7 +235,8 @@ int main(int count, char** arguments)
   Ref<FAttributes> tree = makeTree(groups);
   const std::string xml = writeXml(*tree);
   const auto bytes = static_cast<double>(xml.size());
-  require(writeXml(*readXml(xml)) == xml);
+  tree = readXml(xml); // as it comes from a file: keys are kept once
+  require(writeXml(*tree) == xml);
   std::printf("%.1f MB of XML\n", bytes / 1e6);
 
   compareParsers(xml);

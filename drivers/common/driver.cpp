@@ -304,11 +304,12 @@ void Driver::allocateHalves(std::span<LoomBufferInfo> infos, int frames)
   void* start = memory_.get();
   size_t space = bytes + halfAlignment;
   auto* next = static_cast<uint8_t*>(std::align(halfAlignment, bytes, start, space));
+  const size_t toOtherHalf = infos.size() * halfBytes; // what one block fills lies together
   for (LoomBufferInfo& info : infos) {
-    outputs.push_back({info.channel, {next, next + halfBytes}});
+    outputs.push_back({info.channel, {next, next + toOtherHalf}});
     info.buffers[0] = next;
-    info.buffers[1] = next + halfBytes;
-    next += 2 * halfBytes;
+    info.buffers[1] = next + toOtherHalf;
+    next += halfBytes;
   }
   outputs_ = std::move(outputs);
   frames_ = frames;

@@ -33,6 +33,7 @@ LoomCounter toCounter(uint64_t value)
 void HostLink::attach(const LoomCallbacks& callbacks)
 {
   callbacks_ = callbacks;
+  firstTime_.speed = 1.0;
   usesTimeInfo_ = hostTakesTimeInfo(callbacks_);
   resetRequested_.store(false, std::memory_order_relaxed);
   message_.store(callbacks.message, std::memory_order_release);
@@ -55,8 +56,7 @@ void HostLink::bufferSwitch(int half, uint64_t position, uint64_t timeStamp)
   timeStamp_.store(timeStamp, std::memory_order_relaxed);
   switchThread_.store(thisThread(), std::memory_order_relaxed);
   if (usesTimeInfo_) {
-    time_ = LoomTimeRecord{};
-    time_.speed = 1.0;
+    time_ = firstTime_;
     time_.timeStamp = toCounter(timeStamp);
     time_.samplePosition = toCounter(position);
     callbacks_.bufferSwitchTimeInfo(&time_, half, 1);

@@ -5,6 +5,10 @@
 #include <atomic>
 #include <cstdint>
 
+/// Functions of each block lie together: between two blocks the caches forget everything, and each
+/// further page costs.
+#define LOOM_EACH_BLOCK [[gnu::hot, gnu::section(".text.hot.loom_block")]]
+
 namespace loom {
 
 /// The host's functions as a driver calls them. Attached while there are buffers.
@@ -16,7 +20,7 @@ public:
 
   /// Driver's thread: the host fills a half and has done so when this returns. position is that of
   /// the half's first frame, timeStamp is in nanoseconds of the steady clock.
-  void bufferSwitch(int half, uint64_t position, uint64_t timeStamp);
+  LOOM_EACH_BLOCK void bufferSwitch(int half, uint64_t position, uint64_t timeStamp);
 
   /// Is the calling thread the one that is inside bufferSwitch?
   bool insideSwitch() const;
@@ -37,6 +41,7 @@ private:
   LoomCallbacks callbacks_{};
   bool usesTimeInfo_ = false;
   LoomTimeRecord time_{};
+  LoomTimeRecord firstTime_{}; ///< what each block's record begins as
   // Library threads may report a change at any moment, so this pointer is taken apart from the
   // rest.
   std::atomic<MessageFunction> message_{nullptr};

@@ -20,6 +20,13 @@ constexpr auto longestProcessWait = std::chrono::seconds(2);
 
 void ignoreWords(const char*) {}
 
+/// In place, as the library's copy lies in pages of its own.
+inline void copyBlock(const float* from, float* to, jack_nframes_t frames)
+{
+  for (jack_nframes_t i = 0; i < frames; ++i)
+    to[i] = from[i];
+}
+
 /// The name under which the program was started, without folder and extension.
 std::string clientName()
 {
@@ -35,7 +42,7 @@ std::string clientName()
 
 /// A client of the JACK server, one port for each output. The server's process callback is the
 /// driver's thread.
-class JackDriver final : public Driver {
+class alignas(4096) JackDriver final : public Driver {
 public:
   static constexpr ClassId classId = {0x9e, 0xea, 0xdc, 0x05, 0x17, 0xfd, 0xc6, 0x42,
                                       0x96, 0xaa, 0x4c, 0x24, 0x9d, 0x53, 0x5d, 0xb7};
@@ -44,6 +51,12 @@ public:
   ~JackDriver() override;
 
 private:
+  struct Port {
+    jack_port_t* port;
+    const float* halves[2];
+  };
+  std::span<const Port> ports() const { return {ports_.data(), portCount_}; }
+
   // The device
   const char* name() const override { return "LOOM JACK Driver"; }
   bool init() override;
@@ -65,17 +78,20 @@ private:
   void connectPorts();
 
   // The process callback
-  void process(jack_nframes_t frames);
-  void playBlock(jack_nframes_t frames);
+  LOOM_EACH_BLOCK static int processCallback(jack_nframes_t frames, void* self);
+  LOOM_EACH_BLOCK void process(jack_nframes_t frames);
+  LOOM_EACH_BLOCK void playBlock(jack_nframes_t frames);
   void silence(jack_nframes_t frames);
-  uint64_t beginCycle(jack_nframes_t frames);
+  LOOM_EACH_BLOCK uint64_t beginCycle(jack_nframes_t frames);
+  void askForPosition();
 
   jack_client_t* client_ = nullptr;
   int outputCount_ = 0;
   double sampleRate_ = 0.0;
   jack_nframes_t serverFrames_ = 0; // when the client was opened
   std::vector<std::string> playbackPorts_;
-  std::vector<jack_port_t*> ports_; // beside outputs(); fixed while the client is active
+  std::array<Port, loomMaxChannels> ports_; // beside outputs(); fixed while the client is active
+  size_t portCount_ = 0;
   bool active_ = false;
 
   // stop() clears running_ and then waits until no process callback is inside. Both sides write one
@@ -132,13 +148,7 @@ bool JackDriver::openClient()
 
 void JackDriver::setCallbacks()
 {
-  jack_set_process_callback(
-      client_,
-      [](jack_nframes_t frames, void* self) {
-        static_cast<JackDriver*>(self)->process(frames);
-        return 0;
-      },
-      this);
+  jack_set_process_callback(client_, &JackDriver::processCallback, this);
   jack_set_buffer_size_callback(
       client_,
       [](jack_nframes_t frames, void* self) {
@@ -212,7 +222,6 @@ int32_t JackDriver::openBuffers()
 {
   if (serverGone_.load(std::memory_order_relaxed))
     return fail(loomNotPresent, "the JACK server has ended");
-  ports_.reserve(outputs().size());
   for (const Output& output : outputs()) {
     char portName[loomNameBytes];
     nameOutput(output.channel, portName);
@@ -220,7 +229,9 @@ int32_t JackDriver::openBuffers()
         jack_port_register(client_, portName, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
     if (!port)
       return fail(loomNoMemory, "the JACK server gives no port %s", portName);
-    ports_.push_back(port);
+    ports_[portCount_++] = {port,
+                            {reinterpret_cast<const float*>(output.halves[0]),
+                             reinterpret_cast<const float*>(output.halves[1])}};
   }
   return loomOk;
 }
@@ -228,9 +239,9 @@ int32_t JackDriver::openBuffers()
 void JackDriver::closeBuffers()
 {
   if (!serverGone_.load(std::memory_order_relaxed))
-    for (jack_port_t* port : ports_)
-      jack_port_unregister(client_, port);
-  ports_.clear();
+    for (const Port& port : ports())
+      jack_port_unregister(client_, port.port);
+  portCount_ = 0;
 }
 
 int32_t JackDriver::start()
@@ -258,10 +269,10 @@ void JackDriver::connectPorts()
   const char* wish = std::getenv("LOOM_JACK_CONNECT");
   if (wish && std::strcmp(wish, "0") == 0)
     return;
-  for (size_t i = 0; i < ports_.size(); ++i) {
+  for (size_t i = 0; i < portCount_; ++i) {
     const size_t channel = outputs()[i].channel;
     if (channel < playbackPorts_.size())
-      jack_connect(client_, jack_port_name(ports_[i]), playbackPorts_[channel].c_str());
+      jack_connect(client_, jack_port_name(ports_[i].port), playbackPorts_[channel].c_str());
   }
 }
 
@@ -287,6 +298,12 @@ int32_t JackDriver::stop()
 
 // ---- the process callback -----------------------------------------------------------------------
 
+int JackDriver::processCallback(jack_nframes_t frames, void* self)
+{
+  static_cast<JackDriver*>(self)->process(frames);
+  return 0;
+}
+
 void JackDriver::process(jack_nframes_t frames)
 {
   inProcess_.store(true);
@@ -306,16 +323,16 @@ void JackDriver::playBlock(jack_nframes_t frames)
   const uint64_t timeStamp = beginCycle(frames);
   const int half = cycle_.half;
   host().bufferSwitch(half, cycle_.position, timeStamp);
-  for (size_t i = 0; i < ports_.size(); ++i)
-    std::memcpy(jack_port_get_buffer(ports_[i], frames), outputs()[i].halves[half],
-                frames * sizeof(float));
+  for (const Port& port : ports())
+    copyBlock(port.halves[half], static_cast<float*>(jack_port_get_buffer(port.port, frames)),
+              frames);
   cycle_.half ^= 1;
 }
 
 void JackDriver::silence(jack_nframes_t frames)
 {
-  for (jack_port_t* port : ports_)
-    std::memset(jack_port_get_buffer(port, frames), 0, frames * sizeof(float));
+  for (const Port& port : ports())
+    std::memset(jack_port_get_buffer(port.port, frames), 0, frames * sizeof(float));
 }
 
 /// Moves the position on by what the server has really played and answers when this cycle began.
@@ -324,8 +341,13 @@ uint64_t JackDriver::beginCycle(jack_nframes_t frames)
 {
   cycle_.position += frames;
   cycle_.serverFrame += frames;
-  if (!cyclesLost_.load(std::memory_order_relaxed))
-    return steadyNow();
+  if (cyclesLost_.load(std::memory_order_relaxed))
+    askForPosition();
+  return steadyNow();
+}
+
+void JackDriver::askForPosition()
+{
   cyclesLost_.store(false, std::memory_order_relaxed);
   const jack_nframes_t serverFrame = jack_last_frame_time(client_);
   const jack_nframes_t lost = serverFrame - cycle_.serverFrame; // the counter wraps
@@ -335,7 +357,6 @@ uint64_t JackDriver::beginCycle(jack_nframes_t frames)
     cycle_.position += lost;
   cycle_.first = false;
   cycle_.serverFrame = serverFrame;
-  return steadyNow();
 }
 
 } // namespace

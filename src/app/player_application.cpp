@@ -186,6 +186,7 @@ bool OrbiPlayerApplication::startAudio()
   songPlayer_ = std::make_unique<SongPlayer>(*bridge_, *midiInput_);
   device_ = std::make_unique<LoomDevice>(songPlayer_.get(),
                                          std::make_unique<LoomDriverList>(surroundings_.drivers));
+  device_->setWakeUp(&UApplication::wantIdle);
   if (!selectDriver()) {
     audioFailure_ = device_->errorMessage();
     stopAudio();

@@ -10,6 +10,8 @@
 
 namespace orbi {
 
+ORBI_REALTIME_DATA LoomDevice* LoomDevice::instance_ = nullptr;
+
 LoomDevice::LoomDevice(LoomDeviceListener* listener, std::unique_ptr<LoomDriverList> drivers,
                        Open open)
     : listener_(listener), drivers_(std::move(drivers)), kernels_(audioKernels())
@@ -463,8 +465,11 @@ int32_t LoomDevice::driverMessage(int32_t selector, int32_t value, ...)
   case loomEngineVersion:
     return 2;
   case loomResetRequest:
-    if (instance_)
-      instance_->resetRequested_.store(true, std::memory_order_relaxed);
+    if (!instance_)
+      return 1;
+    instance_->resetRequested_.store(true, std::memory_order_relaxed);
+    if (instance_->wakeUp_)
+      instance_->wakeUp_();
     return 1;
   case loomSupportsTimeInfo:
     return 1;

@@ -32,6 +32,9 @@ public:
   void setListener(LoomDeviceListener* listener) { listener_ = listener; } ///< while stopped
   LoomDeviceListener* listener() const { return listener_; }
   void setMeter(BlockMeter* meter) { meter_ = meter; } ///< while stopped; null for none
+  /// Called on any thread when the driver wants a reset, which checkReset then carries out. Null
+  /// for none; while closed.
+  void setWakeUp(void (*wakeUp)()) { wakeUp_ = wakeUp; }
 
   // Drivers
   int32_t driverCount() const { return drivers_->count(); }
@@ -102,7 +105,7 @@ private:
   void keepErrorMessage();
 
   // The driver's thread and the worker
-  ORBI_REALTIME static void bufferSwitch(int32_t half, int32_t direct);
+  ORBI_REALTIME_SELDOM static void bufferSwitch(int32_t half, int32_t direct);
   static void rateChanged(double rate);
   static int32_t driverMessage(int32_t selector, int32_t value, ...);
   ORBI_REALTIME static LoomTimeRecord* bufferSwitchTimeInfo(LoomTimeRecord* time, int32_t half,
@@ -114,7 +117,7 @@ private:
   void run() override;
 
   static const LoomCallbacks callbacks_;
-  static inline LoomDevice* instance_ = nullptr;
+  static LoomDevice* instance_;
 
   // What each block touches comes first and lies together.
   LoomDeviceListener* listener_;
@@ -150,6 +153,7 @@ private:
   LoomChannelTable inputs_;
   std::vector<std::unique_ptr<float[]>> keptBuffers_; ///< of a hung block
   std::unique_ptr<LoomDriverList> drivers_;
+  void (*wakeUp_)() = nullptr;
   LoomDriverInfo info_{};
   const AudioKernels& kernels_;
 };

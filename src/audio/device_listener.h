@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/realtime.h"
+#include "platform/realtime_layout.h"
 
 #include <cstdint>
 
@@ -23,8 +23,8 @@ protected:
 /// Watches the blocks for statistics. On the thread that fills them.
 class BlockMeter {
 public:
-  ORBI_REALTIME virtual void blockBegins() = 0; ///< before process
-  ORBI_REALTIME virtual void blockEnds() = 0;   ///< after conversion
+  ORBI_REALTIME_SELDOM virtual void blockBegins() = 0; ///< before process
+  ORBI_REALTIME_SELDOM virtual void blockEnds() = 0;   ///< after conversion
 
 protected:
   ~BlockMeter() = default;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/realtime.h"
+#include "platform/realtime_layout.h"
 
 #include <cstdint>
 

@@ -4,6 +4,7 @@
 #include "foundation/ref.h"
 
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace orbi {
@@ -31,6 +32,7 @@ public:
   void removeAll();
 
   uint32_t count() const { return static_cast<uint32_t>(items_.size()); }
+  std::span<FStringIDAttribute* const> all() const { return items_; } ///< until the next change
   FStringIDAttribute* at(uint32_t index) const ///< null outside
   {
     return index < items_.size() ? items_[index] : nullptr;

@@ -99,6 +99,10 @@ public:
     return values_ && values_->refCount() > 1;
   } ///< with other containers
   FStringIDAttribute* at(uint32_t index) const;
+  std::span<FStringIDAttribute* const> all() const ///< until the next change
+  {
+    return values_ ? values_->all() : std::span<FStringIDAttribute* const>();
+  }
   FStringIDAttribute* find(const char* key) const;
   FStringIDAttribute* find(std::string_view key) const;
   FStringIDAttribute& require(const char* key, int userFlags = 0); ///< made when it is missing

@@ -1,5 +1,7 @@
 #include "foundation/realtime_memory.h"
 
+#include "platform/realtime_layout.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <mutex>
@@ -15,11 +17,17 @@ constexpr size_t roomBytes = 0; // each object on its own, where the sanitizer w
 #else
 constexpr size_t roomBytes = 12 * pageBytes; // pages that nobody uses cost nothing
 #endif
-constexpr size_t alignment = 16;
+constexpr size_t alignment = 64;
+constexpr size_t smallBytes = 512; // larger objects have what each block touches in front
 
-alignas(pageBytes) unsigned char room[std::max(roomBytes, pageBytes)];
+// Small ones fill the beginning of the first page, so that the front of the first large one lies in
+// that page, too.
+constexpr size_t smallRoom = 2048;
+
+ORBI_REALTIME_ROOM alignas(alignment) unsigned char room[std::max(roomBytes, pageBytes)];
 std::mutex mutex;
-size_t used = 0;
+size_t usedSmall = 0;
+size_t usedLarge = smallRoom;
 size_t living = 0; // when the last one goes, the room is free again
 
 bool isInRoom(const void* memory)
@@ -35,7 +43,10 @@ void* RealtimeMemory::allocate(size_t bytes)
   size_t whole = (bytes + alignment - 1) / alignment * alignment;
   {
     std::lock_guard guard(mutex);
-    if (whole <= roomBytes && used <= roomBytes - whole && whole >= bytes) {
+    const bool isSmall = whole <= smallBytes && usedSmall + whole <= smallRoom;
+    size_t& used = isSmall ? usedSmall : usedLarge;
+    const size_t end = isSmall ? smallRoom : roomBytes;
+    if (whole >= bytes && whole <= roomBytes && used + whole <= end) {
       void* memory = room + used;
       used += whole;
       ++living;
@@ -52,8 +63,10 @@ void RealtimeMemory::release(void* memory) noexcept
     return;
   }
   std::lock_guard guard(mutex);
-  if (--living == 0)
-    used = 0;
+  if (--living == 0) {
+    usedSmall = 0;
+    usedLarge = smallRoom;
+  }
 }
 
 } // namespace orbi

@@ -16,8 +16,8 @@ class BlockStatistics final : public BlockMeter {
 public:
   explicit BlockStatistics(const LoomDevice& device) : device_(device) {}
 
-  ORBI_REALTIME void blockBegins() override;
-  ORBI_REALTIME void blockEnds() override;
+  ORBI_REALTIME_SELDOM void blockBegins() override;
+  ORBI_REALTIME_SELDOM void blockEnds() override;
 
   /// One line of JSON: driver, rate, frames, blocks, lost, late, process_ns (mean, p50, p99, max)
   /// and load. Lost are blocks that nobody filled, late those that took longer than they last.
@@ -30,7 +30,7 @@ private:
   static size_t bucketOf(uint64_t nanoseconds);
   static uint64_t valueOf(size_t bucket);
   uint64_t percentile(double share) const;
-  ORBI_REALTIME void countGap();
+  ORBI_REALTIME_SELDOM void countGap();
 
   const LoomDevice& device_;
   std::array<uint32_t, bucketCount> histogram_{};

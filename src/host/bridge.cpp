@@ -147,7 +147,8 @@ void OrbiPlayerAudioBridge::process()
 
 void OrbiPlayerAudioBridge::handOverEvents()
 {
-  if (midiInput_ && eventList_ && midiInput_->fillEventList(*eventList_, orbMaxEvents) > 0)
+  if (midiInput_ && eventList_ && midiInput_->hasEvents() &&
+      midiInput_->fillEventList(*eventList_, orbMaxEvents) > 0)
     plugin_.processEvents(eventList_.get());
 }
 

@@ -80,7 +80,7 @@ private:
   ORBI_REALTIME void handOverEvents();
   ORBI_REALTIME void runPlugin(int32_t frames);
   ORBI_REALTIME void aimOutputs(LoomDevice& device);
-  ORBI_REALTIME void clearOutputs(int32_t frames);
+  ORBI_REALTIME_SELDOM void clearOutputs(int32_t frames);
   ORBI_REALTIME void deliver(int32_t frames);
 
   static inline OrbiPlayerAudioBridge* instance_ = nullptr;

@@ -58,8 +58,7 @@ void OrbiPlayerMidiInput::receive(PMidiEvent& event)
 
 int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
 {
-  // Without the lock: an event that this test misses comes with the next block.
-  if (waiting_.load(std::memory_order_relaxed) == 0) {
+  if (!hasEvents()) {
     list.count = 0;
     return 0;
   }
@@ -72,7 +71,7 @@ int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
     uint8_t channel = event->getChannel();
     uint8_t key = event->getData1();
     uint8_t velocity = event->getData2();
-    std::atomic<int32_t>& heldNote = notesOn_[channel][key & 127];
+    std::atomic<int32_t>& heldNote = notesOn_->of[channel][key & 127];
     int32_t held = heldNote.load(std::memory_order_relaxed);
     if (status == noteOff || (status == noteOn && held > 0 && velocity == 0)) {
       heldNote.store(0, std::memory_order_relaxed);
@@ -94,7 +93,7 @@ int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
 
 void OrbiPlayerMidiInput::clearNotes()
 {
-  for (auto& channel : notesOn_)
+  for (auto& channel : notesOn_->of)
     for (std::atomic<int32_t>& held : channel)
       held.store(0, std::memory_order_relaxed);
 }

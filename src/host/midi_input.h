@@ -2,14 +2,16 @@
 
 #include "foundation/lock.h"
 #include "foundation/object.h"
-#include "foundation/realtime.h"
+#include "foundation/realtime_memory.h"
 #include "foundation/ref.h"
 #include "midi/midi_event.h"
+#include "platform/realtime_layout.h"
 #include "studio/event_queue.h"
 
 #include "orb/orb.h"
 
 #include <atomic>
+#include <memory>
 
 namespace orbi {
 
@@ -24,7 +26,8 @@ protected:
 
 /// Collects what has arrived since the last block and hands it to the plug-in's event list.
 class OrbiPlayerMidiInput final : public CmClass<OrbiPlayerMidiInput, CmObject>,
-                                  public IMidiReceiver {
+                                  public IMidiReceiver,
+                                  public RealtimeObject {
 public:
   static constexpr const char* className = "OrbiPlayerMidiInput";
   static constexpr const char* portName = "OrbiPlayerMidiIn";
@@ -37,6 +40,8 @@ public:
 
   /// Keeps a copy, in the order of times; equal times in the order of arrival. Any thread.
   void receive(PMidiEvent& event) override;
+  /// For the audio thread, without the lock: what this misses comes with the next block.
+  bool hasEvents() const { return waiting_.load(std::memory_order_relaxed) > 0; }
   /// Takes everything that waits; what lies beyond the maximum is lost. How many were written.
   ORBI_REALTIME int32_t fillEventList(OrbEventList& list, int32_t maximum);
   void clearNotes(); ///< forgets which keys are held
@@ -56,8 +61,12 @@ private:
   PEventQueue spent_;
   FLock lock_{"FLock"};
   std::atomic<uint32_t> waiting_{0}; ///< count of events_, for the test without the lock
-  // Written by the audio thread, cleared by the main thread while that one rests.
-  std::atomic<int32_t> notesOn_[16][128] = {};
+  // Written by the audio thread, cleared by the main thread while that one rests. Apart from the
+  // rest, which each block looks at.
+  struct HeldNotes {
+    std::atomic<int32_t> of[16][128] = {};
+  };
+  const std::unique_ptr<HeldNotes> notesOn_ = std::make_unique<HeldNotes>();
   Ref<CmObject> port_;
 };
 

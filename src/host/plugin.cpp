@@ -246,31 +246,61 @@ void OrbPlugin::suspend()
   suspended_ = true;
 }
 
+namespace {
+
+// What runs under guard
+
+struct EventsCall {
+  OrbEffect* effect;
+  OrbEventList* events;
+};
+
+struct BlockCall {
+  OrbEffect* effect;
+  decltype(OrbEffect::processReplacing) function;
+  float** inputs;
+  float** outputs;
+  int32_t frames;
+};
+
+ORBI_REALTIME void handOverEvents(void* context)
+{
+  auto& call = *static_cast<EventsCall*>(context);
+  call.effect->dispatcher(call.effect, opProcessEvents, 0, 0, call.events, 0.0f);
+}
+
+ORBI_REALTIME void renderBlock(void* context)
+{
+  auto& call = *static_cast<BlockCall*>(context);
+  call.function(call.effect, call.inputs, call.outputs, call.frames);
+}
+
+} // namespace
+
+/// A plug-in that faulted isn't called for audio any more.
+bool OrbPlugin::runForAudio(void (*call)(void*), void* context)
+{
+  if (!hasFaulted() && !platform::runGuarded(call, context))
+    faulted_.store(true, std::memory_order_relaxed);
+  return !hasFaulted();
+}
+
 bool OrbPlugin::processEvents(OrbEventList* events)
 {
-  if (hasFaulted() ||
-      platform::guarded([&] { effect_->dispatcher(effect_, opProcessEvents, 0, 0, events, 0.0f); }))
-    return !hasFaulted();
-  faulted_.store(true, std::memory_order_relaxed);
-  return false;
+  EventsCall call{effect_, events};
+  return runForAudio(handOverEvents, &call);
 }
 
 bool OrbPlugin::processReplacing(float** inputs, float** outputs, int32_t frames)
 {
-  if (hasFaulted() ||
-      platform::guarded([&] { effect_->processReplacing(effect_, inputs, outputs, frames); }))
-    return !hasFaulted();
-  faulted_.store(true, std::memory_order_relaxed);
-  return false;
+  BlockCall call{effect_, effect_->processReplacing, inputs, outputs, frames};
+  return runForAudio(renderBlock, &call);
 }
 
 bool OrbPlugin::processAccumulating(float** inputs, float** outputs, int32_t frames)
 {
-  if (hasFaulted() || !effect_->processAccumulating ||
-      platform::guarded([&] { effect_->processAccumulating(effect_, inputs, outputs, frames); }))
-    return !hasFaulted();
-  faulted_.store(true, std::memory_order_relaxed);
-  return false;
+  BlockCall call{effect_, effect_->processAccumulating, inputs, outputs, frames};
+  return !call.function || runForAudio(renderBlock, &call);
 }
 
 int32_t OrbPlugin::handleMessage(FMessage& message)

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "foundation/object.h"
-#include "foundation/realtime.h"
 #include "foundation/realtime_memory.h"
 #include "platform/module.h"
+#include "platform/realtime_layout.h"
 
 #include "orb/orb.h"
 
@@ -73,7 +73,7 @@ public:
   // The audio thread. False: it faulted, now or before, and the buffers mean nothing
   ORBI_REALTIME bool processEvents(OrbEventList* events);
   ORBI_REALTIME bool processReplacing(float** inputs, float** outputs, int32_t frames);
-  ORBI_REALTIME bool processAccumulating(float** inputs, float** outputs, int32_t frames);
+  ORBI_REALTIME_SELDOM bool processAccumulating(float** inputs, float** outputs, int32_t frames);
   bool hasFaulted() const { return faulted_.load(std::memory_order_relaxed); }
 
   // Told by the plug-in on any thread, read on the main thread
@@ -89,6 +89,7 @@ private:
   bool outputProperties(int32_t output, OrbOutputProperties& properties);
   template <class Call>
   bool guard(Call&& call);
+  ORBI_REALTIME bool runForAudio(void (*call)(void*), void* context);
 
   static inline OrbPlugin* current_ = nullptr;
 

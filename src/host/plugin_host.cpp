@@ -69,7 +69,8 @@ OrbPluginHost::~OrbPluginHost()
   instance_ = nullptr;
 }
 
-alignas(64) OrbTimeBlock OrbPluginHost::timeBlock_ = firstTime;
+ORBI_REALTIME_DATA OrbPluginHost* OrbPluginHost::instance_ = nullptr;
+ORBI_REALTIME_DATA alignas(64) OrbTimeBlock OrbPluginHost::timeBlock_; // filled by the constructor
 
 // ---- modules ----
 

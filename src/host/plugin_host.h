@@ -81,7 +81,7 @@ private:
   int64_t answer(OrbPlugin* plugin, int32_t opcode, int64_t value, void* ptr);
   int64_t answerChunkFile(void* ptr) const;
 
-  static inline OrbPluginHost* instance_ = nullptr;
+  static OrbPluginHost* instance_;
 
   std::filesystem::path executable_;
   std::filesystem::path directory_;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/object.h"
-#include "foundation/realtime.h"
+#include "platform/realtime_layout.h"
 #include "foundation/realtime_memory.h"
 
 #include <atomic>

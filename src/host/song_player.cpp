@@ -72,9 +72,9 @@ void SongPlayer::process()
     audio_.next = audio_.nextSysex = 0;
     audio_.songFrames = audio_.silentFrames = 0;
   }
-  if (track)
-    sendDueEvents(*track, static_cast<double>(audio_.songFrames + frames_) / sampleRate_,
-                  device->timeStamp() / nanosecondsPerMillisecond);
+  const double until = static_cast<double>(audio_.songFrames + frames_) / sampleRate_;
+  if (track && hasDueEvent(*track, until))
+    sendDueEvents(*track, until, device->timeStamp() / nanosecondsPerMillisecond);
   next_.process();
   if (over_.load(std::memory_order_relaxed))
     return;
@@ -85,7 +85,7 @@ void SongPlayer::process()
   if (stopsDriver_)
     peak_.store(std::max(peak_.load(std::memory_order_relaxed), measureBlock(*device)),
                 std::memory_order_relaxed);
-  if (!reachedEnd(track, *device))
+  if ((limitSeconds_ <= 0.0 && !endsWithSong_) || !reachedEnd(track, *device))
     return;
   if (stopsDriver_)
     device->finishAfterThisBlock();
@@ -94,9 +94,8 @@ void SongPlayer::process()
 
 void SongPlayer::sendDueEvents(const Track& track, double until, double now)
 {
-  const std::vector<SongEvent>& events = track.song.events;
-  for (; audio_.next < events.size() && events[audio_.next].seconds < until; ++audio_.next) {
-    const SongEvent& event = events[audio_.next];
+  for (; hasDueEvent(track, until); ++audio_.next) {
+    const SongEvent& event = track.song.events[audio_.next];
     if (event.isSysex()) {
       PSysexEvent* sysex = track.sysex[audio_.nextSysex++].get();
       if (!sysex)

@@ -58,9 +58,14 @@ private:
     std::vector<Ref<PSysexEvent>> sysex;
   };
 
-  ORBI_REALTIME void sendDueEvents(const Track& track, double until, double now);
-  ORBI_REALTIME float measureBlock(LoomDevice& device) const;
-  ORBI_REALTIME bool reachedEnd(const Track* track, LoomDevice& device);
+  bool hasDueEvent(const Track& track, double until) const
+  {
+    const std::vector<SongEvent>& events = track.song.events;
+    return audio_.next < events.size() && events[audio_.next].seconds < until;
+  }
+  ORBI_REALTIME_SELDOM void sendDueEvents(const Track& track, double until, double now);
+  ORBI_REALTIME_SELDOM float measureBlock(LoomDevice& device) const;
+  ORBI_REALTIME_SELDOM bool reachedEnd(const Track* track, LoomDevice& device);
 
   OrbiPlayerAudioBridge& next_;
   OrbiPlayerMidiInput& input_;

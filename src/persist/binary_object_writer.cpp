@@ -2,9 +2,13 @@
 
 #include "persist/binary_object_file.h"
 
+#include <cstring>
+
 namespace orbi {
 
 namespace {
+
+constexpr size_t longestQuickText = 1024; ///< bytes that are put in one piece
 
 /// Whether the value is an entry of its block. An object value without object is none.
 bool isWritten(const FStringIDAttribute& value)
@@ -24,15 +28,60 @@ bool isWritten(const FStringIDAttribute& value)
 template <class Walk>
 void forEachValue(const FAttributes* attributes, Walk walk)
 {
-  for (uint32_t i = 0; attributes && i < attributes->count(); ++i)
-    walk(*attributes->at(i));
+  if (attributes)
+    for (const FStringIDAttribute* value : attributes->all())
+      walk(*value);
 }
 
+/// Also asks for the memory that the entries' texts lie in, as they are written next.
 uint32_t entryCount(const FAttributes& attributes)
 {
   uint32_t count = 0;
-  forEachValue(&attributes, [&](const FStringIDAttribute& value) { count += isWritten(value); });
+  forEachValue(&attributes, [&](const FStringIDAttribute& value) {
+    __builtin_prefetch(&value.key());
+    if (value.persistentKind() == attributeText)
+      __builtin_prefetch(value.asText());
+    count += isWritten(value);
+  });
   return count;
+}
+
+/// Most texts are short: these take few moves and no call.
+char* putBytes(char* to, std::string_view bytes)
+{
+  const char* from = bytes.data();
+  size_t left = bytes.size();
+  if (left > 32) {
+    std::memcpy(to, from, left);
+    return to + left;
+  }
+  for (; left >= 8; left -= 8, from += 8, to += 8)
+    std::memcpy(to, from, 8);
+  if (left & 4) {
+    std::memcpy(to, from, 4);
+    from += 4;
+    to += 4;
+  }
+  for (left &= 3; left > 0; --left)
+    *to++ = *from++;
+  return to;
+}
+
+template <class Number>
+char* putNumber(char* to, Number number)
+{
+  std::memcpy(to, &number, sizeof number);
+  return to + sizeof number;
+}
+
+/// As a CmString writes itself: with its NUL, and nothing but its length of 0 when empty.
+char* putKey(char* to, std::string_view key)
+{
+  if (key.empty())
+    return putNumber(to, int32_t(0));
+  to = putBytes(putNumber(to, static_cast<int32_t>(key.size() + 1)), key);
+  *to = '\0';
+  return to + 1;
 }
 
 /// The object of a root, a resolved reference's one included; null for none.
@@ -81,7 +130,7 @@ bool BinaryObjectWriter::writeRootReference(const FStringIDAttribute& root)
   if (!object)
     return true;
   WrittenObjects::Entry entry = written_.enter(*object);
-  writeKey(root.key());
+  writeKey(root.key().view());
   out_.putNumber(entry.id);
   return !entry.isNew || (writeInstance(*object, entry.id) && run());
 }
@@ -94,7 +143,7 @@ bool BinaryObjectWriter::writeInlineRoot(const FStringIDAttribute& root)
   auto attributes = Ref<FAttributes>::share(castTo<FAttributes>(object));
   if (!attributes)
     attributes = storedForm(*object).attributes;
-  writeKey(root.key());
+  writeKey(root.key().view());
   return attributes && writeBlock(std::move(attributes)) && run();
 }
 
@@ -105,108 +154,25 @@ void BinaryObjectWriter::writeText(std::string_view text)
   out_.put('\0', 1);
 }
 
-/// As a CmString writes itself.
-void BinaryObjectWriter::writeKey(const CmString& key)
+void BinaryObjectWriter::writeKey(std::string_view key)
 {
-  if (key.isEmpty())
+  if (key.empty())
     out_.putNumber(int32_t(0));
   else
-    writeText(key.view());
+    writeText(key);
 }
 
 bool BinaryObjectWriter::writeBlock(Ref<FAttributes> attributes)
 {
   out_.putNumber(entryCount(*attributes));
-  return push(Frame::Kind::attributes, std::move(attributes));
+  return push(Kind::attributes, std::move(attributes), {});
 }
 
-bool BinaryObjectWriter::push(Frame::Kind kind, Ref<CmObject> container)
+bool BinaryObjectWriter::writeValue(const FStringIDAttribute& value, Place)
 {
-  if (!open_.enter(container.get()))
-    return false;
-  frames_.push_back({kind, std::move(container), 0});
-  return true;
-}
-
-/// Works on the innermost open container until none is left.
-bool BinaryObjectWriter::run()
-{
-  while (!frames_.empty()) {
-    bool complete = false;
-    switch (frames_.back().kind) {
-    case Frame::Kind::attributes:
-      complete = stepAttributes();
-      break;
-    case Frame::Kind::subList:
-      complete = stepSubList();
-      break;
-    case Frame::Kind::objectList:
-      complete = stepObjectList();
-      break;
-    }
-    if (!complete)
-      return false;
-  }
-  return true;
-}
-
-void BinaryObjectWriter::closeFrame()
-{
-  const Frame frame = std::move(frames_.back());
-  frames_.pop_back();
-  open_.leave(frame.container.get());
-  if (frame.kind != Frame::Kind::attributes)
-    static_cast<FAttrList*>(frame.container.get())->rewindList();
-}
-
-bool BinaryObjectWriter::stepAttributes()
-{
-  const size_t level = frames_.size();
-  auto* attributes = static_cast<FAttributes*>(frames_.back().container.get());
-  while (const FStringIDAttribute* value = attributes->at(frames_.back().next)) {
-    ++frames_.back().next;
-    if (!isWritten(*value))
-      continue;
-    if (!writeValue(*value))
-      return false;
-    if (frames_.size() != level)
-      return true;
-  }
-  closeFrame();
-  return true;
-}
-
-bool BinaryObjectWriter::stepSubList()
-{
-  Frame& frame = frames_.back();
-  FAttributes* item = static_cast<FSubList*>(frame.container.get())->at(frame.next++);
-  if (item)
-    return writeBlock(Ref<FAttributes>::share(item));
-  closeFrame();
-  return true;
-}
-
-bool BinaryObjectWriter::stepObjectList()
-{
-  Frame& frame = frames_.back();
-  auto* list = static_cast<FObjectList*>(frame.container.get());
-  if (frame.next == list->count()) {
-    closeFrame();
+  if (!isWritten(value))
     return true;
-  }
-  CmObject* item = list->at(frame.next++);
-  if (auto* reference = castTo<FXmlReference>(item)) {
-    item = reference->instance();
-    if (!item)
-      writeReference(reference->id());
-  }
-  return !item || writeObject(*item);
-}
-
-bool BinaryObjectWriter::writeValue(const FStringIDAttribute& value)
-{
-  writeKey(value.key());
-  out_.putNumber(value.persistentKind());
+  writeHead(value.key().view(), value.persistentKind());
   switch (value.persistentKind()) {
   case attributeInt:
     out_.putNumber(value.asInt());
@@ -216,14 +182,37 @@ bool BinaryObjectWriter::writeValue(const FStringIDAttribute& value)
     return true;
   case attributeText: {
     const char* text = value.asText();
-    const std::string_view bytes = text ? text : "";
-    out_.putNumber(static_cast<int32_t>(bytes.size()));
-    out_.put(bytes);
-    return bytes.size() <= INT32_MAX;
+    return writeTextValue(text ? text : "");
   }
   default:
     return writeObjectValue(value.asObject());
   }
+}
+
+/// Key and kind of an entry.
+void BinaryObjectWriter::writeHead(std::string_view key, uint16_t kind)
+{
+  constexpr size_t otherBytes = sizeof(int32_t) + 1 + sizeof kind;
+  char* to = key.size() <= longestQuickText ? out_.room(key.size() + otherBytes) : nullptr;
+  if (to) {
+    out_.used(putNumber(putKey(to, key), kind));
+  } else {
+    writeKey(key);
+    out_.putNumber(kind);
+  }
+}
+
+bool BinaryObjectWriter::writeTextValue(std::string_view text)
+{
+  const auto size = static_cast<int32_t>(text.size());
+  char* to = text.size() <= longestQuickText ? out_.room(text.size() + sizeof size) : nullptr;
+  if (to) {
+    out_.used(putBytes(putNumber(to, size), text));
+  } else {
+    out_.putNumber(size);
+    out_.put(text);
+  }
+  return text.size() <= INT32_MAX;
 }
 
 bool BinaryObjectWriter::writeObjectValue(CmObject* object)
@@ -232,10 +221,11 @@ bool BinaryObjectWriter::writeObjectValue(CmObject* object)
     out_.putNumber(static_cast<uint16_t>(tag));
     out_.putNumber(count);
   };
-  auto* list = castTo<FAttrList>(object);
+  const ObjectSort sort = sortOf(object);
+  FAttrList* list = isList(sort) ? static_cast<FAttrList*>(object) : nullptr;
   if (list)
     list->rewindList();
-  switch (sortOf(object)) {
+  switch (sort) {
   case ObjectSort::intList:
     begin(binaryTagInts, list->count());
     for (int64_t value : static_cast<FIntList*>(list)->values)
@@ -255,10 +245,10 @@ bool BinaryObjectWriter::writeObjectValue(CmObject* object)
     return true;
   case ObjectSort::subList:
     begin(binaryTagSubList, list->count());
-    return push(Frame::Kind::subList, Ref<CmObject>::share(object));
+    return push(Kind::subList, Ref<CmObject>::share(object), {});
   case ObjectSort::objectList:
     begin(binaryTagObjectList, itemCount(*static_cast<FObjectList*>(list)));
-    return push(Frame::Kind::objectList, Ref<CmObject>::share(object));
+    return push(Kind::objectList, Ref<CmObject>::share(object), {});
   case ObjectSort::attributes:
     out_.putNumber(static_cast<uint16_t>(binaryTagAttributes));
     return writeBlock(Ref<FAttributes>::share(static_cast<FAttributes*>(object)));

@@ -1,9 +1,12 @@
 #pragma once
 
-#include "persist/object_values.h"
+#include "persist/object_walk.h"
 #include "persist/output_buffer.h"
 
 namespace orbi {
+
+/// The binary form has nothing to keep for an open container.
+struct BinaryPlace {};
 
 /// Writes trees as a binary object file, in the machine's byte order. Empty lists stay; depth is
 /// limited by memory only. For one file.
@@ -11,7 +14,7 @@ namespace orbi {
 /// The reader takes an ID for the second text of a root by reference, so a file with such roots
 /// doesn't read back; what is to be read goes into inline roots. Neither does a text of more than
 /// BinaryObjectReader::longestText bytes.
-class BinaryObjectWriter {
+class BinaryObjectWriter : ObjectWalk<BinaryObjectWriter, BinaryPlace> {
 public:
   /// Both are borrowed.
   BinaryObjectWriter(FStream& target, TextBufferPool& pool) : out_(target, pool) {}
@@ -21,35 +24,31 @@ public:
   bool writeRoots(FAttributes* byReference, FAttributes* inlineRoots);
 
 private:
-  /// A container that is being written, its count done.
-  struct Frame {
-    enum class Kind { attributes, subList, objectList } kind;
-    Ref<CmObject> container;
-    uint32_t next;
-  };
+  using Place = BinaryPlace;
+  friend class ObjectWalk<BinaryObjectWriter, Place>;
+
+  // The walk
+  bool writeValue(const FStringIDAttribute& value, Place);
+  bool openItem(Ref<FAttributes> item, Place) { return writeBlock(std::move(item)); }
+  bool writeItem(CmObject& item, Place) { return writeObject(item); }
+  void writeItemReference(int64_t id, Place) { writeReference(id); }
+  void closePlace(Place) {}
 
   bool writeRootReference(const FStringIDAttribute& root);
   bool writeInlineRoot(const FStringIDAttribute& root);
   bool writeBlock(Ref<FAttributes> attributes);
-  bool push(Frame::Kind kind, Ref<CmObject> container);
-  bool run();
-  bool stepAttributes();
-  bool stepSubList();
-  bool stepObjectList();
-  void closeFrame();
-  bool writeValue(const FStringIDAttribute& value);
   bool writeObjectValue(CmObject* object);
   bool writeObject(CmObject& object);
   bool writeInstance(const CmObject& object, int64_t id);
   bool writeBytes(CmObject* object);
   void writeReference(int64_t id);
   void writeText(std::string_view text); ///< with its NUL
-  void writeKey(const CmString& key);    ///< likewise, and nothing but its length of 0 when empty
+  void writeKey(std::string_view key);   ///< likewise, and nothing but its length of 0 when empty
+  void writeHead(std::string_view key, uint16_t kind);
+  bool writeTextValue(std::string_view text);
 
   OutputBuffer out_;
   WrittenObjects written_;
-  OpenContainers open_;
-  std::vector<Frame> frames_;
 };
 
 } // namespace orbi

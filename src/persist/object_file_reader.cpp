@@ -262,30 +262,30 @@ bool ObjectFileReader::startString(const XmlAttributes& attributes, bool isEmpty
   return goOn(isEmpty);
 }
 
-bool ObjectFileReader::startMember(const XmlAttributes& attributes, bool isEmpty)
+/// An element with a name that becomes a value of the current container.
+template <class Made>
+bool ObjectFileReader::startValue(ReaderContext::Kind kind, const XmlAttributes& attributes,
+                                  bool isEmpty)
 {
   const std::string_view* name = attributes.valueOf("name");
   if (!name || !currentAttributes())
     return false;
   Context context;
-  context.kind = ReaderContext::member;
+  context.kind = kind;
   context.goal = Goal::value;
-  context.made = make<FAttributes>();
+  context.made = make<Made>();
   context.name = &keys_.keyFor(*name);
   return enter(std::move(context), isEmpty);
 }
 
+bool ObjectFileReader::startMember(const XmlAttributes& attributes, bool isEmpty)
+{
+  return startValue<FAttributes>(ReaderContext::member, attributes, isEmpty);
+}
+
 bool ObjectFileReader::startBinary(const XmlAttributes& attributes, bool isEmpty)
 {
-  const std::string_view* name = attributes.valueOf("name");
-  if (!name || !currentAttributes())
-    return false;
-  Context context;
-  context.kind = ReaderContext::binary;
-  context.goal = Goal::value;
-  context.made = make<FMemoryStream>();
-  context.name = &keys_.keyFor(*name);
-  return enter(std::move(context), isEmpty);
+  return startValue<FMemoryStream>(ReaderContext::binary, attributes, isEmpty);
 }
 
 bool ObjectFileReader::startList(const XmlAttributes& attributes, bool isEmpty)

@@ -73,6 +73,8 @@ private:
   bool startInt(const XmlAttributes& attributes, bool isEmpty);
   bool startFloat(const XmlAttributes& attributes, bool isEmpty);
   bool startString(const XmlAttributes& attributes, bool isEmpty);
+  template <class Made>
+  bool startValue(ReaderContext::Kind kind, const XmlAttributes& attributes, bool isEmpty);
   bool startMember(const XmlAttributes& attributes, bool isEmpty);
   bool startBinary(const XmlAttributes& attributes, bool isEmpty);
   bool startList(const XmlAttributes& attributes, bool isEmpty);

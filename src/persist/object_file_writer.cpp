@@ -120,107 +120,33 @@ bool ObjectFileWriter::writeDeferred()
 
 bool ObjectFileWriter::writeContent(FAttributes& attributes, int depth, std::string_view closing)
 {
-  return push(Frame::Kind::attributes, Ref<CmObject>::share(&attributes), depth, closing) && run();
+  return push(Kind::attributes, Ref<CmObject>::share(&attributes), {depth, closing}) && run();
 }
 
-bool ObjectFileWriter::push(Frame::Kind kind, Ref<CmObject> container, int depth,
-                            std::string_view closing)
+void ObjectFileWriter::closePlace(const Place& place)
 {
-  if (!open_.enter(container.get()))
-    return false;
-  frames_.push_back({kind, std::move(container), 0, depth, closing});
-  return true;
+  if (!place.closing.empty())
+    tagLine(place.depth - 1, "</", place.closing);
 }
 
-/// Works on the innermost open container until none is left.
-bool ObjectFileWriter::run()
+bool ObjectFileWriter::openItem(Ref<FAttributes> item, const Place& place)
 {
-  while (!frames_.empty()) {
-    bool complete = false;
-    switch (frames_.back().kind) {
-    case Frame::Kind::attributes:
-      complete = stepAttributes();
-      break;
-    case Frame::Kind::subList:
-      complete = stepSubList();
-      break;
-    case Frame::Kind::objectList:
-      complete = stepObjectList();
-      break;
-    }
-    if (!complete)
-      return false;
-  }
-  return true;
+  tagLine(place.depth, "<", "item");
+  return push(Kind::attributes, std::move(item), {place.depth + 1, "item"});
 }
 
-void ObjectFileWriter::closeFrame()
+bool ObjectFileWriter::writeItem(CmObject& item, const Place& place)
 {
-  const Frame frame = std::move(frames_.back());
-  frames_.pop_back();
-  open_.leave(frame.container.get());
-  if (!frame.closing.empty())
-    tagLine(frame.depth - 1, "</", frame.closing);
-  if (frame.kind != Frame::Kind::attributes)
-    static_cast<FAttrList*>(frame.container.get())->rewindList();
-}
-
-bool ObjectFileWriter::stepAttributes()
-{
-  const size_t level = frames_.size();
-  auto* attributes = static_cast<FAttributes*>(frames_.back().container.get());
-  const int depth = frames_.back().depth;
-  while (const FStringIDAttribute* value = attributes->at(frames_.back().next)) {
-    ++frames_.back().next;
-    if (!writeValue(*value, depth))
-      return false;
-    if (frames_.size() != level)
-      return true;
-  }
-  closeFrame();
-  return true;
-}
-
-bool ObjectFileWriter::stepSubList()
-{
-  Frame& frame = frames_.back();
-  FAttributes* item = static_cast<FSubList*>(frame.container.get())->at(frame.next);
-  if (!item) {
-    closeFrame();
-    return true;
-  }
-  ++frame.next;
-  const int depth = frame.depth;
-  tagLine(depth, "<", "item");
-  return push(Frame::Kind::attributes, Ref<CmObject>::share(item), depth + 1, "item");
-}
-
-bool ObjectFileWriter::stepObjectList()
-{
-  Frame& frame = frames_.back();
-  auto* list = static_cast<FObjectList*>(frame.container.get());
-  if (frame.next >= list->count()) {
-    closeFrame();
-    return true;
-  }
-  CmObject* item = list->at(frame.next++);
-  const int depth = frame.depth;
-  if (auto* reference = castTo<FXmlReference>(item)) {
-    item = reference->instance();
-    if (!item)
-      writeItemReference(reference->id(), depth);
-  }
-  if (!item)
-    return true;
-  WrittenObjects::Entry entry = written_.enter(*item);
+  WrittenObjects::Entry entry = written_.enter(item);
   if (entry.isNew)
-    return openObject(*item, nullptr, entry.id, depth);
-  writeItemReference(entry.id, depth);
+    return openObject(item, nullptr, entry.id, place.depth);
+  writeItemReference(entry.id, place);
   return true;
 }
 
-bool ObjectFileWriter::writeValue(const FStringIDAttribute& value, int depth)
+bool ObjectFileWriter::writeValue(const FStringIDAttribute& value, const Place& place)
 {
+  const int depth = place.depth;
   const std::string_view key = value.key().view();
   switch (value.persistentKind()) {
   case attributeInt:
@@ -257,7 +183,7 @@ bool ObjectFileWriter::writeObjectValue(CmObject* object, std::string_view key, 
   case ObjectSort::attributes:
     startLine(depth, "member", key);
     endLine(">");
-    return push(Frame::Kind::attributes, Ref<CmObject>::share(object), depth + 1, "member");
+    return push(Kind::attributes, Ref<CmObject>::share(object), {depth + 1, "member"});
   case ObjectSort::binary:
     writeBinary(object, key, depth);
     return true;
@@ -285,8 +211,8 @@ bool ObjectFileWriter::openList(FAttrList& list, ObjectSort sort, std::string_vi
   out_.put(typeOf(sort));
   endLine("\">");
   if (sort == ObjectSort::objectList || sort == ObjectSort::subList)
-    return push(sort == ObjectSort::subList ? Frame::Kind::subList : Frame::Kind::objectList,
-                Ref<CmObject>::share(&list), depth + 1, "list");
+    return push(sort == ObjectSort::subList ? Kind::subList : Kind::objectList,
+                Ref<CmObject>::share(&list), {depth + 1, "list"});
   writeItems(list, sort, depth + 1);
   tagLine(depth, "</", "list");
   return true;
@@ -352,7 +278,7 @@ bool ObjectFileWriter::openObject(const CmObject& object, const std::string_view
   out_.put("\" ID=\"");
   out_.putInt(id);
   endLine("\">");
-  return push(Frame::Kind::attributes, std::move(stored.attributes), depth + 1, "obj");
+  return push(Kind::attributes, std::move(stored.attributes), {depth + 1, "obj"});
 }
 
 void ObjectFileWriter::startLine(int depth, std::string_view element, std::string_view key)
@@ -380,9 +306,9 @@ void ObjectFileWriter::writeReference(std::string_view element, std::string_view
   endLine("\"/>");
 }
 
-void ObjectFileWriter::writeItemReference(int64_t id, int depth)
+void ObjectFileWriter::writeItemReference(int64_t id, const Place& place)
 {
-  indent(depth);
+  indent(place.depth);
   out_.put("<item value=\"");
   out_.putInt(id);
   endLine("\"/>");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "persist/object_values.h"
+#include "persist/object_walk.h"
 #include "persist/output_buffer.h"
 
 #include <algorithm>
@@ -8,12 +8,18 @@
 
 namespace orbi {
 
+/// Where an open container stands in an XML object file.
+struct XmlPlace {
+  int depth;                ///< of its content
+  std::string_view closing; ///< tag, empty for none
+};
+
 /// Writes a tree as an XML object file, all from where the stream stands. For one file: its IDs and
 /// the objects met belong to that. Depth is limited by memory only.
 ///
 /// A text of more than FXmlParser::longestAttributeValue bytes, as escaped, is written and makes a
 /// file that can't be read.
-class ObjectFileWriter {
+class ObjectFileWriter : ObjectWalk<ObjectFileWriter, XmlPlace> {
 public:
   static constexpr int deferringDepth = 8;   ///< objects from here on stand at the end of the file
   static constexpr int deepestIndent = 1000; ///< below, a file would be hardly more than blanks
@@ -31,14 +37,15 @@ public:
   bool writeRoots(const char* rootTag, FAttributes* byReference, FAttributes* inlineRoots);
 
 private:
-  /// A container that is being written, its opening line done.
-  struct Frame {
-    enum class Kind { attributes, subList, objectList } kind;
-    Ref<CmObject> container;
-    uint32_t next;            ///< item
-    int depth;                ///< of its content
-    std::string_view closing; ///< tag, empty for none
-  };
+  using Place = XmlPlace;
+  friend class ObjectWalk<ObjectFileWriter, Place>;
+
+  // The walk
+  bool writeValue(const FStringIDAttribute& value, const Place& place);
+  bool openItem(Ref<FAttributes> item, const Place& place);
+  bool writeItem(CmObject& item, const Place& place);
+  void writeItemReference(int64_t id, const Place& place);
+  void closePlace(const Place& place);
 
   // Top level
   bool finish(const char* rootTag);
@@ -48,13 +55,6 @@ private:
 
   // Values
   bool writeContent(FAttributes& attributes, int depth, std::string_view closing);
-  bool run();
-  bool stepAttributes();
-  bool stepSubList();
-  bool stepObjectList();
-  void closeFrame();
-  bool push(Frame::Kind kind, Ref<CmObject> container, int depth, std::string_view closing);
-  bool writeValue(const FStringIDAttribute& value, int depth);
   bool writeObjectValue(CmObject* object, std::string_view key, int depth);
   bool openList(FAttrList& list, ObjectSort sort, std::string_view key, int depth);
   void writeItems(FAttrList& list, ObjectSort sort, int depth);
@@ -71,7 +71,6 @@ private:
   void startLine(int depth, std::string_view element, std::string_view key);
   void endLine(std::string_view text);
   void writeReference(std::string_view element, std::string_view key, int64_t id, int depth);
-  void writeItemReference(int64_t id, int depth);
   void tagLine(int depth, std::string_view before, std::string_view tag);
 
   struct Deferred {
@@ -81,8 +80,6 @@ private:
 
   OutputBuffer out_;
   WrittenObjects written_;
-  OpenContainers open_;
-  std::vector<Frame> frames_;
   std::deque<Deferred> deferred_;
 };
 

@@ -25,6 +25,10 @@ enum class ObjectSort {
   object     ///< any other, FXmlInstance included
 };
 ObjectSort sortOf(const CmObject* object);
+inline bool isList(ObjectSort sort)
+{
+  return sort >= ObjectSort::intList && sort <= ObjectSort::subList;
+}
 
 struct BinaryBlock {
   const uint8_t* data = nullptr;

@@ -13,7 +13,7 @@ constexpr size_t pieceBytes = 4096; ///< of long texts, which go through in piec
 } // namespace
 
 /// Makes room by growing first and by writing when the block is large already.
-char* OutputBuffer::room(size_t bytes)
+char* OutputBuffer::makeRoom(size_t bytes)
 {
   if (failed_)
     return nullptr;

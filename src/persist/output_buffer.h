@@ -35,12 +35,18 @@ public:
   void putDouble(double value);
   void putHex(const uint8_t* bytes, size_t count); ///< upper case
 
+  // For who puts several things at once
+  char* room(size_t bytes) ///< at most TextBufferPool::largest; null once writing failed
+  {
+    return bytes <= block_.capacity() - fill_ && !failed_ ? begin() + fill_ : makeRoom(bytes);
+  }
+  void used(const char* end) { fill_ = static_cast<size_t>(end - begin()); }
+
   bool flush(); ///< false when anything so far couldn't be written
 
 private:
   void putLong(std::string_view text);
-  char* room(size_t bytes); ///< at most TextBufferPool::largest; null once writing failed
-  void used(const char* end) { fill_ = static_cast<size_t>(end - begin()); }
+  char* makeRoom(size_t bytes);
   char* begin() const { return reinterpret_cast<char*>(block_.data()); }
   bool empty();
 

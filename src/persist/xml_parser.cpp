@@ -229,10 +229,7 @@ bool FXmlParser::parseData(void* context)
       token_.clear();
     }
   }
-  if (!token_.empty())
-    tellText(token_.size(), context);
-  tellText(0, context);
-  return error_ == XmlError::none;
+  return endText(context);
 }
 
 bool FXmlParser::skipDocumentType()

@@ -168,6 +168,7 @@ private:
 
   // What the handler is told, unless silent
   void tellText(size_t length, void* context);
+  bool endText(void* context);
 
   Ref<FStream> source_;
   XmlHandler* handler_;

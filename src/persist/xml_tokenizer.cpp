@@ -319,6 +319,12 @@ bool FXmlParser::parseText(void* context)
       token_.clear();
     }
   }
+  return endText(context);
+}
+
+/// Tells what is left of a run of text, and that it is over.
+bool FXmlParser::endText(void* context)
+{
   if (!token_.empty())
     tellText(token_.size(), context);
   tellText(0, context);

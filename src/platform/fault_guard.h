@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/realtime_layout.h"
+
 #include <memory>
 #include <type_traits>
 
@@ -9,8 +11,8 @@ namespace orbi::platform {
 /// an overflow of the stack. Once a thread, outside of real-time code; freed when the thread ends.
 void prepareFaultGuard();
 
-/// The call behind `guarded`.
-bool runGuarded(void (*call)(void*), void* context);
+/// The call behind `guarded`. For calls on the audio path, which lay out their function themselves.
+ORBI_REALTIME bool runGuarded(void (*call)(void*), void* context);
 
 /// Runs foreign code and answers false when it threw any exception or faulted (invalid memory,
 /// invalid instruction, integer division by zero) on this thread. Guards nest. Costs some ten

@@ -57,8 +57,11 @@ void UApplication::beforeQuit()
 void UApplication::messageLoop()
 {
   startIdleTimer();
+  wantIdle();
   while (!isQuitting() && !runLoop_.quitRequested()) {
     runLoop_.runOnce(platform::RunLoop::forever);
+    if (idleWanted_.exchange(false, std::memory_order_relaxed))
+      idle();
     runPasses();
   }
   runLoop_.removeTimer(idleTimer_);
@@ -93,6 +96,12 @@ void UApplication::wantBusyIdle()
     return; // the loop will begin so
   runLoop_.removeTimer(idleTimer_);
   startIdleTimer();
+}
+
+void UApplication::wantIdle()
+{
+  idleWanted_.store(true, std::memory_order_relaxed);
+  platform::RunLoop::wakeInstance();
 }
 
 void UApplication::startIdleTimer()

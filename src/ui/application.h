@@ -18,8 +18,8 @@ namespace orbi {
 class UApplication : public CmClass<UApplication, CmObject> {
 public:
   static constexpr const char* className = "UApplication";
-  /// A wake-up costs fifty times what idle does, so it comes no oftener than a person can tell.
-  static constexpr int64_t idleMilliseconds = 250;
+  /// A wake-up costs fifty times what idle does, so whoever needs it soon asks for it.
+  static constexpr int64_t idleMilliseconds = 1000;
   static constexpr int64_t busyIdleMilliseconds = 20; ///< while somebody asked for it
 
   explicit UApplication(const char* title);
@@ -44,7 +44,8 @@ public:
   // Idle
   void addIdle(CmObject* receiver); ///< borrowed; it hears "Idle" until it is removed
   void removeIdle(CmObject* receiver);
-  void wantBusyIdle(); ///< somebody needs idle more often from now on
+  void wantBusyIdle();    ///< somebody needs idle more often from now on
+  static void wantIdle(); ///< the next one comes at once. Any thread, never blocks
 
   // Whether a value that begins to show another one says so at once, not on the next pass
   bool usesDirectUpdates() const { return directUpdates_; }
@@ -77,6 +78,7 @@ private:
   std::vector<CmObject*> idleReceivers_; ///< null where one left during the walk
   platform::RunLoop::TimerId idleTimer_ = 0;
   bool busyIdle_ = false;
+  static inline std::atomic<bool> idleWanted_{false}; ///< whoever sets it wakes the loop
   bool directUpdates_ = false;
   std::atomic<bool> quit_{false};
   int32_t waitState_ = 0;

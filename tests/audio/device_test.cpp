@@ -309,7 +309,11 @@ TEST_F(Device, a_reset_asked_for_on_any_thread_is_carried_out_by_the_check)
   device.checkReset();
   EXPECT_EQ(listener.take(), "stopped\nformat 64 48000\nstarted\n"); // nobody asked
   driver->frames = 128;
+  static std::atomic<int> wakeUps;
+  wakeUps = 0;
+  device.setWakeUp([] { ++wakeUps; });
   std::thread([this] { EXPECT_EQ(driver->callbacks.message(loomResetRequest, 0), 1); }).join();
+  EXPECT_EQ(wakeUps, 1);
   EXPECT_EQ(listener.take(), "");
   device.checkReset();
   EXPECT_EQ(listener.take(), "stopped\nstopped\nformat 128 48000\nreset\nstarted\n");

@@ -94,7 +94,7 @@ static bool installHandlers()
   return true;
 }
 
-static void installHandlersOnce()
+[[gnu::cold, gnu::noinline]] static void installHandlersOnce()
 {
   [[maybe_unused]] static const bool installed = installHandlers();
   knowsHandlers = true;

@@ -54,8 +54,8 @@ public:
   virtual void setImmediate(bool on) { put(immediate, on); } ///< dependents at once
 
   // Edits: from the press on a control to its release
-  virtual void beginEdit();
-  virtual void endEdit();
+  virtual void BeginEdit();
+  virtual void EndEdit();
   virtual bool isEditing() const { return has(editing); }
   virtual bool getNotifyOnEdit() const { return has(notifyOnEdit); }
   virtual void setNotifyOnEdit(bool on) { put(notifyOnEdit, on); } ///< target, at begin and end
@@ -154,6 +154,27 @@ protected:
 
   /// Keeps the value from going while it calls out; for those that live on the heap.
   Ref<UValue> kept() { return Ref<UValue>::share(this); }
+
+  /// An edit as long as it lives, if the value wants to be told of edits.
+  class FlaggedEdit {
+  public:
+    explicit FlaggedEdit(UValue& value) : value_(value), isEdit_(value.getNotifyOnEdit())
+    {
+      if (isEdit_)
+        value_.BeginEdit();
+    }
+    ~FlaggedEdit()
+    {
+      if (isEdit_)
+        value_.EndEdit();
+    }
+    FlaggedEdit(const FlaggedEdit&) = delete;
+    FlaggedEdit& operator=(const FlaggedEdit&) = delete;
+
+  private:
+    UValue& value_;
+    bool isEdit_;
+  };
 
   /// Silent as long as it lives.
   class Quiet {

@@ -131,12 +131,8 @@ bool UValue::resetToDefault()
   if (getValue() == value)
     return true;
   Ref<UValue> alive = kept();
-  const bool isEdit = getNotifyOnEdit();
-  if (isEdit)
-    beginEdit();
+  FlaggedEdit edit(*this);
   setInt(value);
-  if (isEdit)
-    endEdit();
   return true;
 }
 
@@ -159,9 +155,9 @@ bool UValue::getDefaultFloat(float& value) const
 void UValue::edit(bool begins)
 {
   if (begins)
-    beginEdit();
+    BeginEdit();
   else
-    endEdit();
+    EndEdit();
 }
 
 bool UValue::getFlag(int32_t index) const
