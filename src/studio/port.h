@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/array.h"
-#include "foundation/realtime.h"
+#include "platform/realtime_layout.h"
 #include "foundation/string.h"
 #include "studio/port_interfaces.h"
 #include "studio/published_connections.h"
@@ -152,7 +152,7 @@ public:
 
   /// The event stays the sender's. On the sender's thread, which may be a MIDI or the audio thread,
   /// and on several at once when several send. Whether it was taken.
-  ORBI_REALTIME virtual bool receive(PEvent& event);
+  ORBI_REALTIME_SELDOM virtual bool receive(PEvent& event);
 };
 
 /// Sends events to the inputs that it is connected to.
@@ -163,7 +163,7 @@ public:
 
   /// Hands the event to the connected inputs in order; it stays the caller's. Any thread, while the
   /// main thread connects and disconnects; the caller sees to it that the port lives.
-  ORBI_REALTIME void send(PEvent& event);
+  ORBI_REALTIME_SELDOM void send(PEvent& event);
 
 protected:
   void connectionsChanged() override;
