@@ -291,7 +291,13 @@ TEST_F(Enables, nodes_may_go_while_they_are_told)
   addNode(*b, "d");
   root->removeChild(c);
   EXPECT_EQ(automation->told, (Texts{"added d", "removed c"}));
-  automation->onTold = [&](PDeviceNode* node) { node->removeAllChildren(); };
+  automation->onTold = [&](PDeviceNode* node) {
+    auto* parent = static_cast<PDeviceNode*>(node->getParent());
+    if (parent && automation->told.back() == "removed d")
+      parent->FNode::removeChild(node);
+    else
+      node->removeAllChildren();
+  };
   a->setAutomation(automation.get());
   root->setReadEnable(true, PDeviceNode::EnabledBy::user);
   EXPECT_EQ(root->countChildren(), 0);
