@@ -4,6 +4,7 @@
 #include "foundation/class_registry.h"
 #include "foundation/dependencies.h"
 #include "foundation/message.h"
+#include "studio/device.h"
 #include "studio/event.h"
 #include "studio/port_id.h"
 #include "studio/port_registry.h"
@@ -32,6 +33,16 @@ PPort* portOf(CmObject* connection)
   return static_cast<PPort*>(connection);
 }
 
+std::vector<Ref<PPort>> oppositePorts(const PDevice& device, const PPort& port)
+{
+  std::vector<Ref<PPort>> ports;
+  const int32_t count = port.isOutput() ? device.countInputs() : device.countOutputs();
+  for (int32_t i = 0; i < count; ++i)
+    ports.push_back(port.isOutput() ? Ref<PPort>(Ref<PInput>::share(device.inputAt(i)))
+                                    : Ref<PPort>(Ref<POutput>::share(device.outputAt(i))));
+  return ports;
+}
+
 void tellRegistry(PPort& port, PPortNotice notice)
 {
   if (PPortRegistry* registry = PPortRegistry::instance())
@@ -41,7 +52,7 @@ void tellRegistry(PPort& port, PPortNotice notice)
 } // namespace
 
 PPort::PPort(CmObject* owner, const CmString& name, uint32_t flags)
-    : name_(name), owner_(owner), portFlags_(flags)
+    : portFlags_(flags), owner_(owner), name_(name)
 {
 }
 
@@ -62,43 +73,52 @@ bool PPort::isSubtype(const char* subtype) const
   return sameWord(getSubtype(), subtype);
 }
 
-bool PPort::hasSubtype(std::string_view subtype) const
-{
-  const char* own = getSubtype();
-  return own && own == subtype;
-}
-
 // Identity
 
 const FNode* PPort::ownerNode() const
 {
+  if (!ownerNode_)
+    ownerNode_ = castTo<FNode>(owner_);
   return ownerNode_;
+}
+
+std::string_view PPort::deviceName() const
+{
+  const FNode* node = ownerNode();
+  return node ? node->getName().view() : std::string_view();
 }
 
 bool PPort::getDeviceName(CmString& out) const
 {
-  out.set("");
-  return false;
+  out.set(deviceName());
+  return !out.isEmpty();
 }
 
 bool PPort::getID(CmString& out) const
 {
-  CmString device;
-  getDeviceName(device);
-  out = makePortID(isOutput(), device.view(), getName().view());
+  out = makePortID(isOutput(), deviceName(), name_.view());
   return true;
 }
 
+/// One of many ports is looked for, and most of them differ in their names already.
 bool PPort::hasID(std::string_view id) const
 {
-  if (!portIDEndsWith(id, isOutput(), getName().view())) // rules most out
-    return false;
-  CmString device;
-  getDeviceName(device);
-  return portIDEquals(id, isOutput(), device.view(), getName().view());
+  return portIDEndsWith(id, isOutput(), name_.view()) && isMeantBy(id);
+}
+
+bool PPort::isMeantBy(std::string_view id) const
+{
+  return portIDEquals(id, isOutput(), deviceName(), name_.view());
 }
 
 // Names and state
+
+void PPort::setName(const char* name)
+{
+  name_.set(name);
+  if (PPortRegistry* registry = hasFlag(portIsRegistered) ? PPortRegistry::instance() : nullptr)
+    registry->forgetIDs();
+}
 
 void PPort::setUserName(const char* name)
 {
@@ -228,7 +248,18 @@ void PPort::relayToConnections(FMessage& message)
   forEachConnection([&](PPort& port) { port.relayIn(message); });
 }
 
-void PPort::relayIn(FMessage&) {}
+void PPort::relayIn(FMessage& message)
+{
+  auto* device = castTo<PDevice>(owner_);
+  if (!device || hasFlag(portHasNoRelay) || isRelaying_)
+    return;
+  const std::vector<Ref<PPort>> opposite = oppositePorts(*device, *this);
+  Ref<PPort> kept = Ref<PPort>::share(this);
+  isRelaying_ = true;
+  for (const Ref<PPort>& port : opposite)
+    port->relayToConnections(message);
+  isRelaying_ = false;
+}
 
 void PPort::notifyConnections(FMessage& message)
 {

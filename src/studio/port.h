@@ -39,19 +39,21 @@ public:
   // Kind; words are compared exactly
   virtual const char* getType() const { return nullptr; }
   virtual const char* getSubtype() const { return nullptr; }
-  bool isType(const char* type) const override;
-  bool isSubtype(const char* subtype) const override;
-  bool hasSubtype(std::string_view subtype) const;
+  bool isType(const char* type) const final;
+  bool isSubtype(const char* subtype) const final;
 
   // Identity
   CmObject* owner() const { return owner_; }          ///< normally a PDevice; borrowed
   uint32_t portNumber() const { return portNumber_; } ///< of this run; noNumber until registered
-  virtual bool getID(CmString& out) const;            ///< false, and empty, without one
-  virtual bool hasID(std::string_view id) const;      ///< getID would give it; overridden with it
-  virtual bool getDeviceName(CmString& out) const;    ///< of the owning node; false without one
+  /// Begins with the letter of the direction and ends with a bar and the name that the port was
+  /// made with or set to. False, and empty, without one.
+  virtual bool getID(CmString& out) const;
+  bool hasID(std::string_view id) const;       ///< getID would give it, but without building it
+  virtual std::string_view deviceName() const; ///< of the owning node; empty without one
+  bool getDeviceName(CmString& out) const;     ///< false when it is empty
 
   // Names
-  virtual void setName(const char* name) { name_.set(name); }
+  virtual void setName(const char* name);
   virtual const CmString& getName() const { return name_; }
   virtual const CmString& getSystemName() const { return name_; }
   virtual const CmString& getUserName() const { return userName_; } ///< empty if none was given
@@ -62,8 +64,8 @@ public:
   uint32_t portFlags() const { return portFlags_; }
   bool hasFlag(PPortFlag flag) const { return (portFlags_ & flag) != 0; }
   void setFlag(PPortFlag flag, bool on = true);
-  bool isOutput() const override { return !hasFlag(portIsInput); }
-  bool isVisible() const override { return !hasFlag(portIsHidden); }
+  bool isOutput() const final { return !hasFlag(portIsInput); }
+  bool isVisible() const final { return !hasFlag(portIsHidden); }
   void setVisible(bool visible) override;
   virtual void activate() {}
   virtual void deactivate() {}
@@ -76,7 +78,7 @@ public:
   bool disconnectAll() override;         ///< always true
   virtual int32_t countConnections() const { return static_cast<int32_t>(connections_.count()); }
   virtual PPort* connectionAt(int32_t index) const; ///< null outside
-  bool isConnected() const override { return !connections_.isEmpty(); }
+  bool isConnected() const final { return !connections_.isEmpty(); }
   bool isConnectedTo(const PPort* other) const { return connections_.contains(other); }
   bool isHeldExclusively() const; ///< the first connection is an exclusive port
 
@@ -111,8 +113,10 @@ public:
 protected:
   const CmArray& connections() const { return connections_; }
   virtual void connectionsChanged() {} ///< one came or went, before anybody else hears of it
+  /// Whether the identifier, whose direction and name are known to be right, is this port's.
+  /// Overridden together with getID.
+  virtual bool isMeantBy(std::string_view id) const;
 
-  CmString name_;
   CmString userName_;
 
 private:
@@ -124,13 +128,16 @@ private:
   void forEachConnection(const Action& action);
   const FNode* ownerNode() const;
 
-  CmObject* owner_;
   CmArray connections_{CmOwnership::shares};
+  CmString outsideText_; ///< the last that a caller got through the interface
+  bool isRelaying_ = false;
+
+  // What a search through many ports looks at lies together.
   uint32_t portFlags_;
   uint32_t portNumber_ = noNumber;
+  CmObject* owner_;
   mutable const FNode* ownerNode_ = nullptr; ///< the owner, once it was seen to be a node
-  bool isRelaying_ = false;
-  CmString outsideText_; ///< the last that a caller got through the interface
+  CmString name_;
 };
 
 /// Takes in what outputs send.

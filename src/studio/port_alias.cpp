@@ -24,14 +24,14 @@ bool PAliasPort::getID(CmString& out) const
   return isWellFormed;
 }
 
-bool PAliasPort::hasID(std::string_view id) const
+bool PAliasPort::isMeantBy(std::string_view id) const
 {
   return isPortID(id) && descriptor_->id == id;
 }
 
 const CmString& PAliasPort::getSystemName() const
 {
-  return descriptor_->systemName.isEmpty() ? name_ : descriptor_->systemName;
+  return descriptor_->systemName.isEmpty() ? getName() : descriptor_->systemName;
 }
 
 void PAliasPort::getDisplayName(CmString& out) const

@@ -21,13 +21,15 @@ public:
   const char* getType() const override { return descriptor_->type.text(); }
   const char* getSubtype() const override { return "alias"; }
   bool getID(CmString& out) const override; ///< the descriptor's, if it is well-formed
-  bool hasID(std::string_view id) const override;
   const CmString& getSystemName() const override;
   void getDisplayName(CmString& out) const override;
   bool removeConnection(PPort* other) override;
 
   /// Lets the registry look, after what is under way now, whether this is still wanted.
   void postCheck();
+
+protected:
+  bool isMeantBy(std::string_view id) const override;
 
 private:
   Ref<PPortDescriptor> descriptor_;

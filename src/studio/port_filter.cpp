@@ -18,15 +18,22 @@ void addName(CmString& names, std::string_view name)
 }
 
 /// Without taking the names out: a filter is asked for each of many ports.
-bool holdsAny(std::string_view names, const PPort& port)
+bool holds(std::string_view names, std::string_view wanted)
 {
   while (!names.empty()) {
     const size_t end = std::min(names.find(separator), names.size());
-    if (end > 0 && port.hasSubtype(names.substr(0, end)))
+    if (end > 0 && names.substr(0, end) == wanted)
       return true;
     names.remove_prefix(std::min(end + 1, names.size()));
   }
   return false;
+}
+
+bool acceptsKind(const PPortFilter& filter, const char* subtype)
+{
+  const std::string_view kind = subtype ? subtype : "";
+  return !holds(filter.excludedSubtypes.view(), kind) &&
+         (filter.subtypes.isEmpty() || holds(filter.subtypes.view(), kind));
 }
 
 bool acceptsConnection(PortConnection wanted, const PPort& port)
@@ -64,9 +71,7 @@ bool PPortFilter::accepts(const PPort& port) const
   if (direction != PortDirection::any && port.isOutput() != (direction == PortDirection::outputs))
     return false;
   return acceptsConnection(connection, port) && (type.isEmpty() || port.isType(type.text())) &&
-         !holdsAny(excludedSubtypes.view(), port) &&
-         (subtypes.isEmpty() || holdsAny(subtypes.view(), port)) &&
-         (!device || device == port.owner()) &&
+         acceptsKind(*this, port.getSubtype()) && (!device || device == port.owner()) &&
          std::find(excludedPorts.begin(), excludedPorts.end(), &port) == excludedPorts.end();
 }
 

@@ -2,22 +2,15 @@
 
 namespace orbi {
 
-namespace {
-
-constexpr char outputLetter = 'I';
-constexpr char inputLetter = 'O';
-constexpr size_t bareLength = 3; ///< the letter and the two bars
-
-} // namespace
-
 bool isPortID(std::string_view id)
 {
-  return id.size() >= 2 && (id[0] == outputLetter || id[0] == inputLetter) && id[1] == portIDBar;
+  return id.size() >= 2 && (id[0] == outputPortLetter || id[0] == inputPortLetter) &&
+         id[1] == portIDBar;
 }
 
 bool isOutputPortID(std::string_view id)
 {
-  return isPortID(id) && id[0] == outputLetter;
+  return isPortID(id) && id[0] == outputPortLetter;
 }
 
 std::string_view deviceNameInPortID(std::string_view id)
@@ -35,7 +28,7 @@ std::string_view portNameInPortID(std::string_view id)
 
 CmString makePortID(bool isOutput, std::string_view deviceName, std::string_view portName)
 {
-  const char letter = isOutput ? outputLetter : inputLetter;
+  const char letter = isOutput ? outputPortLetter : inputPortLetter;
   const std::string_view bar(&portIDBar, 1);
   CmString id(std::string_view(&letter, 1));
   for (std::string_view part : {bar, deviceName, bar, portName})
@@ -43,17 +36,13 @@ CmString makePortID(bool isOutput, std::string_view deviceName, std::string_view
   return id;
 }
 
-bool portIDEndsWith(std::string_view id, bool isOutput, std::string_view portName)
-{
-  return id.size() >= bareLength + portName.size() && isOutputPortID(id) == isOutput &&
-         id.ends_with(portName) && id[id.size() - portName.size() - 1] == portIDBar;
-}
-
 bool portIDEquals(std::string_view id, bool isOutput, std::string_view deviceName,
                   std::string_view portName)
 {
-  return id.size() == bareLength + deviceName.size() + portName.size() && isPortID(id) &&
-         portIDEndsWith(id, isOutput, portName) && id.substr(2, deviceName.size()) == deviceName;
+  constexpr size_t begin = 2; // behind the letter and the first bar
+  return id.size() == begin + deviceName.size() + 1 + portName.size() && id[1] == portIDBar &&
+         portIDEndsWith(id, isOutput, portName) &&
+         id.substr(begin, deviceName.size()) == deviceName;
 }
 
 } // namespace orbi

@@ -9,6 +9,8 @@ namespace orbi {
 /// identifier apart is a guess; comparing it with a port is not.
 
 inline constexpr char portIDBar = '|';
+inline constexpr char outputPortLetter = 'I';
+inline constexpr char inputPortLetter = 'O';
 
 bool isPortID(std::string_view id); ///< begins as one
 bool isOutputPortID(std::string_view id);
@@ -17,8 +19,14 @@ std::string_view portNameInPortID(std::string_view id);   ///< behind the last b
 CmString makePortID(bool isOutput, std::string_view deviceName, std::string_view portName);
 
 /// Whether makePortID of the parts would give the identifier, without building it.
-bool portIDEndsWith(std::string_view id, bool isOutput, std::string_view portName);
 bool portIDEquals(std::string_view id, bool isOutput, std::string_view deviceName,
                   std::string_view portName);
+/// The cheap half of it, which rules most identifiers out.
+inline bool portIDEndsWith(std::string_view id, bool isOutput, std::string_view portName)
+{
+  return id.size() >= portName.size() + 2 && (portName.empty() || portName.back() == id.back()) &&
+         id[0] == (isOutput ? outputPortLetter : inputPortLetter) &&
+         id[id.size() - portName.size() - 1] == portIDBar && id.ends_with(portName);
+}
 
 } // namespace orbi

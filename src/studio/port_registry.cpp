@@ -82,8 +82,10 @@ PPortRegistry::~PPortRegistry()
 {
   if (instance_ == this)
     instance_ = nullptr; // before the aliases lose their connections and look for it
-  for (CmObject* alias : aliases_)
+  while (CmObject* alias = aliases_.last()) {
     portOf(alias).disconnectAll();
+    aliases_.remove(alias);
+  }
   for (CmObject* port : ports_)
     portOf(port).setFlag(portIsRegistered, false);
   removeDependent(nullptr);
@@ -97,7 +99,7 @@ bool PPortRegistry::registerPort(PPort* port)
 {
   if (!port || port->hasFlag(portIsRegistered))
     return false;
-  port->setFlag(portIsRegistered);
+  enrol(*port);
   takeOverAliases(*port);
   if (port->isSubtype(systemPortKind))
     restoreSettings(*port);
@@ -105,10 +107,15 @@ bool PPortRegistry::registerPort(PPort* port)
   return true;
 }
 
-void PPortRegistry::append(PPort& port)
+void PPortRegistry::enrol(PPort& port)
 {
+  port.setFlag(portIsRegistered);
   if (port.portNumber_ == PPort::noNumber)
     port.portNumber_ = ++lastNumber_;
+}
+
+void PPortRegistry::append(PPort& port)
+{
   ports_.add(&port);
   notifyPortChange(&port, noticePortSet);
 }
@@ -142,6 +149,7 @@ bool PPortRegistry::unregisterPort(PPort* port)
   if (port->isSubtype(systemPortKind))
     storeSettings(*port);
   port->setFlag(portIsRegistered, false);
+  std::erase_if(portsByID_, [port](const auto& known) { return known.second == port; });
   ports_.remove(port);
   aliases_.remove(port);
   notifyPortChange(port, noticePortSet);
@@ -170,11 +178,20 @@ PPort* PPortRegistry::findPort(const char* id, PortLookup lookup)
 {
   if (!id)
     return nullptr;
-  const std::string_view wanted = id;
+  PPort* port = findRegistered(id);
+  return port || lookup == PortLookup::registeredOnly ? port : resolvePort(id);
+}
+
+PPort* PPortRegistry::findRegistered(std::string_view id)
+{
+  const std::string key(id);
+  auto known = portsByID_.find(key);
+  if (known != portsByID_.end() && known->second->hasID(id))
+    return known->second;
   for (CmObject* port : ports_)
-    if (portOf(port).hasID(wanted))
-      return &portOf(port);
-  return lookup == PortLookup::orSubstitute ? resolvePort(wanted) : nullptr;
+    if (portOf(port).hasID(id))
+      return portsByID_[key] = &portOf(port);
+  return nullptr;
 }
 
 PPort* PPortRegistry::resolvePort(std::string_view id)
@@ -230,7 +247,7 @@ PPort* PPortRegistry::createAliasPort(PPortDescriptor* descriptor)
   if (!descriptor)
     return nullptr;
   auto* alias = new PAliasPort(*descriptor);
-  alias->setFlag(portIsRegistered);
+  enrol(*alias);
   aliases_.add(alias);
   append(*alias);
   return alias;

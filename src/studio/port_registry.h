@@ -43,6 +43,7 @@ public:
 
   /// The first that has the identifier.
   PPort* findPort(const char* id, PortLookup lookup = PortLookup::registeredOnly);
+  void forgetIDs() { portsByID_.clear(); } ///< a registered port was given another name
   /// Adds those that pass the filter, in order. Whether there is any in the list.
   bool collectPorts(const PPortFilter& filter, CmArray& list) const;
 
@@ -78,10 +79,13 @@ public:
                       bool isOutput) override;
 
 private:
-  using SettingsByID = std::unordered_map<std::string, FAttributes*>;
+  template <class T>
+  using ByID = std::unordered_map<std::string, T*>;
 
+  static void enrol(PPort& port);
   void append(PPort& port);
   void takeOverAliases(PPort& port);
+  PPort* findRegistered(std::string_view id);
   PPort* resolvePort(std::string_view id);
   PPort* findMapped(std::string_view id);
   PPortDescriptor* findDescriptor(std::string_view id) const;
@@ -98,7 +102,8 @@ private:
   CmArray aliases_{CmOwnership::adopts};
   CmArray mappings_{CmOwnership::adopts};
   CmArray settings_{CmOwnership::adopts}; ///< an FAttributes for each system port seen so far
-  SettingsByID settingsByID_;             ///< the first of each "ID"
+  ByID<FAttributes> settingsByID_;        ///< the first of each "ID"
+  ByID<PPort> portsByID_; ///< found before; their devices may have got other names since
   PPortListeners listeners_;
   const CmContainer* descriptors_ = nullptr;
 };
