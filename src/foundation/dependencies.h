@@ -41,7 +41,7 @@ public:
   // Notices
   using CmObject::changed;
   using CmObject::deferChanged;
-  bool changed(CmObject* subject, int32_t code); ///< whether anybody was told
+  bool changed(CmObject* subject, int32_t code);      ///< whether anybody was told
   bool deferChanged(CmObject* subject, int32_t code); ///< whether it waits now
   void removeFromDeferred(const CmObject* subject);
   void flush(CmObject* subject = nullptr); ///< main thread; null: all that is queued

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/dependencies.h"
+#include "foundation/message.h"
 #include "ui/values/value.h"
 
 #include <functional>
@@ -25,9 +26,20 @@ public:
     if (then)
       then(subject, code);
   }
+  int32_t handleMessage(FMessage& received) override
+  {
+    message = received.getObject<UValue>("Value") ? received.getId() : "no value";
+    return 1;
+  }
   std::vector<int32_t> taken() { return std::exchange(codes, {}); }
+  std::vector<int32_t> flushed()
+  {
+    FDependencies::instance()->flush();
+    return taken();
+  }
 
   std::vector<int32_t> codes;
+  std::string message;
   std::function<void(CmObject*, int32_t)> then;
 };
 

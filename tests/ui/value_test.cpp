@@ -1,10 +1,7 @@
-#include "foundation/message.h"
 #include "foundation/plug_dependencies.h"
 #include "ui/value_helpers.h"
 #include "ui/values/int_value.h"
 #include "ui/values/string_value.h"
-
-#include <memory>
 
 using namespace orbi;
 
@@ -34,17 +31,18 @@ private:
   bool listens_;
 };
 
+class Hooked final : public UIntValue {
+public:
+  using UIntValue::UIntValue;
+  void onChanged() override { ++hooks; }
+  int hooks = 0;
+};
+
 class Values : public testing::Test {
 protected:
-  Codes flushed()
-  {
-    dependencies.flush();
-    return dependent.taken();
-  }
-
   FDependencies dependencies;
   Listener dependent, target;
-  UIntValue value{5, 0, 10};
+  Hooked value{5, 0, 10};
 
   void SetUp() override
   {
@@ -63,20 +61,20 @@ TEST_F(Values, target_hears_at_once_of_the_interface_alone_and_dependents_once_a
   value.setNormalizedEx(0.3f, false);
   EXPECT_EQ(target.taken(), Codes{1});
   EXPECT_EQ(dependent.taken(), Codes{});
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
   value.setInt(3);
-  EXPECT_EQ(flushed(), Codes{}) << "nothing changed";
+  EXPECT_EQ(dependent.flushed(), Codes{}) << "nothing changed";
   EXPECT_EQ(target.taken(), Codes{1});
 }
 
 TEST_F(Values, change_made_by_a_dependent_is_announced)
 {
-  dependent.then = [&](CmObject*, int32_t) {
-    if (value.getValue() < 8)
+  dependent.then = [&](CmObject*, int32_t code) {
+    if (code == UValue::changeNotice && value.getValue() < 8)
       value.setValue(value.getValue() + 1);
   };
   value.setValue(6);
-  EXPECT_EQ(flushed(), (Codes{1, 1, 1}));
+  EXPECT_EQ(dependent.flushed(), (Codes{1, 1, 1}));
 }
 
 TEST_F(Values, silence_is_not_made_up_for_and_immediate_values_do_not_wait)
@@ -84,7 +82,7 @@ TEST_F(Values, silence_is_not_made_up_for_and_immediate_values_do_not_wait)
   value.setNotify(false);
   value.setValue(6);
   value.setNotify(true);
-  EXPECT_EQ(flushed(), Codes{});
+  EXPECT_EQ(dependent.flushed(), Codes{});
   value.setImmediate(true);
   value.setValue(7);
   EXPECT_EQ(dependent.taken(), Codes{1});
@@ -101,27 +99,28 @@ TEST_F(Values, value_speaks_again_after_its_notice_went_with_the_last_dependent)
 {
   value.setValue(6);
   value.removeDependent(&dependent);
+  value.setValue(5);
+  EXPECT_EQ(value.hooks, 1) << "nobody to be told";
   value.addDependent(&dependent);
   value.setValue(7);
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
   value.setValue(8);
   dependencies.removeDependent(&value, &dependent); // not by way of the value
   value.addDependent(&dependent);
   value.setValue(9);
-  EXPECT_EQ(flushed(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
 }
 
 TEST_F(Values, value_that_goes_tells_its_dependents_and_leaves_the_queue)
 {
   auto gone = make<UIntValue>(1);
   gone->addDependent(&dependent);
-  gone->setNotify(false);
-  gone->setNotify(true);
   gone->setValue(2);
+  gone->setNotify(false);
   dependent.then = [](CmObject* subject, int32_t) { Ref<CmObject>::share(subject); };
   gone = nullptr;
   EXPECT_EQ(dependent.taken(), Codes{2});
-  EXPECT_EQ(flushed(), Codes{});
+  EXPECT_EQ(dependent.flushed(), Codes{});
 }
 
 TEST_F(Values, value_may_be_released_by_whom_it_tells)
@@ -142,9 +141,8 @@ TEST_F(Values, value_may_be_released_by_whom_it_tells)
 
 TEST(ValuesAlone, work_before_and_after_the_table_of_dependents)
 {
-  UIntValue value{1};
+  Hooked value{1};
   Listener dependent;
-  value.addDependent(&dependent);
   value.setValue(2);
   {
     FDependencies dependencies;
@@ -152,11 +150,11 @@ TEST(ValuesAlone, work_before_and_after_the_table_of_dependents)
     value.setValue(3);
   }
   value.setValue(4);
+  EXPECT_EQ(value.hooks, 2);
   FDependencies dependencies;
   value.addDependent(&dependent);
   value.setValue(5);
-  dependencies.flush();
-  EXPECT_EQ(dependent.taken(), Codes{1});
+  EXPECT_EQ(dependent.flushed(), Codes{1});
 }
 
 TEST_F(Values, edits_notify_the_target_as_the_flags_say)
@@ -175,8 +173,10 @@ TEST_F(Values, edits_notify_the_target_as_the_flags_say)
   EXPECT_EQ(target.taken(), Codes{1});
   value.setNotifyOnEdit(false);
   value.setNotifyAtEnd(true);
+  value.setEditMessages(true);
   value.edit(false);
   EXPECT_EQ(target.taken(), Codes{1});
+  EXPECT_EQ(target.message, "EndEdit");
 }
 
 TEST_F(Values, outside_object_hears_edits_when_it_listens_and_is_not_told_twice)
@@ -185,14 +185,17 @@ TEST_F(Values, outside_object_hears_edits_when_it_listens_and_is_not_told_twice)
     Outside outside(listens);
     value.setTargetObject(&outside, 3);
     value.setNotifyOnEdit(true);
+    value.setType(UValue::floatType);
     value.edit(true);
     value.setInt(listens ? 1 : 2);
     value.edit(false);
-    EXPECT_EQ(outside.log, listens ? "begin update end " : "update update ");
+    EXPECT_EQ(outside.log, listens ? "begin update end " : "update update update ");
     EXPECT_EQ(outside.references, 0);
     EXPECT_EQ(value.getTag(), 3);
     auto copy = Ref<CmObject>::adopt(value.clone()); // shares the adapter
-    value.setTarget(nullptr, 0);
+    value.setTarget(&target, 0);
+    value.edit(true);
+    EXPECT_EQ(target.message, "") << "it was the other one that listened";
     static_cast<UValue&>(*copy).setInt(4);
     EXPECT_TRUE(outside.log.ends_with("update "));
   }

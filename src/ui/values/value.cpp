@@ -48,7 +48,7 @@ void UValue::setTarget(CmObject* target, int32_t tag, bool owned)
     put(editMessages, false); // that one had asked for them
   target_ = target;
   put(ownsTarget, owned && target);
-  setTag(tag);
+  tag_ = tag;
   if (former)
     former->releaseRef();
 }
@@ -131,6 +131,8 @@ int32_t UValue::constrain(int32_t value) const
 
 void UValue::setNormalized(float fraction)
 {
+  if (std::isnan(fraction))
+    return;
   // In single precision, in which what getNormalized answers comes back as the same whole number.
   const float offset = static_cast<float>(rangeOf(getMin(), getMax())) * fraction;
   setValue(truncated(std::trunc(double(offset)) + getMin()));

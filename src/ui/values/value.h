@@ -155,6 +155,27 @@ protected:
   /// Keeps the value from going while it calls out; for those that live on the heap.
   Ref<UValue> kept() { return Ref<UValue>::share(this); }
 
+  /// An edit as long as it lives, if the value wants to be told of edits.
+  class FlaggedEdit {
+  public:
+    explicit FlaggedEdit(UValue& value) : value_(value), isEdit_(value.getNotifyOnEdit())
+    {
+      if (isEdit_)
+        value_.beginEdit();
+    }
+    ~FlaggedEdit()
+    {
+      if (isEdit_)
+        value_.endEdit();
+    }
+    FlaggedEdit(const FlaggedEdit&) = delete;
+    FlaggedEdit& operator=(const FlaggedEdit&) = delete;
+
+  private:
+    UValue& value_;
+    bool isEdit_;
+  };
+
   /// Silent as long as it lives.
   class Quiet {
   public:

@@ -131,12 +131,8 @@ bool UValue::resetToDefault()
   if (getValue() == value)
     return true;
   Ref<UValue> alive = kept();
-  const bool isEdit = getNotifyOnEdit();
-  if (isEdit)
-    beginEdit();
+  FlaggedEdit edit(*this);
   setInt(value);
-  if (isEdit)
-    endEdit();
   return true;
 }
 

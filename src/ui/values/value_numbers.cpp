@@ -3,8 +3,8 @@
 #include "persist/number_text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
+#include <limits>
 #include <string>
 
 namespace orbi {
@@ -41,6 +41,12 @@ int32_t truncated(double number)
   if (std::isnan(number))
     return 0;
   return static_cast<int32_t>(std::clamp<double>(number, INT32_MIN, INT32_MAX));
+}
+
+float singlePrecision(double number)
+{
+  constexpr double largest = std::numeric_limits<float>::max();
+  return static_cast<float>(std::clamp(number, -largest, largest)); // no number stays none
 }
 
 std::optional<double> numberIn(std::string_view text)

@@ -12,6 +12,8 @@ namespace orbi {
 int32_t saturated(int64_t number);
 int32_t truncated(double number); ///< towards zero; no number is 0
 
+float singlePrecision(double number);
+
 /// The range's width as a number with a fraction.
 inline double rangeOf(int32_t min, int32_t max)
 {

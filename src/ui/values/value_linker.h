@@ -1,0 +1,31 @@
+#pragma once
+
+#include "foundation/array.h"
+#include "ui/values/value.h"
+
+namespace orbi {
+
+/// Moves any number of values with a master, all by the same fraction of their own ranges.
+class UValueLinker final : public CmClass<UValueLinker, CmObject> {
+public:
+  static constexpr const char* className = "UValueLinker";
+
+  UValueLinker() = default;
+  UValueLinker(const UValueLinker&) = delete;
+  ~UValueLinker() override;
+
+  UValue* master() const { return master_; }
+  void setMaster(UValue* master); ///< borrowed; let go of when it goes. Null for none
+  void addValue(UValue* value);   ///< holds a reference; one that is in already stays in once
+  bool removeValue(UValue* value) { return linked_.remove(value); } ///< it stays as it is
+
+  void update(CmObject* subject, int32_t code) override;
+
+private:
+  void push();
+
+  CmArray linked_{CmOwnership::shares};
+  UValue* master_ = nullptr;
+};
+
+} // namespace orbi
