@@ -130,11 +130,14 @@ bool PDeviceNode::insertChild(FNode* node, int32_t index)
 
 bool PDeviceNode::removeChild(FNode* node)
 {
-  auto* child = castTo<PDeviceNode>(node);
-  if (child && child->getParent() == this)
+  const auto alive = Ref<FNode>::share(node);
+  if (!node || node->getParent() != this)
+    return false;
+  if (auto* child = castTo<PDeviceNode>(node))
     if (const auto automation = Ref<PAutomation>::share(nearestAutomation()))
       automation->nodeRemoved(child);
-  return FNode::removeChild(node);
+  FNode::removeChild(node);
+  return node->getParent() != this; // who was told may have been quicker
 }
 
 // Parameters

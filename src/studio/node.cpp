@@ -285,6 +285,7 @@ bool FNode::removeChild(FNode* node)
 
 void FNode::removeAllChildren()
 {
+  const auto alive = Ref<FNode>::share(this);
   for (int32_t left = countChildren(); left > 0; left = std::min(left - 1, countChildren()))
     removeChild(childAt(left - 1));
 }

@@ -120,28 +120,3 @@ TEST_F(Snapshot, stops_at_what_is_no_fraction_of_a_parameter)
   wrong.appendObject("SubSnapshots", make<FAttributes>().get(), false);
   EXPECT_FALSE(top->restoreSnapshot(wrong));
 }
-
-TEST_F(Snapshot, values_tell_at_once_unless_the_restoration_is_automated)
-{
-  class Counter final : public CmObject {
-  public:
-    void update(CmObject*, int32_t) override { ++count; }
-    int count = 0;
-  } counter;
-  Application application;
-  FAttributes stored;
-  top->storeSnapshot(stored);
-  top->values[1].setImmediate(true);
-  top->values[1].addDependent(&counter);
-  for (bool isAutomated : {false, true}) {
-    if (isAutomated)
-      application.answers["Is Restore Automated"] = true;
-    application.runPasses();
-    top->values[1].setNotify(false);
-    clear();
-    top->values[1].setNotify(true);
-    counter.count = 0;
-    EXPECT_TRUE(top->restoreSnapshot(stored));
-    EXPECT_EQ(counter.count, isAutomated ? 1 : 0);
-  }
-}
