@@ -78,6 +78,7 @@ bool removePort(CmArray& ports, PPort* port)
     return false;
   const auto alive = Ref<PPort>::share(port);
   detachPort(*port);
+  port->ownerGoes();
   return ports.remove(port);
 }
 
@@ -101,8 +102,11 @@ bool sameType(const PPort& a, const PPort& b)
 PDevice::~PDevice()
 {
   retain(); // whoever takes a reference for the last call and gives it back doesn't end it twice
-  forEachPort(outputs_, detachPort);
-  forEachPort(inputs_, detachPort);
+  for (const CmArray* ports : {&outputs_, &inputs_})
+    forEachPort(*ports, [](PPort& port) {
+      detachPort(port);
+      port.ownerGoes();
+    });
   if (channelsNode_ && channelsNode_->countChildren() > 0)
     removeChild(channelsNode_);
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "foundation/array.h"
-#include "platform/realtime_layout.h"
 #include "foundation/string.h"
+#include "platform/realtime_layout.h"
 #include "studio/port_interfaces.h"
 #include "studio/published_connections.h"
 
@@ -43,7 +43,8 @@ public:
   bool isSubtype(const char* subtype) const final;
 
   // Identity
-  CmObject* owner() const { return owner_; }          ///< normally a PDevice; borrowed
+  CmObject* owner() const { return owner_; }                   ///< normally a PDevice; borrowed
+  void ownerGoes() { owner_ = nullptr, ownerNode_ = nullptr; } ///< whoever holds the port keeps it
   uint32_t portNumber() const { return portNumber_; } ///< of this run; noNumber until registered
   /// Begins with the letter of the direction and ends with a bar and the name that the port was
   /// made with or set to. False, and empty, without one.
