@@ -53,12 +53,12 @@ public:
 
   jack_client_t* client() const { return client_; }
 
-  /// Plays the messages in one cycle, 10 frames apart. Answers when that cycle began.
-  std::uint64_t play(const std::vector<Bytes>& messages)
+  /// Plays the messages in one cycle, as far apart as it has room for.
+  static constexpr jack_nframes_t framesApart = 300;
+  void play(const std::vector<Bytes>& messages)
   {
     playing_ = &messages;
     EXPECT_TRUE(waitFor([this] { return playing_ == nullptr; }));
-    return playedAt_;
   }
   Lines heard()
   {
@@ -77,10 +77,10 @@ private:
     void* out = jack_port_get_buffer(peer.out_, frames);
     jack_midi_clear_buffer(out);
     if (const auto* playing = peer.playing_.load()) {
-      peer.playedAt_ = jack_frames_to_time(peer.client_, jack_last_frame_time(peer.client_));
       jack_nframes_t at = 0;
       for (const Bytes& message : *playing)
-        jack_midi_event_write(out, std::min(at++ * 10, frames - 1), message.data(), message.size());
+        jack_midi_event_write(out, std::min(framesApart * at++, frames - 1), message.data(),
+                              message.size());
       peer.playing_ = nullptr;
     }
     void* in = jack_port_get_buffer(peer.in_, frames);
@@ -97,7 +97,6 @@ private:
   jack_port_t* in_ = nullptr;
   jack_port_t* out_ = nullptr;
   std::atomic<const std::vector<Bytes>*> playing_{nullptr};
-  std::uint64_t playedAt_ = 0;
   std::mutex mutex_;
   Lines heard_;
 };
@@ -182,29 +181,31 @@ TEST_F(JackMidi, ports_of_others_are_listed_and_come_and_go_with_a_notice)
 
 TEST_F(JackMidi, what_comes_is_whole_in_order_and_stamped_by_its_frame)
 {
+  ASSERT_EQ(jack_set_buffer_size(peer_->client(), 1024), 0);
   MidiEar ear(2, 8192);
+  const std::uint64_t before = jack_get_time();
   const auto input = openInput("peer out", ear);
   const Bytes small = sysexOf(300);
   const Bytes large = sysexOf(20000);
-  std::vector<std::uint64_t> played;
-  for (int i = 0; i < 3; ++i) {
-    played.push_back(peer_->play({{0x90, 60, 100}, small, large, {0x80, 60, std::uint8_t(i)}}));
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  for (const std::uint8_t time : {0, 1, 2}) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // away from the start
+    peer_->play({{0x90, 60, time}, small, large, {0x80, 60, time}});
   }
   ASSERT_TRUE(waitFor([&] { return ear.lines().size() == 3 * 6; }));
 
   Bytes expected;
-  for (int i = 0; i < 3; ++i) {
+  for (std::size_t i = 0; i < 3; ++i) {
     expected.insert(expected.end(), small.begin(), small.end());
     expected.insert(expected.end(), large.begin(), large.end());
-    EXPECT_EQ(ear.lines()[i * 6], "90 3c 64 00");
+    EXPECT_EQ(ear.lines()[i * 6], "90 3c 0" + std::to_string(i) + " 00");
     EXPECT_EQ(ear.lines()[i * 6 + 5], "80 3c 0" + std::to_string(i) + " 00");
-    // Peer and program are in one cycle or in two that follow each other, 1.33 ms apart.
-    const double sent = double(played[i] - played[0]) / 1000.0;
-    EXPECT_NEAR(ear.stamps()[i * 6] - ear.stamps()[0], sent, 1.34 + 1.0)
-        << "rounded to a millisecond";
+    const std::uint32_t apart = ear.stamps()[i * 6 + 5] - ear.stamps()[i * 6];
+    EXPECT_NEAR(apart, 3 * JackPeer::framesApart / 48.0, 3.0) << "of one cycle";
   }
   EXPECT_EQ(ear.longBytes(), expected);
+  const auto stamps = ear.stamps();
+  EXPECT_TRUE(std::is_sorted(stamps.begin(), stamps.end()));
+  EXPECT_LT(stamps.back(), (jack_get_time() - before) / 1000 + 1000) << "counted from the start";
 }
 
 TEST_F(JackMidi, what_goes_out_is_whole_in_order_and_done)
