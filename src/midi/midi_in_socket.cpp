@@ -24,8 +24,9 @@ bool isData(uint8_t byte)
 
 void PMidiInSocket::sendPlayed(PMidiEvent& event)
 {
-  noteKey(
-      event); // before: who is connected meanwhile may hear of one end too many, of none too few
+  lastTime_.store(event.getTime(), std::memory_order_relaxed);
+  // Before: who is connected meanwhile may hear of one end too many, of none too few.
+  noteKey(event);
   send(event);
 }
 
@@ -56,6 +57,7 @@ bool PMidiInSocket::removeConnection(PPort* other)
       if (!(keys >> key % 64 & 1))
         continue;
       PMidiEvent end(static_cast<uint8_t>(noteOff | channel), static_cast<uint8_t>(key), 0);
+      end.setTime(lastTime_.load(std::memory_order_relaxed)); // behind what was played
       input->receive(end);
     }
   if (!isConnected()) // closed: what is let go of now isn't heard

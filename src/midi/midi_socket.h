@@ -105,6 +105,7 @@ private:
   Ref<PSysexEvent> partialSysex_; ///< being assembled
   /// A bit for each held key, by channel and upper half. Written by the system's thread alone.
   std::array<std::array<std::atomic<uint64_t>, 2>, 16> held_{};
+  std::atomic<double> lastTime_{-1.0}; ///< of what was played last
 };
 
 /// Sends to the system, so it is an input of its device. Events with a time of their own wait in a

@@ -134,10 +134,11 @@ Socket* PMmeMidiDevice::socketAt(int32_t index) const
     return static_cast<Socket*>(inputAt(index));
 }
 
-PMmeMidiDevice::PMmeMidiDevice(std::unique_ptr<platform::MidiSystem> system)
+PMmeMidiDevice::PMmeMidiDevice(std::unique_ptr<platform::MidiSystem> system, Scan scan)
     : CmClass(system->name()), system_(std::move(system)), scheduler_(std::make_shared<Scheduler>())
 {
-  rescan();
+  if (scan == Scan::now)
+    rescan();
   FDefaults* settings = settingsOf(*this);
   useSystemTimestamp().setValue(settings ? static_cast<int32_t>(settings->getInt(timestampSetting))
                                          : 0);

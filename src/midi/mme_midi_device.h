@@ -15,7 +15,8 @@ class PMmeMidiDevice final : public CmClass<PMmeMidiDevice, PMidiInterface> {
 public:
   static constexpr const char* className = "PMmeMidiDevice";
 
-  explicit PMmeMidiDevice(std::unique_ptr<platform::MidiSystem> system);
+  enum class Scan { now, later }; ///< to look for ports takes time
+  explicit PMmeMidiDevice(std::unique_ptr<platform::MidiSystem> system, Scan scan = Scan::now);
   PMmeMidiDevice(const PMmeMidiDevice&) = delete;
   ~PMmeMidiDevice() override; ///< keeps its settings
 
