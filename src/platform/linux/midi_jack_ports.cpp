@@ -105,6 +105,8 @@ JackOutput::JackOutput(JackClient& client, const std::string& foreign, IMidiOutp
   if (!port_)
     return;
   cycle_.sysex.resize(longestSysex);
+  if (port_.isVirtual())
+    cycle_.patience = 0; // whether anybody listens is the others' business
   attached_ = client.attach(*this);
 }
 
@@ -134,10 +136,19 @@ void JackOutput::process(const JackCycle& cycle)
   port_.library().jack_midi_clear_buffer(cycle_.room);
   cycle_.largest =
       std::min(port_.library().jack_midi_max_event_size(cycle_.room), cycle_.sysex.size());
-  if (cycle_.ready && !writeSysex())
+  if (!mayWrite() || (cycle_.ready && !writeSysex()))
     return;
   for (const Entry* entry = ring_.front(); entry != nullptr && write(*entry); entry = ring_.front())
     ring_.pop();
+}
+
+/// The server makes a connection some cycles after it was asked for; what is sent before would be
+/// heard by nobody.
+bool JackOutput::mayWrite()
+{
+  if (cycle_.patience > 0 && ring_.front() != nullptr)
+    cycle_.patience = port_.isConnected() ? 0 : cycle_.patience - 1;
+  return cycle_.patience == 0;
 }
 
 /// False when it has to wait for the next cycle.
