@@ -70,7 +70,7 @@ bool JackInput::start()
 {
   if (started_)
     return true;
-  startedAt_ = port_.library().jack_get_time();
+  startedAt_ = latest_ = port_.library().jack_get_time();
   return started_ = port_.client().attach(*this);
 }
 
@@ -90,10 +90,10 @@ void JackInput::process(const JackCycle& cycle)
     if (port_.library().jack_midi_event_get(&event, events, i) != 0)
       continue;
     const auto offset = static_cast<std::uint64_t>(event.time * cycle.perFrame);
-    // The cycle in which it starts has begun before.
-    const std::uint64_t time = std::max<std::uint64_t>(cycle.begin + offset, startedAt_);
+    // The server smooths the times of its cycles: one may lie before the start or overlap the last.
+    latest_ = std::max<jack_time_t>(cycle.begin + offset, latest_);
     stream_.feed({event.buffer, event.size},
-                 static_cast<std::uint32_t>((time - startedAt_) / 1000));
+                 static_cast<std::uint32_t>((latest_ - startedAt_) / 1000));
   }
 }
 

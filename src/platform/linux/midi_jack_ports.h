@@ -57,7 +57,8 @@ private:
 
   const JackOpenPort port_;
   MidiInputStream stream_;
-  jack_time_t startedAt_ = 0;
+  jack_time_t startedAt_ = 0; // microseconds of the server's clock
+  jack_time_t latest_ = 0;    // of an event; the process thread's
   bool started_ = false;
 };
 
