@@ -100,7 +100,8 @@ public:
   std::span<const MidiPortInfo> inputs() const { return inputs_; }
   std::span<const MidiPortInfo> outputs() const { return outputs_; }
 
-  /// Null when there is no such port, it has gone meanwhile or it is in use already.
+  /// Null when there is no such port or it can't be had: it has gone meanwhile, or it is a virtual
+  /// port that is open already.
   virtual std::unique_ptr<MidiInputPort> openInput(std::size_t index,
                                                    IMidiInputHandler& handler) = 0;
   virtual std::unique_ptr<MidiOutputPort> openOutput(std::size_t index,

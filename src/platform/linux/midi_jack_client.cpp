@@ -65,6 +65,7 @@ bool JackClient::setUp()
                                                JackPortIsOutput | JackPortIsTerminal, 0);
   if (virtualInput_ == nullptr || virtualOutput_ == nullptr)
     return false;
+  perFrame_ = 1e6 / std::max(library_.jack_get_sample_rate(handle_), 1U);
   setCallbacks();
   return library_.jack_activate(handle_) == 0;
 }
@@ -156,9 +157,9 @@ JackCycle JackClient::cycle(jack_nframes_t frames) const
   jack_time_t begin = 0;
   jack_time_t next = 0;
   float period = 0;
-  if (library_.jack_get_cycle_times(handle_, &frame, &begin, &next, &period) != 0 || next < begin)
-    return {frames, library_.jack_get_time(), 0.0};
-  return {frames, begin, static_cast<double>(next - begin) / std::max(frames, 1U)};
+  if (library_.jack_get_cycle_times(handle_, &frame, &begin, &next, &period) != 0)
+    begin = library_.jack_get_time();
+  return {frames, begin, perFrame_};
 }
 
 void JackClient::process(jack_nframes_t frames)

@@ -15,7 +15,7 @@ namespace orbi::platform {
 struct JackCycle {
   jack_nframes_t frames;
   std::uint64_t begin; ///< microseconds of the server's clock
-  double perFrame;     ///< microseconds
+  double perFrame;     ///< microseconds, nominal: what the server measures sways
 };
 
 /// Does its part in each cycle, on the server's process thread: no lock, no allocation.
@@ -69,6 +69,7 @@ private:
   const JackLibrary& library_;
   MidiChangeNotice& notice_;
   jack_client_t* handle_ = nullptr;
+  double perFrame_ = 0.0; // as in a cycle
   jack_port_t* virtualInput_ = nullptr;
   jack_port_t* virtualOutput_ = nullptr;
   std::atomic<bool> gone_{false};

@@ -70,7 +70,7 @@ bool JackInput::start()
 {
   if (started_)
     return true;
-  startedAt_ = port_.library().jack_get_time();
+  startedAt_ = latest_ = port_.library().jack_get_time();
   return started_ = port_.client().attach(*this);
 }
 
@@ -90,10 +90,10 @@ void JackInput::process(const JackCycle& cycle)
     if (port_.library().jack_midi_event_get(&event, events, i) != 0)
       continue;
     const auto offset = static_cast<std::uint64_t>(event.time * cycle.perFrame);
-    // The cycle in which it starts has begun before.
-    const std::uint64_t time = std::max<std::uint64_t>(cycle.begin + offset, startedAt_);
+    // The server smooths the times of its cycles: one may lie before the start or overlap the last.
+    latest_ = std::max<jack_time_t>(cycle.begin + offset, latest_);
     stream_.feed({event.buffer, event.size},
-                 static_cast<std::uint32_t>((time - startedAt_) / 1000));
+                 static_cast<std::uint32_t>((latest_ - startedAt_) / 1000));
   }
 }
 
@@ -105,6 +105,8 @@ JackOutput::JackOutput(JackClient& client, const std::string& foreign, IMidiOutp
   if (!port_)
     return;
   cycle_.sysex.resize(longestSysex);
+  if (port_.isVirtual())
+    cycle_.patience = 0; // whether anybody listens is the others' business
   attached_ = client.attach(*this);
 }
 
@@ -134,10 +136,19 @@ void JackOutput::process(const JackCycle& cycle)
   port_.library().jack_midi_clear_buffer(cycle_.room);
   cycle_.largest =
       std::min(port_.library().jack_midi_max_event_size(cycle_.room), cycle_.sysex.size());
-  if (cycle_.ready && !writeSysex())
+  if (!mayWrite() || (cycle_.ready && !writeSysex()))
     return;
   for (const Entry* entry = ring_.front(); entry != nullptr && write(*entry); entry = ring_.front())
     ring_.pop();
+}
+
+/// The server makes a connection some cycles after it was asked for; what is sent before would be
+/// heard by nobody.
+bool JackOutput::mayWrite()
+{
+  if (cycle_.patience > 0 && ring_.front() != nullptr)
+    cycle_.patience = port_.isConnected() ? 0 : cycle_.patience - 1;
+  return cycle_.patience == 0;
 }
 
 /// False when it has to wait for the next cycle.

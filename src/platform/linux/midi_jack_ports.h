@@ -22,6 +22,8 @@ public:
   explicit operator bool() const { return port_ != nullptr; }
   JackClient& client() const { return client_; }
   const JackLibrary& library() const { return client_.library(); }
+  bool isVirtual() const { return isOpen_ != nullptr; }
+  bool isConnected() const { return library().jack_port_connected(port_) > 0; }
   void* buffer(jack_nframes_t frames) const
   {
     return library().jack_port_get_buffer(port_, frames);
@@ -55,7 +57,8 @@ private:
 
   const JackOpenPort port_;
   MidiInputStream stream_;
-  jack_time_t startedAt_ = 0;
+  jack_time_t startedAt_ = 0; // microseconds of the server's clock
+  jack_time_t latest_ = 0;    // of an event; the process thread's
   bool started_ = false;
 };
 
@@ -78,6 +81,7 @@ private:
 
   // Process thread
   void process(const JackCycle& cycle) override;
+  bool mayWrite();
   bool write(const Entry& entry);
   bool writeShort(std::uint32_t packed);
   bool writeLong(MidiBuffer& buffer);
@@ -90,6 +94,7 @@ private:
   bool attached_ = false;
 
   struct {
+    int patience = 16;               // cycles that it still waits for its connection
     void* room = nullptr;            // of the cycle, for its events
     std::size_t largest = 0;         // bytes of an event in it
     std::vector<std::uint8_t> sysex; // of a fixed size
