@@ -267,7 +267,7 @@ TEST(StudioSetup, comes_back_from_a_stream_as_far_as_that_reaches)
   back.storeAttributes(*attributes);
   EXPECT_TRUE(setup.loadAttributes(*attributes));
   EXPECT_EQ(static_cast<PStudioSetupItem*>(setup.items().at(1))->name, "Second");
-  stream.setSize(stream.size() - 3);
+  stream.resize(stream.size() - 3);
   stream.rewind();
   EXPECT_FALSE(back.read(stream));
   EXPECT_EQ(back.items().count(), 1u);
