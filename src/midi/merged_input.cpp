@@ -176,6 +176,8 @@ bool PMergedMidiInput::isExcluded(const PPort& port) const
 void PMergedMidiInput::setExcluded(PPort& port, bool excluded)
 {
   CmString id;
+  if (!isFollowing_)
+    loadPorts(); // what is saved below begins with what is there
   if (excluded == isExcluded(port) || !port.getID(id))
     return;
   const auto kept = Ref<PPort>::share(&port);

@@ -110,17 +110,14 @@ TEST_F(MergedInput, a_port_that_is_left_out_stays_out_across_restarts_and_when_i
 TEST_F(MergedInput, what_is_no_identifier_among_the_stored_ones_is_passed_over)
 {
   add("A");
-  add("B");
+  PMidiOutput* last = add("B");
   auto stored = make<FAttributes>();
   stored->appendObject("PortIDs", make<PEvent>().detach(), true);
   stored->appendObject("PortIDs", make<CmString>("I|System MIDI|A").detach(), true);
   group()->setObject("Excluded", stored.get(), false);
+  merged->setExcluded(*last, true); // before it runs
   merged->activate();
-  EXPECT_THAT(connected(), ElementsAre("B"));
-  stored->removeAll();
-  stored->appendInt("PortIDs", 5);
-  merged->restart();
-  EXPECT_THAT(connected(), ElementsAre("A", "B"));
+  EXPECT_THAT(connected(), IsEmpty());
   group()->setString("Excluded", "I|System MIDI|A");
   merged->restart();
   EXPECT_THAT(connected(), ElementsAre("A", "B"));

@@ -43,7 +43,6 @@ private:
 
 struct Studio : testing::Test, FUserMessage {
   Studio() { events = &told; }
-  ~Studio() override { studio = nullptr; }
   void show(std::string_view text) override { shown.emplace_back(text); }
   Device* add(const char* name, uint32_t flags = 0)
   {
@@ -259,16 +258,10 @@ TEST(StudioSetup, comes_back_from_a_stream_as_far_as_that_reaches)
   for (const char* name : {"First", "Second"})
     setup.items().add(new PStudioSetupItem("Device Class", name));
   FMemoryStream stream;
-  ASSERT_TRUE(setup.write(stream));
-  stream.rewind();
-  ASSERT_TRUE(back.read(stream));
-  ASSERT_EQ(back.items().count(), 2u);
-  auto attributes = make<FAttributes>();
-  back.storeAttributes(*attributes);
-  EXPECT_TRUE(setup.loadAttributes(*attributes));
-  EXPECT_EQ(static_cast<PStudioSetupItem*>(setup.items().at(1))->name, "Second");
-  stream.setSize(stream.size() - 3);
+  setup.write(stream);
+  stream.resize(stream.size() - 3);
   stream.rewind();
   EXPECT_FALSE(back.read(stream));
-  EXPECT_EQ(back.items().count(), 1u);
+  ASSERT_EQ(back.items().count(), 1u);
+  EXPECT_EQ(static_cast<PStudioSetupItem*>(back.items().at(0))->name, "First");
 }
