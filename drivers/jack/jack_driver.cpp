@@ -111,7 +111,8 @@ private:
 
 JackDriver::~JackDriver()
 {
-  if (client_)
+  // The library itself takes a client away whose server is gone, when somebody joins the next one.
+  if (client_ && !serverGone_.load(std::memory_order_relaxed))
     jack_client_close(client_);
   // The library may outlive this module.
   jack_set_error_function(nullptr);

@@ -82,7 +82,8 @@ constexpr Option optionTable[] = {
     {"--version", nullptr, takeAction<Options::Action::version>, "print the version and end"},
     {"--list-drivers", nullptr, takeAction<Options::Action::listDrivers>,
      "one driver name a line, and end"},
-    {"--list-midi", nullptr, nullptr, "one MIDI port name a line, and end"},
+    {"--list-midi", nullptr, takeAction<Options::Action::listMidi>,
+     "one MIDI port name a line, and end"},
     {"--headless", nullptr, takeFlag<&Options::headless>,
      "no window; messages go to standard error"},
     {"--driver", "NAME",
@@ -91,7 +92,12 @@ constexpr Option optionTable[] = {
        return !value.empty();
      },
      "use this LOOM driver for this run"},
-    {"--midi-port", "NAME", nullptr, "connect this input port for this run"},
+    {"--midi-port", "NAME",
+     [](Options& options, const std::string& value) {
+       options.midiPort = value;
+       return !value.empty();
+     },
+     "connect this input port for this run; all for every one"},
     {"--play", "FILE.mid", takePath<&Options::song>, "play a song, then quit"},
     {"--render", "OUT.wav", takePath<&Options::render>,
      "with --play: into a sound file, as fast as possible"},

@@ -10,11 +10,12 @@ namespace orbi {
 
 /// What the command line asks for.
 struct Options {
-  enum class Action { run, help, version, listDrivers };
+  enum class Action { run, help, version, listDrivers, listMidi };
   Action action = Action::run;
   bool headless = false;
   bool stats = false;
   std::optional<std::string> driver;
+  std::optional<std::string> midiPort;
   std::optional<std::filesystem::path> song;   ///< --play
   std::optional<std::filesystem::path> render; ///< --render
   std::optional<std::filesystem::path> file;   ///< FILE

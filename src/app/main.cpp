@@ -2,7 +2,9 @@
 
 #include "audio/driver_list.h"
 #include "foundation/class_registry.h"
+#include "midi/merged_input.h"
 #include "platform/message_box.h"
+#include "platform/midi_system.h"
 #include "platform/paths.h"
 
 #include <cstdio>
@@ -33,6 +35,19 @@ std::vector<std::string> driverNames(const LoomDriverList& list)
   for (int32_t i = 0;
        i < LoomDevice::maxNamedDrivers && list.name(i, name, LoomDriverList::nameLimit) == 0; ++i)
     names.emplace_back(name);
+  return names;
+}
+
+/// Of the ports that can play the instrument.
+std::vector<std::string> midiPortNames(const std::string& instrument)
+{
+  std::vector<std::string> names{PMergedMidiInput::portName};
+  for (const auto& system : platform::makeMidiSystems(instrument)) {
+    system->rescan();
+    for (const platform::MidiPortInfo& port : system->inputs())
+      if (!port.isVirtual)
+        names.push_back(port.name);
+  }
   return names;
 }
 
@@ -122,6 +137,12 @@ int main(int count, char** values)
     return 0;
   default:
     break;
+  }
+
+  if (options->action == Options::Action::listMidi) {
+    for (const std::string& name : midiPortNames(executable.stem().string()))
+      std::printf("%s\n", name.c_str());
+    return 0;
   }
 
   auto drivers = platform::registeredDrivers(executable.parent_path());

@@ -13,6 +13,8 @@ CM_REGISTER_ABSTRACT(OrbiPlayerApplication); // needs its title and surroundings
 namespace {
 
 constexpr size_t longestProgramName = 260;
+constexpr const char* midiGroup = "OrbiPlayerMidi";
+constexpr const char* midiPortKey = "MIDI Port";
 
 /// A text of the translation with one more put into it.
 std::string filled(const char* pattern, const std::string& text)
@@ -66,7 +68,10 @@ OrbiPlayerApplication::OrbiPlayerApplication(const char* title, Options options,
 void OrbiPlayerApplication::createSkinManager() {}
 
 // The studio comes with the device tree.
-void OrbiPlayerApplication::createStudio() {}
+void OrbiPlayerApplication::createStudio()
+{
+  studio_ = make<PStudio>();
+}
 
 // The opener of web pages comes with the menu that needs it.
 void OrbiPlayerApplication::createUrlOpener() {}
@@ -173,11 +178,30 @@ void OrbiPlayerApplication::startMidiInput()
   restoreMidiPort();
 }
 
-// The studio finds the system's devices once it stands.
-void OrbiPlayerApplication::detectMidiDevices() {}
+/// The port that the user wants in this run, by name; empty for none.
+std::string OrbiPlayerApplication::wantedMidiPort()
+{
+  if (options_.midiPort)
+    return *options_.midiPort;
+  const FDefaults* stored = defaults_.getGroup(midiGroup, 0, false);
+  return stored ? stored->getString(midiPortKey) : "";
+}
 
-// The stored port is connected once there are ports to choose from.
-void OrbiPlayerApplication::restoreMidiPort() {}
+/// Families of ports cost time in each cycle of their servers, so they are started for whoever
+/// wants a port. A render plays by itself.
+void OrbiPlayerApplication::detectMidiDevices()
+{
+  if (options_.render || wantedMidiPort().empty())
+    return;
+  midiSetup_ = std::make_unique<OrbiPlayerMidiSetup>(*studio_);
+  midiSetup_->start(platform::makeMidiSystems(surroundings_.executable.stem().string()));
+}
+
+void OrbiPlayerApplication::restoreMidiPort()
+{
+  if (midiSetup_)
+    midiSetup_->setWantedPort(midiInput_->port(), wantedMidiPort());
+}
 
 bool OrbiPlayerApplication::startAudio()
 {
@@ -375,14 +399,28 @@ void OrbiPlayerApplication::stopMidi()
   midiInput_ = nullptr;
 }
 
-// The names of the connected ports are stored, then they are left, once there are ports.
-void OrbiPlayerApplication::saveMidiPort() {}
+/// A port for this run only leaves the stored one as it is.
+void OrbiPlayerApplication::saveMidiPort()
+{
+  if (!midiSetup_ || options_.midiPort)
+    return;
+  if (FDefaults* stored = defaults_.getGroup(midiGroup))
+    stored->setString(midiPortKey, midiSetup_->connectedPort().c_str());
+}
 
-// Ends what detectMidiDevices began.
-void OrbiPlayerApplication::stopMidiDetection() {}
+void OrbiPlayerApplication::stopMidiDetection()
+{
+  if (midiSetup_)
+    midiSetup_->stop();
+  midiSetup_ = nullptr;
+}
 
-// The studio is stopped here once it stands.
-void OrbiPlayerApplication::stopStudio() {}
+void OrbiPlayerApplication::stopStudio()
+{
+  if (studio_)
+    studio_->stop();
+  studio_ = nullptr;
+}
 
 void OrbiPlayerApplication::unloadPlugin()
 {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/command_line.h"
+#include "app/midi_setup.h"
 #include "framework/application.h"
 #include "host/block_statistics.h"
 #include "host/bridge.h"
@@ -72,6 +73,7 @@ private:
   void startMidiInput();
   void detectMidiDevices();
   void restoreMidiPort();
+  std::string wantedMidiPort();
   bool startAudio();
   bool selectDriver();
   std::string driverFailure(const char* name) const;
@@ -131,6 +133,8 @@ private:
 
   std::unique_ptr<OrbPluginHost> pluginHost_;
   OrbPlugin* plugin_ = nullptr; ///< owned by the host
+  Ref<PStudio> studio_;
+  std::unique_ptr<OrbiPlayerMidiSetup> midiSetup_;
   Ref<OrbiPlayerMidiInput> midiInput_;
   Ref<OrbiPlayerAudioBridge> bridge_;
   std::unique_ptr<SongPlayer> songPlayer_;

@@ -1,5 +1,7 @@
 #include "foundation/uid.h"
 
+#include "platform/random.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -143,6 +145,15 @@ bool FUID::fromRegistryText(std::string_view text)
   }
   bytes_ = parsed;
   return true;
+}
+
+FUID FUID::generate()
+{
+  FUID made;
+  platform::fillRandom(made.bytes_);
+  made.bytes_[7] = static_cast<uint8_t>((made.bytes_[7] & 0x0F) | 0x40); // of the random sort
+  made.bytes_[8] = static_cast<uint8_t>((made.bytes_[8] & 0x3F) | 0x80);
+  return made;
 }
 
 void FUID::printSource(char* target, int style) const

@@ -21,6 +21,8 @@ public:
   {
   }
 
+  static FUID generate(); ///< a new one, which nobody else has
+
   constexpr const uint8_t* bytes() const { return bytes_.data(); }
   constexpr bool operator==(const FUID&) const = default;
   constexpr bool isZero() const { return *this == FUID{}; }

@@ -34,14 +34,49 @@ private:
   int32_t count_ = 0;
 };
 
-OrbiPlayerMidiInput::OrbiPlayerMidiInput()
+/// What leaves it takes its keys along: whoever goes can't end them any more.
+class OrbiPlayerMidiInput::Port final : public CmClass<Port, PMidiInput> {
+public:
+  static constexpr const char* className = "OrbiPlayerMidiPort";
+
+  explicit Port(OrbiPlayerMidiInput& input) : CmClass(&input, portName, "extern"), input_(&input)
+  {
+    setListener(&input);
+  }
+  void forgetInput()
+  {
+    disconnectAll();
+    setListener(nullptr);
+    ownerGoes();
+    input_ = nullptr;
+  }
+  bool removeConnection(PPort* other) override
+  {
+    const bool removed = CmClass::removeConnection(other);
+    if (removed && input_)
+      input_->releaseKeys();
+    return removed;
+  }
+
+private:
+  OrbiPlayerMidiInput* input_;
+};
+
+OrbiPlayerMidiInput::OrbiPlayerMidiInput() : port_(make<Port>(*this))
 {
   instance_ = this;
 }
 
 OrbiPlayerMidiInput::~OrbiPlayerMidiInput()
 {
+  static_cast<Port*>(port_.get())->forgetInput();
   instance_ = nullptr;
+}
+
+void OrbiPlayerMidiInput::midiReceived(int32_t, PEvent& event, PMidiInput&)
+{
+  if (event.isMidi())
+    receive(static_cast<PMidiEvent&>(event));
 }
 
 void OrbiPlayerMidiInput::receive(PMidiEvent& event)
@@ -52,8 +87,40 @@ void OrbiPlayerMidiInput::receive(PMidiEvent& event)
   PEventQueue spent; // goes when the lock is left
   FGuard guard(lock_);
   spent.takeAll(spent_);
-  events_.insertEvent(copy.get());
+  insert(*copy);
+}
+
+void OrbiPlayerMidiInput::insert(PMidiEvent& event)
+{
+  noteKey(event);
+  events_.insertEvent(&event);
   waiting_.store(events_.count(), std::memory_order_relaxed);
+}
+
+void OrbiPlayerMidiInput::noteKey(const PMidiEvent& event)
+{
+  const uint8_t status = event.getStatus();
+  if (status == noteOn || status == noteOff)
+    heldKeys_[event.getChannel()][event.getData1() & 127] =
+        status == noteOn && event.getData2() > 0;
+}
+
+void OrbiPlayerMidiInput::releaseKeys()
+{
+  FGuard guard(lock_);
+  const PEvent* last = events_.lastEvent();
+  const double time = last ? const_cast<PEvent*>(last)->getTime() : -1.0; // behind what waits
+  for (int channel = 0; channel < 16; ++channel)
+    for (int key = 0; key < 128; ++key) {
+      if (!heldKeys_[channel][static_cast<size_t>(key)])
+        continue;
+      auto end = make<PMidiEvent>(static_cast<uint8_t>(noteOff | channel),
+                                  static_cast<uint8_t>(key), uint8_t{0});
+      if (!end)
+        return;
+      end->setTime(time);
+      insert(*end);
+    }
 }
 
 int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
@@ -101,8 +168,7 @@ void OrbiPlayerMidiInput::clearNotes()
 void OrbiPlayerMidiInput::resetMidi()
 {
   FMessage message("Reset MIDI");
-  if (port_)
-    port_->handleMessage(message);
+  port_->handleMessage(message);
 }
 
 } // namespace orbi

@@ -4,13 +4,14 @@
 #include "foundation/object.h"
 #include "foundation/realtime_memory.h"
 #include "foundation/ref.h"
-#include "midi/midi_event.h"
+#include "midi/midi_port.h"
 #include "platform/realtime_layout.h"
 #include "studio/event_queue.h"
 
 #include "orb/orb.h"
 
 #include <atomic>
+#include <bitset>
 #include <memory>
 
 namespace orbi {
@@ -27,6 +28,7 @@ protected:
 /// Collects what has arrived since the last block and hands it to the plug-in's event list.
 class OrbiPlayerMidiInput final : public CmClass<OrbiPlayerMidiInput, CmObject>,
                                   public IMidiReceiver,
+                                  public IMidiListener,
                                   public RealtimeObject {
 public:
   static constexpr const char* className = "OrbiPlayerMidiInput";
@@ -40,18 +42,20 @@ public:
 
   /// Keeps a copy, in the order of times; equal times in the order of arrival. Any thread.
   void receive(PMidiEvent& event) override;
+  void midiReceived(int32_t tag, PEvent& event, PMidiInput& from) override; ///< from the port
   /// For the audio thread, without the lock: what this misses comes with the next block.
   bool hasEvents() const { return waiting_.load(std::memory_order_relaxed) > 0; }
   /// Takes everything that waits; what lies beyond the maximum is lost. How many were written.
   ORBI_REALTIME int32_t fillEventList(OrbEventList& list, int32_t maximum);
   void clearNotes(); ///< forgets which keys are held
 
-  /// The port in front of this input; it carries out a reset.
-  void setPort(Ref<CmObject> port) { port_ = std::move(port); }
-  CmObject* port() const { return port_.get(); }
-  void resetMidi();
+  /// The port in front of this input, which others connect to. Main thread.
+  PMidiInput& port() const { return *port_; }
+  void resetMidi();   ///< through the port
+  void releaseKeys(); ///< note offs for all keys that are held. Any thread
 
 private:
+  class Port;
   class Writer;
 
   static inline OrbiPlayerMidiInput* instance_ = nullptr;
@@ -59,6 +63,7 @@ private:
   PEventQueue events_;
   /// What was handed over already. Freed by the next who sends, not by the audio thread.
   PEventQueue spent_;
+  std::bitset<128> heldKeys_[16]; ///< by what arrived, under the lock
   FLock lock_{"FLock"};
   std::atomic<uint32_t> waiting_{0}; ///< count of events_, for the test without the lock
   // Written by the audio thread, cleared by the main thread while that one rests. Apart from the
@@ -67,7 +72,10 @@ private:
     std::atomic<int32_t> of[16][128] = {};
   };
   const std::unique_ptr<HeldNotes> notesOn_ = std::make_unique<HeldNotes>();
-  Ref<CmObject> port_;
+  void insert(PMidiEvent& event);
+  void noteKey(const PMidiEvent& event);
+
+  Ref<PMidiInput> port_;
 };
 
 } // namespace orbi

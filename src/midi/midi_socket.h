@@ -4,6 +4,7 @@
 #include "midi/midi_port.h"
 #include "studio/event_queue.h"
 
+#include <array>
 #include <span>
 
 namespace orbi {
@@ -85,7 +86,11 @@ public:
   virtual bool connectThru(PMidiOutSocket&, int32_t, int32_t) { return false; }
   virtual bool disconnectThru(PMidiOutSocket&, int32_t, int32_t) { return false; }
 
+  /// The input that is left gets the note offs of all keys that are held.
+  bool removeConnection(PPort* other) override;
+
 protected:
+  void sendPlayed(PMidiEvent& event); ///< and remembers held keys. The system's thread
   /// Takes a piece of what the system gives as long messages, and sends each system exclusive
   /// message that gets complete. The time is that of messages which begin here. The system's
   /// thread.
@@ -95,7 +100,12 @@ protected:
 private:
   size_t appendData(std::span<const uint8_t> bytes);
 
+  void noteKey(const PMidiEvent& event);
+
   Ref<PSysexEvent> partialSysex_; ///< being assembled
+  /// A bit for each held key, by channel and upper half. Written by the system's thread alone.
+  std::array<std::array<std::atomic<uint64_t>, 2>, 16> held_{};
+  std::atomic<double> lastTime_{-1.0}; ///< of what was played last
 };
 
 /// Sends to the system, so it is an input of its device. Events with a time of their own wait in a
@@ -129,6 +139,7 @@ protected:
 
   void activates() override;
   FLock& queueLock() { return queueLock_; }
+  bool hasQueued() const { return queued_.load(std::memory_order_relaxed) > 0; }
 
 private:
   static constexpr double cancelDelay = 0.1; ///< seconds behind what went last

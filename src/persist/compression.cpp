@@ -1,6 +1,7 @@
 #include "persist/compression.h"
 
 #include "foundation/class_registry.h"
+#include "foundation/component_registry.h"
 
 #include <algorithm>
 
@@ -35,6 +36,19 @@ private:
 };
 
 } // namespace
+
+Ref<FCompressionEngine> FCompressionEngine::registered()
+{
+  for (int32_t i = 0; const FComponent* component = FComponentRegistry::at(category, i); ++i) {
+    FUnknown* made = component->create();
+    auto engine = Ref<FCompressionEngine>::share(castTo<FCompressionEngine>(objectBehind(made)));
+    if (made)
+      made->release();
+    if (engine)
+      return engine;
+  }
+  return nullptr;
+}
 
 FCompressionStream::FCompressionStream(Ref<FStream> packed, Ref<FCompressionEngine> engine,
                                        int64_t plainBytes)

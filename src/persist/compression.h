@@ -15,12 +15,9 @@ public:
   virtual bool compress(FStream& plain, FStream& packed) = 0;
   virtual bool decompress(FStream& packed, FStream& plain) = 0;
 
-  // The one that archives use from then on; null takes it away. Main thread.
-  static void setRegistered(Ref<FCompressionEngine> engine) { registered_ = std::move(engine); }
-  static Ref<FCompressionEngine> registered() { return registered_; }
-
-private:
-  static inline Ref<FCompressionEngine> registered_;
+  /// A new one of the first kind among the components that can be made; null when there is none.
+  /// Main thread.
+  static Ref<FCompressionEngine> registered();
 };
 
 /// Unpacks another stream, at the first access and as a whole, and is then read like a file.

@@ -13,6 +13,10 @@ public:
   PDeviceTree();
 
   PDeviceNode* root() const { return static_cast<PDeviceNode*>(FTree::root()); } ///< never null
+  void setStudio(PStudio* studio); ///< whom the root names; borrowed, null when it goes
+
+private:
+  class Root;
 };
 
 } // namespace orbi

@@ -4,6 +4,7 @@
 #include "platform/driver_source.h"
 #include "platform/module.h"
 #include "platform/temporary_folder.h"
+#include "shared/variable.h"
 
 #include <atomic>
 #include <cstdint>
@@ -70,20 +71,5 @@ private:
 
 std::vector<orbi::platform::DriverRegistration> shippedDrivers();
 orbi::platform::DriverRegistration exampleDriver(); ///< of the SDK
-
-/// An environment variable for the length of a test.
-class Variable {
-public:
-  Variable(const char* name, const std::string& value) : name_(name)
-  {
-    setenv(name, value.c_str(), 1);
-  }
-  Variable(const Variable&) = delete;
-  Variable& operator=(const Variable&) = delete;
-  ~Variable() { unsetenv(name_); }
-
-private:
-  const char* name_;
-};
 
 std::string readFile(const std::filesystem::path& path);

@@ -1,3 +1,4 @@
+#include "foundation/component_registry.h"
 #include "foundation/ref.h"
 #include "foundation/stream_helpers.h"
 #include "persist/archive_folder.h"
@@ -307,6 +308,12 @@ TEST_F(Archive, compression_needs_an_engine_to_read_and_to_write)
   EXPECT_EQ(contentsOf(reader, "runs"), "(null)");
   EXPECT_EQ(contentsOf(reader, "text"), "hello");
   EXPECT_EQ(told.texts, Names{FResourceArchive::noCompressionText});
+
+  const FComponent component({1, 2, 3, 4}, FCompressionEngine::category, "Runs",
+                             []() -> FUnknown* { return static_cast<CmObject*>(new RunEngine); });
+  FResourceArchive equipped("q", &files);
+  ASSERT_TRUE(equipped.open());
+  EXPECT_EQ(contentsOf(equipped, "runs"), std::string(300, 'x'));
 
   runs->size = 299; // a size that lies gives no more bytes, and a stream that says so
   auto stream = writer.openStream("runs", openRead);

@@ -1,0 +1,251 @@
+#ifdef ORBI_HAVE_ALSA
+
+#include "platform/clock.h"
+#include "platform/linux/midi_alsa_ports.h"
+#include "platform/linux/midi_families.h"
+#include "platform/midi_change_notice.h"
+#include "platform/midi_port_names.h"
+
+#include <utility>
+
+namespace orbi::platform {
+
+namespace {
+
+constexpr std::int64_t lookInterval = 2'000'000'000; // nanoseconds
+constexpr std::int64_t retryInterval =
+    30'000'000'000; // after one that failed with its device there
+
+constexpr unsigned canBeRead = SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ;
+constexpr unsigned canBeWritten = SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE;
+constexpr unsigned hidden = SND_SEQ_PORT_CAP_NO_EXPORT;
+
+class AlsaMidi final : public MidiSystem {
+public:
+  explicit AlsaMidi(const std::string& instrumentName) : instrumentName_(instrumentName) {}
+  ~AlsaMidi() override { watcher_.reset(); }
+
+  const char* name() const override { return "ALSA MIDI"; }
+  bool rescan() override;
+  std::unique_ptr<MidiInputPort> openInput(std::size_t index, IMidiInputHandler& handler) override;
+  std::unique_ptr<MidiOutputPort> openOutput(std::size_t index,
+                                             IMidiOutputHandler& handler) override;
+  void setChangeHandler(std::function<void()> handler) override
+  {
+    notice_.setHandler(std::move(handler));
+  }
+  void idle() override;
+
+private:
+  struct Address {
+    int client, port;
+    bool isHardware;
+  };
+
+  /// The ports of one direction, beside the list that the user sees. The first is our virtual port.
+  struct Direction {
+    unsigned capabilities;    // of the foreign ports
+    unsigned ownCapabilities; // of ours
+    const char* virtualSuffix;
+    const char* connectedPrefix;
+    MidiPortNamer namer;
+    std::vector<Address> addresses;
+    int virtualPort = -1;
+    bool virtualIsOpen = false;
+  };
+
+  bool connect();
+  void watch();
+  std::vector<MidiPortInfo> list(Direction& direction);
+  void collect(Direction& direction, std::vector<MidiPortNamer::Port>& ports);
+  void collectPorts(Direction& direction, int client, const char* clientName,
+                    std::vector<MidiPortNamer::Port>& ports);
+  bool open(Direction& direction, std::size_t index, AlsaOpenPort& opened);
+
+  const std::string instrumentName_;
+  MidiChangeNotice notice_;
+  AlsaLibrary library_;
+  std::unique_ptr<AlsaClient> client_; // null without a sequencer
+  std::unique_ptr<AlsaClient> watchedClient_;
+  std::unique_ptr<AlsaReader> watcher_;
+  int queue_ = -1; // stamps all input
+  Direction inputs_{canBeRead, canBeWritten, " In", "from ", {}, {}};
+  Direction outputs_{canBeWritten, canBeRead, " Out", "to ", {}, {}};
+  bool scanned_ = false;
+  std::int64_t nextLook_ = 0;
+};
+
+// ---- the sequencer ------------------------------------------------------------------------------
+
+bool AlsaMidi::connect()
+{
+  if (!alsaSequencerIsThere() || !library_.load())
+    return false;
+  client_ = AlsaClient::open(library_, instrumentName_);
+  if (!client_)
+    return false;
+  queue_ = client_->startQueue();
+  for (Direction* direction : {&inputs_, &outputs_})
+    direction->virtualPort =
+        client_->addPort(instrumentName_ + direction->virtualSuffix, direction->ownCapabilities,
+                         direction == &inputs_ ? queue_ : -1);
+  watch();
+  return true;
+}
+
+/// The sequencer announces what comes and goes at a port of its own.
+void AlsaMidi::watch()
+{
+  watchedClient_ = AlsaClient::open(library_, instrumentName_);
+  if (!watchedClient_)
+    return;
+  const int port = watchedClient_->addPort("watch", canBeWritten | hidden, -1);
+  if (port < 0 ||
+      library_.snd_seq_connect_from(watchedClient_->handle(), port, SND_SEQ_CLIENT_SYSTEM,
+                                    SND_SEQ_PORT_SYSTEM_ANNOUNCE) < 0)
+    return;
+  watcher_ = std::make_unique<AlsaReader>(*watchedClient_, [this](const snd_seq_event_t* event) {
+    // Connections are announced as well. Where events were lost, anything may have happened.
+    if (event == nullptr ||
+        (event->type >= SND_SEQ_EVENT_CLIENT_START && event->type <= SND_SEQ_EVENT_PORT_CHANGE))
+      notice_.changed();
+  });
+  watcher_->start("MIDI ports");
+}
+
+void AlsaMidi::idle()
+{
+  const std::int64_t now = steadyNanoseconds();
+  if (!scanned_ || client_ || now < nextLook_)
+    return;
+  nextLook_ = now + lookInterval;
+  if (!alsaSequencerIsThere())
+    return;
+  nextLook_ = now + retryInterval;
+  if (connect())
+    notice_.changed();
+}
+
+// ---- the lists ----------------------------------------------------------------------------------
+
+bool AlsaMidi::rescan()
+{
+  notice_.look();
+  scanned_ = true;
+  if (!client_)
+    connect();
+  auto inputs = list(inputs_);
+  auto outputs = list(outputs_);
+  return replacePorts(std::move(inputs), std::move(outputs));
+}
+
+std::vector<MidiPortInfo> AlsaMidi::list(Direction& direction)
+{
+  direction.addresses.clear();
+  if (!client_)
+    return {};
+  std::vector<MidiPortNamer::Port> ports{
+      {"", midiPortName(instrumentName_, instrumentName_ + direction.virtualSuffix)}};
+  direction.addresses.push_back({client_->id(), direction.virtualPort, false});
+  collect(direction, ports);
+
+  std::vector<MidiPortInfo> list;
+  for (std::string& name : direction.namer.name(ports))
+    list.push_back({std::move(name), list.empty()});
+  return list;
+}
+
+void AlsaMidi::collect(Direction& direction, std::vector<MidiPortNamer::Port>& ports)
+{
+  snd_seq_client_info_t* info = nullptr;
+  if (library_.snd_seq_client_info_malloc(&info) < 0)
+    return;
+  library_.snd_seq_client_info_set_client(info, -1);
+  while (library_.snd_seq_query_next_client(client_->handle(), info) >= 0) {
+    const int client = library_.snd_seq_client_info_get_client(info);
+    if (client != SND_SEQ_CLIENT_SYSTEM && client != client_->id())
+      collectPorts(direction, client, library_.snd_seq_client_info_get_name(info), ports);
+  }
+  library_.snd_seq_client_info_free(info);
+}
+
+/// Ports that aren't exported are some program's own business, or a connection of ours.
+void AlsaMidi::collectPorts(Direction& direction, int client, const char* clientName,
+                            std::vector<MidiPortNamer::Port>& ports)
+{
+  snd_seq_port_info_t* info = nullptr;
+  if (library_.snd_seq_port_info_malloc(&info) < 0)
+    return;
+  library_.snd_seq_port_info_set_client(info, client);
+  library_.snd_seq_port_info_set_port(info, -1);
+  while (library_.snd_seq_query_next_port(client_->handle(), info) >= 0) {
+    const unsigned capabilities = library_.snd_seq_port_info_get_capability(info);
+    if ((capabilities & (direction.capabilities | hidden)) != direction.capabilities)
+      continue;
+    const int port = library_.snd_seq_port_info_get_port(info);
+    const unsigned type = library_.snd_seq_port_info_get_type(info);
+    ports.push_back({std::to_string(client) + ":" + std::to_string(port),
+                     midiPortName(clientName, library_.snd_seq_port_info_get_name(info))});
+    direction.addresses.push_back({client, port, (type & SND_SEQ_PORT_TYPE_HARDWARE) != 0});
+  }
+  library_.snd_seq_port_info_free(info);
+}
+
+// ---- opening ------------------------------------------------------------------------------------
+
+bool AlsaMidi::open(Direction& direction, std::size_t index, AlsaOpenPort& opened)
+{
+  if (!client_ || index >= direction.addresses.size())
+    return false;
+  if (index == 0) {
+    if (direction.virtualPort < 0 || std::exchange(direction.virtualIsOpen, true))
+      return false;
+    opened = {client_.get(), direction.virtualPort, nullptr, &direction.virtualIsOpen};
+    return true;
+  }
+  const bool isInput = &direction == &inputs_;
+  const std::string& name = (isInput ? inputs() : outputs())[index].name;
+  auto own = AlsaClient::open(library_, instrumentName_);
+  const int port = own ? own->addPort(direction.connectedPrefix + name,
+                                      direction.ownCapabilities | hidden, isInput ? queue_ : -1)
+                       : -1;
+  if (port < 0)
+    return false;
+  const Address& to = direction.addresses[index];
+  const auto connect = isInput ? library_.snd_seq_connect_from : library_.snd_seq_connect_to;
+  if (connect(own->handle(), port, to.client, to.port) < 0)
+    return false;
+  opened.client = own.get();
+  opened.port = port;
+  opened.own = std::move(own);
+  opened.isOpen = nullptr;
+  return true;
+}
+
+std::unique_ptr<MidiInputPort> AlsaMidi::openInput(std::size_t index, IMidiInputHandler& handler)
+{
+  AlsaOpenPort port{};
+  if (!open(inputs_, index, port))
+    return nullptr;
+  return std::make_unique<AlsaInput>(std::move(port), queue_, handler);
+}
+
+std::unique_ptr<MidiOutputPort> AlsaMidi::openOutput(std::size_t index, IMidiOutputHandler& handler)
+{
+  AlsaOpenPort port{};
+  if (!open(outputs_, index, port))
+    return nullptr;
+  return std::make_unique<AlsaOutput>(std::move(port), outputs_.addresses[index].isHardware,
+                                      handler);
+}
+
+} // namespace
+
+std::unique_ptr<MidiSystem> makeAlsaMidi(const std::string& instrumentName)
+{
+  return std::make_unique<AlsaMidi>(instrumentName);
+}
+
+} // namespace orbi::platform
+
+#endif

@@ -1,0 +1,170 @@
+#ifdef ORBI_HAVE_ALSA
+
+#include "platform/linux/midi_alsa_ports.h"
+
+#include "platform/clock.h"
+#include "platform/linux/midi_alsa_event.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace orbi::platform {
+
+namespace {
+
+constexpr std::int64_t nanosecondsPerWireByte = 320'000; // ten bits at 31250 a second
+constexpr std::uint32_t pieceBytes = 256;                // of SysEx, as drivers send it themselves
+
+} // namespace
+
+// ---- AlsaInput ----------------------------------------------------------------------------------
+
+AlsaInput::AlsaInput(AlsaOpenPort port, int queue, IMidiInputHandler& handler)
+    : port_(std::move(port)), queue_(queue), stream_(handler),
+      reader_(*port_.client, [this](const snd_seq_event_t* event) { take(event); })
+{
+}
+
+AlsaInput::~AlsaInput()
+{
+  reader_.stop();
+  if (port_.isOpen != nullptr)
+    *port_.isOpen = false;
+}
+
+bool AlsaInput::start()
+{
+  if (started_)
+    return true;
+  port_.client->library().snd_seq_drop_input(port_.client->handle()); // what came unasked for
+  startedAt_ = now();
+  return started_ = reader_.start("MIDI input");
+}
+
+void AlsaInput::reset()
+{
+  reader_.stop();
+  started_ = false;
+  stream_.reset();
+}
+
+std::int64_t AlsaInput::now() const
+{
+  return queue_ >= 0 ? port_.client->queueNanoseconds(queue_) : steadyNanoseconds();
+}
+
+std::uint32_t AlsaInput::stamp(const snd_seq_event_t* event) const
+{
+  const bool stamped = event != nullptr && event->queue == queue_ &&
+                       (event->flags & SND_SEQ_TIME_STAMP_MASK) == SND_SEQ_TIME_STAMP_REAL;
+  const std::int64_t time =
+      stamped ? std::int64_t{event->time.time.tv_sec} * 1'000'000'000 + event->time.time.tv_nsec
+              : now();
+  return static_cast<std::uint32_t>(std::max<std::int64_t>(time - startedAt_, 0) / 1'000'000);
+}
+
+void AlsaInput::take(const snd_seq_event_t* event)
+{
+  if (event == nullptr) {
+    stream_.breakOff(stamp(nullptr));
+    return;
+  }
+  std::uint8_t room[mostAlsaEventBytes];
+  const auto bytes = bytesOfAlsaEvent(*event, room);
+  if (!bytes.empty() && event->dest.port == port_.port)
+    stream_.feed(bytes, stamp(event));
+}
+
+// ---- AlsaWire -----------------------------------------------------------------------------------
+
+bool AlsaWire::start()
+{
+  thread_ = ThreadHandle::start("MIDI output", [this] { run(); });
+  return bool(thread_);
+}
+
+AlsaWire::~AlsaWire()
+{
+  ending_.set(); // the rest is done without waiting
+  waiting_.release();
+  thread_.join();
+}
+
+void AlsaWire::sent(MidiBuffer& buffer)
+{
+  const std::int64_t length = buffer.recorded * nanosecondsPerWireByte;
+  busyUntil_ = std::max(busyUntil_, steadyNanoseconds()) + length;
+  ring_.push({&buffer, busyUntil_});
+  waiting_.release();
+}
+
+void AlsaWire::run()
+{
+  for (;;) {
+    waiting_.wait();
+    const Sent* next = ring_.front();
+    if (next == nullptr)
+      return; // woken for the end
+    const std::int64_t left = (next->done - steadyNanoseconds()) / 1'000'000;
+    if (left > 0)
+      ending_.wait(static_cast<std::uint32_t>(left));
+    MidiBuffer& buffer = *next->buffer;
+    ring_.pop();
+    handler_.done(buffer);
+  }
+}
+
+// ---- AlsaOutput ---------------------------------------------------------------------------------
+
+AlsaOutput::AlsaOutput(AlsaOpenPort port, bool isHardware, IMidiOutputHandler& handler)
+    : port_(std::move(port)), handler_(handler)
+{
+  if (isHardware && !wire_.emplace(handler).start())
+    wire_.reset();
+}
+
+AlsaOutput::~AlsaOutput()
+{
+  wire_.reset();
+  if (port_.isOpen != nullptr)
+    *port_.isOpen = false;
+}
+
+bool AlsaOutput::send(snd_seq_event_t& event)
+{
+  snd_seq_ev_set_source(&event, static_cast<unsigned char>(port_.port));
+  snd_seq_ev_set_subs(&event);
+  snd_seq_ev_set_direct(&event);
+  return port_.client->library().snd_seq_event_output_direct(port_.client->handle(), &event) >= 0;
+}
+
+bool AlsaOutput::shortMessage(std::uint32_t packed)
+{
+  std::uint8_t bytes[3];
+  snd_seq_event_t event{};
+  return alsaEventOfBytes(unpackMidi(packed, bytes), event) && send(event);
+}
+
+/// What the sequencer has taken can't be taken back, so a long message that finds no room in its
+/// midst is cut off there. Senders of pieces no longer than one here don't meet that.
+bool AlsaOutput::longMessage(MidiBuffer& buffer)
+{
+  if (wire_ && !wire_->hasRoom())
+    return false;
+  const std::uint32_t size = std::min(buffer.recorded, buffer.capacity);
+  for (std::uint32_t at = 0; at < size; at += pieceBytes) {
+    snd_seq_event_t event{};
+    snd_seq_ev_set_sysex(&event, std::min(pieceBytes, size - at), buffer.data + at);
+    if (!send(event))
+      return false;
+  }
+  if (wire_)
+    wire_->sent(buffer);
+  else
+    handler_.done(buffer);
+  return true;
+}
+
+} // namespace orbi::platform
+
+#endif

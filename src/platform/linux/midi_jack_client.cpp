@@ -1,0 +1,181 @@
+#ifdef ORBI_HAVE_JACK
+
+#include "platform/linux/midi_jack_client.h"
+
+#include "platform/midi_port_names.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace orbi::platform {
+
+namespace {
+
+constexpr std::size_t longestPortName = 200;
+
+void ignoreWords(const char*) {}
+
+} // namespace
+
+// ---- the library --------------------------------------------------------------------------------
+
+bool JackLibrary::load()
+{
+  if (complete_)
+    return true;
+  if (!library_.load("libjack.so.0"))
+    return false;
+  complete_ = true;
+#define ORBI_JACK_FIND(name) complete_ = library_.find(name, #name) && complete_;
+  ORBI_JACK_FUNCTIONS(ORBI_JACK_FIND)
+#undef ORBI_JACK_FIND
+  return complete_;
+}
+
+void JackLibrary::silence() const
+{
+  jack_set_error_function(ignoreWords);
+  jack_set_info_function(ignoreWords);
+}
+
+// ---- joining and leaving ------------------------------------------------------------------------
+
+std::unique_ptr<JackClient> JackClient::join(const JackLibrary& library, const std::string& name,
+                                             MidiChangeNotice& notice)
+{
+  std::string clientName = name;
+  std::replace(clientName.begin(), clientName.end(), ':', '-'); // parts client from port
+  const int room = std::max(library.jack_client_name_size() - 1, 1);
+  clientName = cutUtf8(clientName, static_cast<std::size_t>(room));
+
+  std::unique_ptr<JackClient> client(new JackClient(library, notice));
+  library.silence();
+  client->handle_ = library.jack_client_open(clientName.c_str(), JackNoStartServer, nullptr);
+  if (client->handle_ == nullptr || !client->setUp())
+    return nullptr;
+  return client;
+}
+
+bool JackClient::setUp()
+{
+  virtualInput_ = library_.jack_port_register(handle_, "in", JACK_DEFAULT_MIDI_TYPE,
+                                              JackPortIsInput | JackPortIsTerminal, 0);
+  virtualOutput_ = library_.jack_port_register(handle_, "out", JACK_DEFAULT_MIDI_TYPE,
+                                               JackPortIsOutput | JackPortIsTerminal, 0);
+  if (virtualInput_ == nullptr || virtualOutput_ == nullptr)
+    return false;
+  perFrame_ = 1e6 / std::max(library_.jack_get_sample_rate(handle_), 1U);
+  setCallbacks();
+  return library_.jack_activate(handle_) == 0;
+}
+
+void JackClient::setCallbacks()
+{
+  library_.jack_set_process_callback(
+      handle_,
+      [](jack_nframes_t frames, void* self) {
+        static_cast<JackClient*>(self)->process(frames);
+        return 0;
+      },
+      this);
+  library_.jack_set_port_registration_callback(
+      handle_,
+      [](jack_port_id_t, int, void* self) { static_cast<JackClient*>(self)->notice_.changed(); },
+      this);
+  library_.jack_on_shutdown(
+      handle_,
+      [](void* self) {
+        auto& client = *static_cast<JackClient*>(self);
+        client.gone_.store(true, std::memory_order_release);
+        client.notice_.changed();
+      },
+      this);
+}
+
+JackClient::~JackClient()
+{
+  if (handle_ != nullptr && !gone())
+    library_.jack_client_close(handle_);
+}
+
+// ---- ports --------------------------------------------------------------------------------------
+
+jack_port_t* JackClient::addPort(const std::string& name, JackPortFlags direction)
+{
+  std::string base = name;
+  std::replace(base.begin(), base.end(), ':', '-');
+  base = cutUtf8(base, longestPortName);
+  std::string unique = base;
+  for (int number = 2; number < 10; ++number) {
+    if (gone())
+      return nullptr;
+    jack_port_t* port =
+        library_.jack_port_register(handle_, unique.c_str(), JACK_DEFAULT_MIDI_TYPE, direction, 0);
+    if (port != nullptr)
+      return port;
+    unique = base + " " + std::to_string(number);
+  }
+  return nullptr;
+}
+
+void JackClient::removePort(jack_port_t* port)
+{
+  if (!gone())
+    library_.jack_port_unregister(handle_, port);
+}
+
+// ---- cycles -------------------------------------------------------------------------------------
+
+bool JackClient::attach(JackCycleUser& user)
+{
+  for (std::size_t place = 0; place < users_.size(); ++place) {
+    if (users_[place].load() != nullptr)
+      continue;
+    users_[place].store(&user);
+    usedPlaces_.store(std::max(usedPlaces_.load(), place + 1));
+    return true;
+  }
+  return false;
+}
+
+void JackClient::detach(JackCycleUser& user)
+{
+  const auto place = std::find_if(users_.begin(), users_.end(),
+                                  [&user](const auto& one) { return one.load() == &user; });
+  if (place == users_.end())
+    return;
+  place->store(nullptr);
+  const std::uint32_t pass = passes_.load();
+  while (pass % 2 != 0 && passes_.load() == pass)
+    std::this_thread::sleep_for(std::chrono::microseconds(50));
+}
+
+JackCycle JackClient::cycle(jack_nframes_t frames) const
+{
+  jack_nframes_t frame = 0;
+  jack_time_t begin = 0;
+  jack_time_t next = 0;
+  float period = 0;
+  if (library_.jack_get_cycle_times(handle_, &frame, &begin, &next, &period) != 0)
+    begin = library_.jack_get_time();
+  return {frames, begin, perFrame_};
+}
+
+void JackClient::process(jack_nframes_t frames)
+{
+  passes_.fetch_add(1);
+  // Whoever has opened it fills it after this.
+  library_.jack_midi_clear_buffer(library_.jack_port_get_buffer(virtualOutput_, frames));
+  if (const std::size_t places = usedPlaces_.load(); places > 0) {
+    const JackCycle now = cycle(frames);
+    for (std::size_t place = 0; place < places; ++place)
+      if (JackCycleUser* user = users_[place].load())
+        user->process(now);
+  }
+  passes_.fetch_add(1);
+}
+
+} // namespace orbi::platform
+
+#endif
