@@ -33,7 +33,7 @@ public:
 
   uint32_t count() const { return static_cast<uint32_t>(items_.size()); }
   std::span<FStringIDAttribute* const> all() const { return items_; } ///< until the next change
-  FStringIDAttribute* at(uint32_t index) const ///< null outside
+  FStringIDAttribute* at(uint32_t index) const                        ///< null outside
   {
     return index < items_.size() ? items_[index] : nullptr;
   }

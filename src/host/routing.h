@@ -1,8 +1,8 @@
 #pragma once
 
 #include "foundation/object.h"
-#include "platform/realtime_layout.h"
 #include "foundation/realtime_memory.h"
+#include "platform/realtime_layout.h"
 
 #include <atomic>
 #include <memory>
