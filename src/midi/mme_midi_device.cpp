@@ -62,8 +62,7 @@ public:
 
   void wake(double due)
   {
-    std::atomic_thread_fence(std::memory_order_seq_cst); // see run
-    if (due < nextDue_.load(std::memory_order_relaxed))
+    if (due < nextDue_.load(std::memory_order_seq_cst)) // see run
       wake_.set();
   }
 
@@ -81,9 +80,9 @@ private:
         wake_.wait(passMilliseconds);
       else
         wake_.wait();
-      nextDue_.store(pumpAll(), std::memory_order_relaxed);
-      // Who queues something and isn't seen by the test that follows, sees this time.
-      std::atomic_thread_fence(std::memory_order_seq_cst);
+      // In one order with the counts of what waits: who queues something and isn't seen by the test
+      // that follows, sees this time.
+      nextDue_.store(pumpAll(), std::memory_order_seq_cst);
     }
   }
 
