@@ -83,11 +83,12 @@ private:
   LOOM_EACH_BLOCK void playBlock(jack_nframes_t frames);
   void silence(jack_nframes_t frames);
   LOOM_EACH_BLOCK uint64_t beginCycle(jack_nframes_t frames);
-  void askForPosition();
+  void askForPosition(uint64_t now);
 
   jack_client_t* client_ = nullptr;
   int outputCount_ = 0;
   double sampleRate_ = 0.0;
+  uint64_t period_ = 0;             // of a cycle, in nanoseconds
   jack_nframes_t serverFrames_ = 0; // when the client was opened
   std::vector<std::string> playbackPorts_;
   std::array<Port, loomMaxChannels> ports_; // beside outputs(); fixed while the client is active
@@ -99,12 +100,12 @@ private:
   std::atomic<bool> running_{false};
   std::atomic<bool> inProcess_{false};
   std::atomic<bool> serverGone_{false}; // a hint, nothing is ordered by it
-  std::atomic<bool> cyclesLost_{true};  // as well; one that is set meanwhile is seen a cycle later
 
   struct {
     int half = 0;
     bool first = true;
     uint64_t position = 0;
+    uint64_t due = 0; // when the cycle should begin, by the steady clock
     jack_nframes_t serverFrame = 0;
   } cycle_; // the process callback only, while running_
 };
@@ -129,6 +130,7 @@ bool JackDriver::init()
     return false;
   sampleRate_ = jack_get_sample_rate(client_);
   serverFrames_ = jack_get_buffer_size(client_);
+  period_ = static_cast<uint64_t>(serverFrames_ / sampleRate_ * 1e9);
   readPlaybackPorts();
   setCallbacks();
   return true;
@@ -165,13 +167,6 @@ void JackDriver::setCallbacks()
         auto& driver = *static_cast<JackDriver*>(self);
         if (rate != driver.sampleRate_)
           driver.host().requestReset();
-        return 0;
-      },
-      this);
-  jack_set_xrun_callback(
-      client_,
-      [](void* self) {
-        static_cast<JackDriver*>(self)->cyclesLost_.store(true, std::memory_order_relaxed);
         return 0;
       },
       this);
@@ -252,7 +247,6 @@ int32_t JackDriver::start()
   if (serverGone_.load(std::memory_order_relaxed))
     return fail(loomNotPresent, "the JACK server has ended");
   cycle_ = {};
-  cyclesLost_.store(true, std::memory_order_relaxed); // none are known yet
   host().beginRun();
   running_.store(true);
   if (jack_activate(client_) != 0) {
@@ -337,19 +331,21 @@ void JackDriver::silence(jack_nframes_t frames)
 }
 
 /// Moves the position on by what the server has really played and answers when this cycle began.
-/// The server says after each loss that there was one; only then, and at first, is it asked.
+/// The server knows of lost cycles, but to be told of each would cost another thread's time: it is
+/// asked when a cycle comes more than half a period off its time, which the first one does.
 uint64_t JackDriver::beginCycle(jack_nframes_t frames)
 {
+  const uint64_t now = steadyNow();
   cycle_.position += frames;
   cycle_.serverFrame += frames;
-  if (cyclesLost_.load(std::memory_order_relaxed))
-    askForPosition();
-  return steadyNow();
+  cycle_.due += period_;
+  if (now - cycle_.due + period_ / 2 > period_) // early ones wrap
+    askForPosition(now);
+  return now;
 }
 
-void JackDriver::askForPosition()
+void JackDriver::askForPosition(uint64_t now)
 {
-  cyclesLost_.store(false, std::memory_order_relaxed);
   const jack_nframes_t serverFrame = jack_last_frame_time(client_);
   const jack_nframes_t lost = serverFrame - cycle_.serverFrame; // the counter wraps
   if (cycle_.first)
@@ -358,6 +354,7 @@ void JackDriver::askForPosition()
     cycle_.position += lost;
   cycle_.first = false;
   cycle_.serverFrame = serverFrame;
+  cycle_.due = now;
 }
 
 } // namespace
