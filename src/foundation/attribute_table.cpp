@@ -102,15 +102,45 @@ void AttributeTable::enterIndex(std::string_view key, uint32_t place) const
 void AttributeTable::reserve(uint32_t count)
 {
   items_.reserve(items_.size() + count);
-  if (blocks_.empty() && count > 0)
+  if (memory_.isEmpty() && count > 0)
     addBlock(count);
 }
 
 void AttributeTable::addBlock(uint32_t room)
 {
-  blocks_.emplace_back(new Place[room]);
+  block_ = static_cast<Place*>(memory_.add(room * sizeof(Place)));
   blockRoom_ = room;
   blockUsed_ = 0;
+}
+
+void* AttributeTable::Memory::add(size_t bytes)
+{
+  newest_ = new (::operator new(sizeof(Piece) + bytes)) Piece{newest_};
+  return newest_ + 1;
+}
+
+AttributeTable::Memory::~Memory()
+{
+  while (newest_)
+    ::operator delete(std::exchange(newest_, newest_->former));
+}
+
+void AttributeTable::placeText(FStringIDAttribute& value, std::string_view text)
+{
+  const size_t bytes = text.size() + 1;
+  if (bytes > longestPlacedText) {
+    value.setText(text);
+    return;
+  }
+  if (bytes > textLeft_) {
+    textLeft_ = static_cast<uint32_t>(bytes * textsAtOnce);
+    textRoom_ = static_cast<char*>(memory_.add(textLeft_));
+  }
+  char* placed = textRoom_;
+  placed[text.copy(placed, text.size())] = 0;
+  textRoom_ += bytes;
+  textLeft_ -= static_cast<uint32_t>(bytes);
+  value.setPlacedText(placed);
 }
 
 AttributeTable::Place* AttributeTable::takePlace()
@@ -121,8 +151,8 @@ AttributeTable::Place* AttributeTable::takePlace()
     return place;
   }
   if (blockUsed_ == blockRoom_)
-    addBlock(blocks_.empty() ? firstBlock : std::min(blockRoom_ * 2, largestBlock));
-  return &blocks_.back()[blockUsed_++];
+    addBlock(blockRoom_ == 0 ? firstBlock : std::min(blockRoom_ * 2, largestBlock));
+  return block_ + blockUsed_++;
 }
 
 FStringIDAttribute& AttributeTable::add(Ref<CmString> key, int userFlags)
@@ -157,10 +187,9 @@ void AttributeTable::removeAll()
   // Emptied first: what is let go of may look here.
   std::vector<FStringIDAttribute*> items = std::move(items_);
   items_.clear();
-  std::vector<std::unique_ptr<Place[]>> blocks = std::move(blocks_);
-  blocks_.clear();
+  const Memory memory = std::move(memory_);
   freed_.clear();
-  blockRoom_ = blockUsed_ = 0;
+  blockRoom_ = blockUsed_ = textLeft_ = 0;
   index_ = nullptr;
   for (FStringIDAttribute* item : items)
     std::destroy_at(item);

@@ -5,6 +5,8 @@
 
 #include <memory>
 #include <span>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace orbi {
@@ -28,6 +30,9 @@ public:
   FStringIDAttribute* find(std::string_view key) const; ///< as CmString::comparesBytes says
   FStringIDAttribute& add(Ref<CmString> key, int userFlags = 0); ///< of a key that isn't there
   void reserve(uint32_t count);                                  ///< room for so many from now on
+  /// As FAttributeValue::setText, for one of its values that is likely to keep the text: short ones
+  /// lie together until all values go.
+  void placeText(FStringIDAttribute& value, std::string_view text);
   bool remove(FStringIDAttribute* value);
   void removeAll();
 
@@ -59,12 +64,36 @@ private:
     unsigned char bytes[sizeof(FStringIDAttribute)];
   };
   Place* takePlace();
+
+  /// Memory that lives until all values go, each piece in front of the former ones.
+  class Memory {
+  public:
+    Memory() = default;
+    Memory(Memory&& other) noexcept : newest_(std::exchange(other.newest_, nullptr)) {}
+    Memory& operator=(const Memory&) = delete;
+    ~Memory();
+    void* add(size_t bytes); ///< as strictly aligned as values want it
+    bool isEmpty() const { return !newest_; }
+
+  private:
+    struct Piece {
+      Piece* former;
+    };
+    static_assert(alignof(Place) <= sizeof(Piece) && sizeof(Piece) % alignof(Place) == 0);
+    Piece* newest_ = nullptr;
+  };
   void addBlock(uint32_t room);
 
+  static constexpr size_t longestPlacedText = 64;
+  static constexpr size_t textsAtOnce = 4;
+
   std::vector<FStringIDAttribute*> items_;
-  std::vector<std::unique_ptr<Place[]>> blocks_;
-  uint32_t blockRoom_ = 0; ///< places of the last block
+  Memory memory_;
+  Place* block_ = nullptr; ///< the last one
+  uint32_t blockRoom_ = 0; ///< its places
   uint32_t blockUsed_ = 0;
+  char* textRoom_ = nullptr;
+  uint32_t textLeft_ = 0;                ///< bytes
   std::vector<Place*> freed_;            ///< of values that were removed
   mutable std::unique_ptr<Index> index_; ///< made when it is needed; its size is a power of two
   mutable bool indexIsOfBytes_ = true;   ///< otherwise without case

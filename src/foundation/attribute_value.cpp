@@ -64,7 +64,7 @@ FAttributeValue& FAttributeValue::operator=(const FAttributeValue& other)
   return *this;
 }
 
-void FAttributeValue::clear()
+void FAttributeValue::letGo()
 {
   if (is(attributeInterface)) {
     if (value_.interface)
@@ -74,22 +74,6 @@ void FAttributeValue::clear()
   } else if (is(attributeObject) && is(attributeShared | attributeAdopted) && value_.object) {
     value_.object->releaseRef();
   }
-  value_.integer = 0;
-  kind_ &= userMask;
-}
-
-void FAttributeValue::setInt(int64_t value)
-{
-  clear();
-  value_.integer = value;
-  kind_ |= attributeInt;
-}
-
-void FAttributeValue::setDouble(double value)
-{
-  clear();
-  value_.number = value;
-  kind_ |= attributeDouble;
 }
 
 void FAttributeValue::setText(const char* text, bool borrow)
@@ -109,6 +93,14 @@ void FAttributeValue::setText(std::string_view text)
   own[text.copy(own, text.size())] = 0;
   clear();
   value_.text = own;
+  kind_ |= attributeText;
+}
+
+void FAttributeValue::setPlacedText(const char* text)
+{
+  clear();
+  value_.text = text;
+  textIsPlaced_ = true;
   kind_ |= attributeText;
 }
 
@@ -133,26 +125,20 @@ void FAttributeValue::setInterface(FUnknown* interface)
   kind_ = (kind_ & attributeUser1) | attributeInterface | attributeUser0;
 }
 
-int64_t FAttributeValue::asInt() const
+int64_t FAttributeValue::intOfText() const
 {
-  if (is(attributeInt))
-    return value_.integer;
   const char* text = asText();
   return text ? std::strtoll(text, nullptr, 10) : 0;
 }
 
-double FAttributeValue::asDouble() const
+double FAttributeValue::doubleOfText() const
 {
-  if (is(attributeDouble))
-    return value_.number;
   const char* text = asText();
   return text ? std::strtod(text, nullptr) : 0.0;
 }
 
-const char* FAttributeValue::asText() const
+const char* FAttributeValue::textOfObject() const
 {
-  if (is(attributeText))
-    return value_.text;
   auto* string = castTo<CmString>(asObject());
   return string ? string->text() : nullptr;
 }

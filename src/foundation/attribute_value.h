@@ -44,18 +44,39 @@ public:
   void setUserFlags(int userFlags); ///< as at creation
 
   // Assigning releases what was there
-  void setInt(int64_t value);
-  void setDouble(double value);
+  void setInt(int64_t value)
+  {
+    clear();
+    value_.integer = value;
+    kind_ |= attributeInt;
+  }
+  void setDouble(double value)
+  {
+    clear();
+    value_.number = value;
+    kind_ |= attributeDouble;
+  }
   void setText(const char* text, bool borrow = false);
-  void setText(std::string_view text);               ///< a copy
+  void setText(std::string_view text);  ///< a copy
+  void setPlacedText(const char* text); ///< that lives as long as this, see AttributeTable
   void setObject(CmObject* object, ObjectMode mode); ///< the object that is there already: nothing
   void setInterface(FUnknown* interface);            ///< takes over a reference
-  void clear();
+  void clear()
+  {
+    if (is(attributeInterface | attributeText | attributeObject))
+      letGo();
+    value_.integer = 0;
+    textIsPlaced_ = false;
+    kind_ &= attributeUser0 | attributeUser1;
+  }
 
   // Reading converts: numbers from texts, nothing from a number of the other sort
-  int64_t asInt() const;
-  double asDouble() const;
-  const char* asText() const;    ///< null unless a text or a CmString object
+  int64_t asInt() const { return is(attributeInt) ? value_.integer : intOfText(); }
+  double asDouble() const { return is(attributeDouble) ? value_.number : doubleOfText(); }
+  const char* asText() const ///< null unless a text or a CmString object
+  {
+    return is(attributeText) ? value_.text : textOfObject();
+  }
   CmObject* asObject() const;    ///< borrowed, null for other kinds
   FUnknown* asInterface() const; ///< borrowed, null for other kinds
 
@@ -65,15 +86,23 @@ public:
 
 private:
   bool is(uint16_t bit) const { return (kind_ & bit) != 0; }
-  bool hasOwnText() const { return is(attributeText) && !is(attributeBorrowedText); }
+  bool hasOwnText() const
+  {
+    return is(attributeText) && !is(attributeBorrowedText) && !textIsPlaced_;
+  }
+  void letGo();
+  int64_t intOfText() const;
+  double doubleOfText() const;
+  const char* textOfObject() const;
   bool readObject(FStream& stream);
   bool writeObject(FStream& stream) const;
 
-  uint16_t kind_; // first, as it fits behind the reference count
+  uint16_t kind_; // first, as both fit behind the reference count
+  bool textIsPlaced_ = false;
   union {
     int64_t integer;
     double number;
-    const char* text; ///< new[] unless it is borrowed
+    const char* text; ///< new[] unless it is borrowed or placed
     CmObject* object;
     FUnknown* interface;
   } value_;

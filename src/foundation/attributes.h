@@ -109,6 +109,11 @@ public:
   FStringIDAttribute& require(std::string_view key, int userFlags = 0);
   FStringIDAttribute& require(const Ref<CmString>& key); ///< kept, not copied
   FStringIDAttribute& addNew(const Ref<CmString>& key);  ///< of a key that is known to be missing
+  /// Sets one of its values to a text that is likely to stay.
+  void placeText(FStringIDAttribute& value, std::string_view text)
+  {
+    values().placeText(value, text);
+  }
 
   /// The first container on the path "key" or "outer|inner", by depth; null for none.
   FAttributes* findAttributes(std::string_view search) const;

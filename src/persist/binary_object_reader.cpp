@@ -288,7 +288,7 @@ bool BinaryObjectReader::readText(Key key)
   if (!bytes)
     return false;
   if (length > 0)
-    valueOf(key).setText({bytes, strnlen(bytes, static_cast<size_t>(length))});
+    block().placeText(valueOf(key), {bytes, strnlen(bytes, static_cast<size_t>(length))});
   return true;
 }
 
@@ -442,7 +442,11 @@ BinaryObjectReader::Key BinaryObjectReader::takeKey()
   if (!input_.takeNumber(length) || length < 0 || length > longestKey)
     return nullptr;
   const char* bytes = input_.take(static_cast<size_t>(length));
-  return bytes ? &keys_.keyFor({bytes, strnlen(bytes, static_cast<size_t>(length))}) : nullptr;
+  if (!bytes)
+    return nullptr;
+  const auto count = static_cast<size_t>(length);
+  Key key = keys_.expectedKey(bytes, count);
+  return key ? key : &keys_.keyFor({bytes, strnlen(bytes, count)});
 }
 
 } // namespace orbi

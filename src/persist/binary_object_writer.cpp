@@ -8,7 +8,9 @@ namespace orbi {
 
 namespace {
 
-constexpr size_t longestQuickText = 1024; ///< bytes that are put in one piece
+constexpr size_t longestQuickEntry = 1024; ///< bytes of key and text that are put in one piece
+/// What an entry has beside: the key's length and end, the kind, a number or the text's length.
+constexpr size_t entryBytes = sizeof(int32_t) + 1 + sizeof(uint16_t) + sizeof(int64_t);
 
 /// Whether the value is an entry of its block. An object value without object is none.
 bool isWritten(const FStringIDAttribute& value)
@@ -41,6 +43,8 @@ uint32_t entryCount(const FAttributes& attributes)
     __builtin_prefetch(&value.key());
     if (value.persistentKind() == attributeText)
       __builtin_prefetch(value.asText());
+    else if (value.persistentKind() == attributeObject)
+      __builtin_prefetch(value.asObject());
     count += isWritten(value);
   });
   return count;
@@ -172,7 +176,30 @@ bool BinaryObjectWriter::writeValue(const FStringIDAttribute& value, Place)
 {
   if (!isWritten(value))
     return true;
-  writeHead(value.key().view(), value.persistentKind());
+  const uint16_t kind = value.persistentKind();
+  const std::string_view key = value.key().view();
+  const char* given = kind == attributeText ? value.asText() : nullptr;
+  const std::string_view text = given ? given : std::string_view();
+  const size_t bytes = key.size() + text.size();
+  char* to = bytes <= longestQuickEntry ? out_.room(bytes + entryBytes) : nullptr;
+  if (!to)
+    return writeLongValue(value, text);
+  to = putNumber(putKey(to, key), kind);
+  if (kind == attributeInt)
+    to = putNumber(to, value.asInt());
+  else if (kind == attributeDouble)
+    to = putNumber(to, value.asDouble());
+  else if (kind == attributeText)
+    to = putBytes(putNumber(to, static_cast<int32_t>(text.size())), text);
+  out_.used(to);
+  return kind != attributeObject || writeObjectValue(value.asObject());
+}
+
+/// Of a long key or text, or after a failure.
+bool BinaryObjectWriter::writeLongValue(const FStringIDAttribute& value, std::string_view text)
+{
+  writeKey(value.key().view());
+  out_.putNumber(value.persistentKind());
   switch (value.persistentKind()) {
   case attributeInt:
     out_.putNumber(value.asInt());
@@ -180,39 +207,13 @@ bool BinaryObjectWriter::writeValue(const FStringIDAttribute& value, Place)
   case attributeDouble:
     out_.putNumber(value.asDouble());
     return true;
-  case attributeText: {
-    const char* text = value.asText();
-    return writeTextValue(text ? text : "");
-  }
+  case attributeText:
+    out_.putNumber(static_cast<int32_t>(text.size()));
+    out_.put(text);
+    return text.size() <= INT32_MAX;
   default:
     return writeObjectValue(value.asObject());
   }
-}
-
-/// Key and kind of an entry.
-void BinaryObjectWriter::writeHead(std::string_view key, uint16_t kind)
-{
-  constexpr size_t otherBytes = sizeof(int32_t) + 1 + sizeof kind;
-  char* to = key.size() <= longestQuickText ? out_.room(key.size() + otherBytes) : nullptr;
-  if (to) {
-    out_.used(putNumber(putKey(to, key), kind));
-  } else {
-    writeKey(key);
-    out_.putNumber(kind);
-  }
-}
-
-bool BinaryObjectWriter::writeTextValue(std::string_view text)
-{
-  const auto size = static_cast<int32_t>(text.size());
-  char* to = text.size() <= longestQuickText ? out_.room(text.size() + sizeof size) : nullptr;
-  if (to) {
-    out_.used(putBytes(putNumber(to, size), text));
-  } else {
-    out_.putNumber(size);
-    out_.put(text);
-  }
-  return text.size() <= INT32_MAX;
 }
 
 bool BinaryObjectWriter::writeObjectValue(CmObject* object)

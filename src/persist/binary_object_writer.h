@@ -44,8 +44,7 @@ private:
   void writeReference(int64_t id);
   void writeText(std::string_view text); ///< with its NUL
   void writeKey(std::string_view key);   ///< likewise, and nothing but its length of 0 when empty
-  void writeHead(std::string_view key, uint16_t kind);
-  bool writeTextValue(std::string_view text);
+  bool writeLongValue(const FStringIDAttribute& value, std::string_view text);
 
   OutputBuffer out_;
   WrittenObjects written_;

@@ -222,14 +222,14 @@ FAttributes* ObjectFileReader::currentAttributes()
 }
 
 /// The value under the element's name; null without name or container, which is no error.
-FAttributeValue* ObjectFileReader::valueFor(const XmlAttributes& attributes)
+FStringIDAttribute* ObjectFileReader::valueFor(const XmlAttributes& attributes)
 {
   FAttributes* current = currentAttributes();
   const std::string_view* name = attributes.valueOf("name");
   return current && name ? &valueFor(keys_.keyFor(*name)) : nullptr;
 }
 
-FAttributeValue& ObjectFileReader::valueFor(KeyPool::Key& key)
+FStringIDAttribute& ObjectFileReader::valueFor(KeyPool::Key& key)
 {
   return keys_.valueIn(*currentAttributes(), top().opened, key);
 }
@@ -257,8 +257,8 @@ bool ObjectFileReader::startString(const XmlAttributes& attributes, bool isEmpty
   if (!currentAttributes())
     return false;
   const char* given = attributes.find("value");
-  if (FAttributeValue* value = given ? valueFor(attributes) : nullptr)
-    value->setText(given);
+  if (FStringIDAttribute* value = given ? valueFor(attributes) : nullptr)
+    currentAttributes()->placeText(*value, given);
   return goOn(isEmpty);
 }
 

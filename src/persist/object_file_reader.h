@@ -84,8 +84,8 @@ private:
   bool startRootObjects(const XmlAttributes& attributes, bool isEmpty);
   bool startRootTag(std::string_view tag, bool isEmpty);
 
-  FAttributeValue* valueFor(const XmlAttributes& attributes);
-  FAttributeValue& valueFor(KeyPool::Key& key); ///< in the current attributes
+  FStringIDAttribute* valueFor(const XmlAttributes& attributes);
+  FStringIDAttribute& valueFor(KeyPool::Key& key); ///< in the current attributes
   bool addItem(const XmlAttributes& attributes);
   bool startReference(const XmlAttributes& attributes, int64_t id, bool isEmpty);
   Ref<FXmlReference> newReference(int64_t id);

@@ -88,19 +88,15 @@ WrittenObjects::Entry WrittenObjects::enter(const CmObject& object)
   return {id, true};
 }
 
-KeyPool::Key& KeyPool::keyFor(std::string_view text)
+KeyPool::Key& KeyPool::search(std::string_view text)
 {
-  const size_t last = text.empty() ? 0 : static_cast<uint8_t>(text.back());
-  const size_t first = text.empty() ? 0 : static_cast<uint8_t>(text.front());
-  Key*& recent = recent_[(text.size() * 7 + last + first * 3) & (recentCount - 1)];
-  if (recent && *recent->text == text)
-    return *recent;
   auto known = keys_.find(text);
   if (known == keys_.end()) {
     auto key = make<CmString>(text);
     known = keys_.emplace(key->view(), Key{key}).first;
   }
-  return *(recent = &known->second);
+  *expected_ = &known->second;
+  return pass(known->second);
 }
 
 bool OpenContainers::enter(const CmObject* container)

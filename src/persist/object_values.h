@@ -2,7 +2,7 @@
 
 #include "persist/xml_object.h"
 
-#include <array>
+#include <cstring>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -62,31 +62,60 @@ private:
   std::vector<Ref<CmObject>> kept_;
 };
 
-/// The keys of one file, each kept once: most are met again and again.
+/// The keys of one file, each kept once: most are met again and again, and mostly in the order in
+/// which they came before.
 class KeyPool {
 public:
   struct Key {
     Ref<CmString> text;
-    uint64_t lastUse = 0; ///< the newest container when it was met last
+    uint64_t lastUse = 0;  ///< the newest container when it was met last
+    Key* next = nullptr;   ///< what came behind its value last time
+    Key* inside = nullptr; ///< what came first in its value
   };
-  Key& keyFor(std::string_view text); ///< stays where it is
+  /// Stays where it is.
+  Key& keyFor(std::string_view text)
+  {
+    Key* expected = *expected_;
+    return expected && expected->text->view() == text ? pass(*expected) : search(text);
+  }
+  /// The expected key if these are its bytes, terminator included; null otherwise.
+  Key* expectedKey(const char* bytes, size_t count)
+  {
+    Key* expected = *expected_;
+    return expected && count == static_cast<size_t>(expected->text->length()) + 1 &&
+                   std::memcmp(expected->text->text(), bytes, count) == 0
+               ? &pass(*expected)
+               : nullptr;
+  }
 
   /// The number of a container that is about to be filled.
-  uint64_t open() { return ++newest_; }
+  uint64_t open()
+  {
+    expected_ = last_ ? &last_->inside : &first_;
+    return ++newest_;
+  }
   /// The key's value in a container of the reader's own. One that wasn't met since the container
   /// was opened isn't looked for there.
   FStringIDAttribute& valueIn(FAttributes& container, uint64_t opened, Key& key)
   {
     const bool isNew = key.lastUse < opened && CmString::comparesBytes;
     key.lastUse = newest_;
+    pass(key);
     return isNew ? container.addNew(key.text) : container.require(key.text);
   }
 
 private:
-  static constexpr size_t recentCount = 64; ///< a power of two
+  Key& search(std::string_view text);
+  Key& pass(Key& key)
+  {
+    last_ = &key;
+    expected_ = &key.next;
+    return key;
+  }
 
-  /// Keys met lately, by length and last characters.
-  std::array<Key*, recentCount> recent_{};
+  Key* first_ = nullptr;
+  Key* last_ = nullptr;
+  Key** expected_ = &first_;
   std::unordered_map<std::string_view, Key> keys_; ///< the views are of the keys
   uint64_t newest_ = 0;
 };
