@@ -45,9 +45,10 @@ void UValueLinker::addValue(UValue* value)
 
 bool UValueLinker::removeValue(UValue* value)
 {
-  const auto kept = Ref<UValue>::share(value);
-  if (!linked_.remove(value))
+  if (!linked_.contains(value))
     return false;
+  const auto kept = Ref<UValue>::share(value);
+  linked_.remove(value);
   if (!knows(value))
     value->removeDependent(this);
   return true;
