@@ -202,7 +202,8 @@ bool PDevice::addChannel(FNode* node, int32_t index)
     return false;
   findChannels();
   if (!channelsNode_)
-    if (const auto made = make<PDeviceChannels>(); addChild(made.get()))
+    if (const auto made = make<PDeviceChannels>();
+        addChild(made.get()) && made->getParent() == this)
       channelsNode_ = made.get();
   return channelsNode_ && channelsNode_->insertChild(node, index);
 }

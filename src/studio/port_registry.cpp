@@ -161,6 +161,7 @@ void PPortRegistry::updateID(PPort& port)
 {
   if (!index_.isOutdated(port))
     return;
+  const auto kept = Ref<PPort>::share(&port);
   const bool isSystem = port.isSubtype(systemPortKind);
   if (isSystem)
     storeSettings(port);
