@@ -104,7 +104,6 @@ PAutomation* PDeviceNode::nearestAutomation() const
 
 bool PDeviceNode::insertChild(FNode* node, int32_t index)
 {
-  const auto alive = Ref<PDeviceNode>::share(this);
   const auto child = Ref<PDeviceNode>::share(castTo<PDeviceNode>(node));
   const bool isThere = node && node->getParent() == this;
   if (!FNode::insertChild(node, index))
@@ -117,8 +116,7 @@ bool PDeviceNode::insertChild(FNode* node, int32_t index)
 
 bool PDeviceNode::removeChild(FNode* node)
 {
-  const auto alive = Ref<PDeviceNode>::share(this);
-  const auto kept = Ref<FNode>::share(node);
+  const auto alive = Ref<FNode>::share(node);
   if (!node || node->getParent() != this)
     return false;
   if (auto* child = castTo<PDeviceNode>(node))
