@@ -73,7 +73,6 @@ void findLastPort(benchmark::State& state)
 }
 BENCHMARK(findLastPort)->Args({1000, 10})->Args({1000, 1});
 
-/// Every port has to be looked at; also what a port costs that is found for the first time.
 void findUnknownPort(benchmark::State& state)
 {
   Studio studio(state.range(0), state.range(1));

@@ -24,15 +24,23 @@ std::optional<int32_t> numberOf(std::string_view digits)
 
 } // namespace
 
-std::optional<ClassIDStep> firstClassIDStep(std::string_view path)
+std::optional<FUID> classIDIn(std::string_view text)
 {
   constexpr std::string_view hexDigits = "0123456789abcdefABCDEF";
+  FUID id;
+  if (text.find_first_not_of(hexDigits) != text.npos || !id.fromPlainText(text))
+    return std::nullopt;
+  return id;
+}
+
+std::optional<ClassIDStep> firstClassIDStep(std::string_view path)
+{
   if (path.size() <= idEnd || path[0] != '[')
     return std::nullopt;
-  const std::string_view id = path.substr(idStart, idDigits);
-  ClassIDStep step;
-  if (id.find_first_not_of(hexDigits) != id.npos || !step.id.fromPlainText(id))
+  const auto id = classIDIn(path.substr(idStart, idDigits));
+  if (!id)
     return std::nullopt;
+  ClassIDStep step{*id};
   step.length = idEnd + 1;
   if (path[idEnd] == ']')
     return step;

@@ -7,6 +7,8 @@
 
 namespace orbi {
 
+std::optional<FUID> classIDIn(std::string_view text); ///< none: it isn't just 32 digits
+
 /// The first step of a path that leads through nodes by their class ids: "[<32 digits>]" stays at a
 /// node that has the id, "[<32 digits>,<N>]" goes to the N-th child that has it, from 0, N being of
 /// one to four digits. Steps follow each other without a separator; what comes behind them is the

@@ -5,7 +5,8 @@
 #include "studio/port.h"
 #include "studio/port_registry.h"
 
-#include <cstring>
+#include <algorithm>
+#include <vector>
 
 namespace orbi {
 
@@ -14,6 +15,15 @@ CM_REGISTER(PDevice);
 namespace {
 
 constexpr const char* channelsName = "Channels";
+
+/// What channels hang on. A class of its own, since plain nodes aren't made for a file.
+class PDeviceChannels final : public CmClass<PDeviceChannels, PDeviceNode> {
+public:
+  static constexpr const char* className = "PDeviceChannels";
+
+  PDeviceChannels() : CmClass(channelsName) {}
+};
+CM_REGISTER(PDeviceChannels);
 
 PPort* portOf(CmObject* item)
 {
@@ -82,13 +92,21 @@ bool removePort(CmArray& ports, PPort* port)
   return ports.remove(port);
 }
 
-/// Those who hear of it may take ports away.
+/// Those who hear of it may add ports and take some away: each has its turn once, if it is there.
 template <class Action>
 void forEachPort(const CmArray& ports, Action action)
 {
-  for (int32_t i = 0; i < static_cast<int32_t>(ports.count()); ++i) {
-    const auto port = Ref<PPort>::share(portOf(ports.at(i)));
+  std::vector<Ref<PPort>> met;
+  auto isMet = [&met](const PPort* port) {
+    return std::find(met.begin(), met.end(), port) != met.end();
+  };
+  for (int32_t i = 0; PPort* port = portOf(ports.at(i)); ++i) {
+    if (isMet(port))
+      continue;
+    met.push_back(Ref<PPort>::share(port));
     action(*port);
+    if (ports.at(i) != port)
+      i = -1; // some went, and the others stand elsewhere now
   }
 }
 
@@ -119,6 +137,12 @@ bool PDevice::removeChild(FNode* node)
   if (node == channelsNode_)
     channelsNode_ = nullptr;
   return true;
+}
+
+void PDevice::nameChanged()
+{
+  for (const CmArray* ports : {&outputs_, &inputs_})
+    forEachPort(*ports, [](PPort& port) { port.idChanged(); });
 }
 
 int32_t PDevice::openEditor(int32_t code)
@@ -176,13 +200,26 @@ bool PDevice::addChannel(FNode* node, int32_t index)
 {
   if (!node)
     return false;
-  if (!channelsNode_) { // one that was loaded takes the place
-    channelsNode_ = castTo<PDeviceNode>(findChildByName(channelsName));
-    const auto made = channelsNode_ ? nullptr : make<PDeviceNode>(channelsName);
-    if (made && addChild(made.get()))
+  findChannels();
+  if (!channelsNode_)
+    if (const auto made = make<PDeviceChannels>();
+        addChild(made.get()) && made->getParent() == this)
       channelsNode_ = made.get();
-  }
   return channelsNode_ && channelsNode_->insertChild(node, index);
+}
+
+/// One that was loaded takes the place.
+void PDevice::findChannels()
+{
+  if (!channelsNode_)
+    channelsNode_ = castTo<PDeviceNode>(findChildByName(channelsName));
+}
+
+bool PDevice::loadAttributes(const FAttributes& attributes)
+{
+  const bool complete = PDeviceNode::loadAttributes(attributes);
+  findChannels();
+  return complete;
 }
 
 bool PDevice::removeChannelAt(int32_t index)

@@ -27,6 +27,7 @@ public:
 
   PDevice* getDevice() override { return this; }
   bool removeChild(FNode* node) override;
+  bool loadAttributes(const FAttributes& attributes) override;
   /// Asks the application to open the window ("Open Window" with "Name" and "Device").
   int32_t openEditor(int32_t code) override;
 
@@ -70,8 +71,12 @@ public:
   CmResult connectPort(FUnknown* port) override;
   bool isPortConnected(FUnknown* port) override;
 
+protected:
+  void nameChanged() override; ///< and with it the identifiers of the ports
+
 private:
   PPort* counterpartOf(const PPort& port) const;
+  void findChannels();
 
   PDeviceNode* channelsNode_ = nullptr; ///< a child
   CmString setupName_;

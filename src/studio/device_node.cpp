@@ -1,9 +1,7 @@
 #include "studio/device_node.h"
 
 #include "foundation/class_registry.h"
-#include "foundation/dependencies.h"
 #include "foundation/message.h"
-#include "foundation/plug_dependencies.h"
 #include "persist/translator.h"
 #include "studio/device.h"
 #include "ui/application.h"
@@ -52,19 +50,7 @@ PDeviceNode::PDeviceNode(const PDeviceNode& other)
 
 PDeviceNode::~PDeviceNode()
 {
-  retain(); // whoever takes a reference for the last call and gives it back doesn't end it twice
-  FDependencies* dependencies = FDependencies::instance();
-  FPlugDependencies* plugs = FPlugDependencies::instance();
-  auto* self = static_cast<CmObject*>(this);
-  const bool isWatched =
-      dependencies && (dependencies->hasDependents(this) || (plugs && plugs->hasDependents(self)));
-  if (isWatched) {
-    dependencies->removeFromDeferred(this);
-    dependencies->changed(this, nodeGoneNotice);
-    dependencies->removeDependent(this, nullptr);
-    if (plugs)
-      plugs->removeDependent(self, nullptr);
-  }
+  tellGone();
   if (presetChoice_)
     presetChoice_->removeDependent(this);
   presetChoice_ = nullptr;
@@ -118,13 +104,13 @@ PAutomation* PDeviceNode::nearestAutomation() const
 
 bool PDeviceNode::insertChild(FNode* node, int32_t index)
 {
+  const auto child = Ref<PDeviceNode>::share(castTo<PDeviceNode>(node));
   const bool isThere = node && node->getParent() == this;
   if (!FNode::insertChild(node, index))
     return false;
-  auto* child = castTo<PDeviceNode>(node);
-  if (const auto automation = Ref<PAutomation>::share(nearestAutomation()); child && !isThere)
-    if (automation)
-      automation->nodeAdded(child);
+  const bool isNew = child && !isThere && child->getParent() == this;
+  if (const auto automation = Ref<PAutomation>::share(nearestAutomation()); automation && isNew)
+    automation->nodeAdded(child.get());
   return true;
 }
 
@@ -178,8 +164,11 @@ UValue* PDeviceNode::getParameterValue(int32_t tag)
   return parameterRequest({PParameterQuestion::value, tag}).value;
 }
 
+// Values that are told may let the node go, and those within it with it.
+
 void PDeviceNode::setParameterInt(int32_t tag, int32_t number)
 {
+  const auto alive = Ref<PDeviceNode>::share(this);
   if (const auto value = Ref<UValue>::share(getParameterValue(tag)))
     value->setInt(number);
 }
@@ -206,6 +195,7 @@ bool PDeviceNode::isParameterSymbol(int32_t tag, const char* text) const
 
 void PDeviceNode::setParameterNormalized(int32_t tag, double fraction)
 {
+  const auto alive = Ref<PDeviceNode>::share(this);
   const auto value = Ref<UValue>::share(getParameterValue(tag));
   if (!value || value->isReadOnly() || !value->isEnabled() || std::isnan(fraction))
     return;

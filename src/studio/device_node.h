@@ -32,8 +32,8 @@ enum PNodeTag : int32_t {
   writeEnableTag = 4014
 };
 
-/// What a node's dependents are told.
-enum PNodeNotice : int32_t { nodeGoneNotice = 2, nodeFrozenNotice = 1024, nodeEnableNotice = 1025 };
+/// What a node's dependents are told besides nodeGoneNotice.
+enum PNodeNotice : int32_t { nodeFrozenNotice = 1024, nodeEnableNotice = 1025 };
 
 /// A piece of equipment, or a part of one, as the user sees it: with a name of its own beside the
 /// identifier, parameters by their tags, switches for automation, a chosen preset, and snapshots of

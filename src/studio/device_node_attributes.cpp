@@ -46,21 +46,20 @@ bool skipObject(FStream& stream)
   return isRead;
 }
 
-/// Comes to the byte that tells of a preset.
-bool skipToPreset(FStream& stream)
+/// The byte that tells of a preset, which the oldest form may lack.
+bool readPresetMark(FStream& stream, uint8_t& mark)
 {
   uint8_t form = 0;
   if (!stream.readUint8(form) || form > currentForm)
     return false;
-  if (form == formWithObject)
-    return skipObject(stream);
-  if (form == currentForm)
+  if (form == formWithObject && !skipObject(stream))
+    return false;
+  if (!stream.readUint8(mark))
+    return false;
+  if (form != oldestForm || mark <= 1)
     return true;
-  uint8_t next = 0;
-  const bool isRead = stream.readUint8(next);
-  if (isRead)
-    stream.seek(-1, SeekMode::current);
-  return isRead && next <= 1;
+  stream.seek(-1, SeekMode::current); // it belongs to what follows
+  return false;
 }
 
 } // namespace
@@ -144,7 +143,7 @@ bool PDeviceNode::read(FStream& stream)
     return false;
   setDisplayName(name.text());
   uint8_t hasPreset = 0;
-  if (!skipToPreset(stream) || !stream.readUint8(hasPreset))
+  if (!readPresetMark(stream, hasPreset))
     return false;
   int32_t preset = 0;
   return hasPreset != 1 || (stream.readInt32(preset) && choosePreset(preset));

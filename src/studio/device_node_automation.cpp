@@ -64,6 +64,7 @@ void PDeviceNode::setAutomation(PAutomation* automation)
   automation_ = Ref<PAutomation>::share(automation);
   if (automation)
     return;
+  const auto alive = Ref<PDeviceNode>::share(this);
   if (isWriteEnabled())
     setWriteEnable(false, EnabledBy::owner);
   if (isReadEnabled())

@@ -28,8 +28,8 @@ Ref<CmUID> idOf(std::string_view text)
   for (const CommonID& common : commonIDs)
     if (common.text == text)
       return common.id;
-  FUID uid;
-  return uid.fromPlainText(text) ? make<CmUID>(uid) : nullptr;
+  const auto uid = classIDIn(text);
+  return uid ? make<CmUID>(*uid) : nullptr;
 }
 
 } // namespace

@@ -3,8 +3,10 @@
 #include "studio/device_node.h"
 #include "studio/parameter_tag_state.h"
 #include "studio/snapshot_filter.h"
+#include "ui/values/value_numbers.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace orbi {
 
@@ -45,12 +47,19 @@ bool isFraction(float value)
   return value >= 0 && value <= 1; // no number isn't one either
 }
 
-/// The whole number at a fraction of the value's range; what isn't whole is cut off.
 int32_t atFraction(const UValue& value, float fraction)
 {
-  const int64_t min = value.getMin();
-  const auto offset = static_cast<int64_t>(static_cast<float>(value.getMax() - min) * fraction);
-  return static_cast<int32_t>(std::clamp(min + offset, int64_t{INT32_MIN}, int64_t{INT32_MAX}));
+  return cutAtFraction(value.getMin(), value.getMax(), fraction);
+}
+
+/// A fraction that lies below its whole number by its last bit would be restored as the one before.
+float storedFraction(const UValue& value)
+{
+  const float fraction = value.getNormalized();
+  const float next = std::nextafter(fraction, 1.0f);
+  const int32_t number = value.getInt();
+  const bool isLost = atFraction(value, fraction) < number && atFraction(value, next) == number;
+  return isLost ? next : fraction;
 }
 
 } // namespace
@@ -117,7 +126,7 @@ bool PDeviceNode::storeChosen(SnapshotWriter& writer, PSnapshotFilter& filter)
     if (!state)
       continue;
     const UValue* value = state->hasValue ? nullptr : getParameterValue(state->tag);
-    const float fraction = value ? value->getNormalized() : state->hasValue ? state->value : 0;
+    const float fraction = value ? storedFraction(*value) : state->hasValue ? state->value : 0;
     if (!writer.write(state->tag, fraction))
       return false;
   }
@@ -132,7 +141,7 @@ bool PDeviceNode::storeAll(SnapshotWriter& writer)
     if (tag < 0)
       return false;
     const UValue* value = getParameterValue(tag);
-    if (value && !writer.write(tag, value->getNormalized()))
+    if (value && !writer.write(tag, storedFraction(*value)))
       return false;
   }
   return true;

@@ -2,6 +2,8 @@
 
 #include "foundation/attributes.h"
 #include "foundation/class_registry.h"
+#include "foundation/dependencies.h"
+#include "foundation/plug_dependencies.h"
 #include "persist/translator.h"
 #include "persist/xml_object.h"
 #include "studio/node_names.h"
@@ -67,6 +69,23 @@ FNode::~FNode()
     drop(static_cast<int32_t>(children_->count()) - 1);
 }
 
+void FNode::tellGone()
+{
+  retain(); // whoever takes a reference for the last call and gives it back doesn't end it twice
+  FDependencies* dependencies = FDependencies::instance();
+  if (!dependencies)
+    return;
+  dependencies->removeFromDeferred(this);
+  FPlugDependencies* plugs = FPlugDependencies::instance();
+  auto* self = static_cast<CmObject*>(this);
+  if (!dependencies->hasDependents(this) && !(plugs && plugs->hasDependents(self)))
+    return;
+  dependencies->changed(this, nodeGoneNotice);
+  dependencies->removeDependent(this, nullptr);
+  if (plugs)
+    plugs->removeDependent(self, nullptr);
+}
+
 bool FNode::isEqual(const CmObject* other) const
 {
   auto* node = castTo<FNode>(other);
@@ -84,8 +103,7 @@ void FNode::setName(const char* text)
       rename(text);
     return;
   }
-  const FNode* found = parent_->findSameName(text);
-  if (found && found != this)
+  if (parent_->findSameName(text, this))
     rename(parent_->freeNameFor(this, text).view());
   else
     rename(text);
@@ -99,14 +117,17 @@ void FNode::rename(std::string_view name)
   name_.set(name);
   if (names)
     names->add(name_.view(), this);
+  if (!isJoining_)
+    nameChanged();
 }
 
-FNode* FNode::findSameName(const char* name) const
+FNode* FNode::findSameName(const char* name, const FNode* besides) const
 {
-  if (names_ && *name)
-    return names_->find(name);
+  if (names_)
+    return names_->find(name, besides);
   for (int32_t i = 0; i < countChildren(); ++i)
-    if (FNode* child = childAt(i); child->name_.compare(name, TextCompare::ignoreCase) == 0)
+    if (FNode* child = childAt(i);
+        child != besides && child->name_.compare(name, TextCompare::ignoreCase) == 0)
       return child;
   return nullptr;
 }
@@ -238,15 +259,18 @@ bool FNode::insertChild(FNode* node, int32_t index)
   const auto held = Ref<FNode>::share(node);
   if (node->parent_ && (!node->parent_->removeChild(node) || node->parent_))
     return false;
+  node->isJoining_ = true;
   node->setParent(this);
   adopt(node, index);
+  node->isJoining_ = false;
+  node->nameChanged();
   return true;
 }
 
 void FNode::setParent(FNode* parent)
 {
   parent_ = parent;
-  if (parent_ && parent_->findSameName(name_.text()))
+  if (parent_ && parent_->findSameName(name_.text(), this))
     setName(name_.text());
 }
 

@@ -13,6 +13,9 @@ class FNodeNames;
 class PDevice;
 class PStudio;
 
+/// What the dependents of a node hear at its end, where it tells them.
+inline constexpr int32_t nodeGoneNotice = 2;
+
 /// A named place in a tree. Siblings have different names, whatever they are called: who comes
 /// second gets a number behind the name. Main thread.
 ///
@@ -72,13 +75,18 @@ public:
 protected:
   virtual void setParent(FNode* parent);          ///< and gives itself a name of its own there
   FNode* findChildByName(const char* name) const; ///< case included
+  /// It has another name, or may have, and stands in its place.
+  virtual void nameChanged() {}
+  /// First of all in the destructor of a class that others depend on: these hear nodeGoneNotice,
+  /// and no notice of the node waits any more.
+  void tellGone();
 
 private:
   struct Teardown;
   static constexpr int deepestNest = 200;  ///< destructors within each other
   static constexpr int deepestCopy = 1000; ///< levels of a tree that is copied
 
-  FNode* findSameName(const char* name) const; ///< of any case
+  FNode* findSameName(const char* name, const FNode* besides = nullptr) const; ///< of any case
   CmString freeNameFor(const FNode* child, std::string_view text);
   bool isSameOrAbove(const FNode* node) const;
   void adopt(FNode* child, int32_t index);
@@ -92,6 +100,7 @@ private:
   Ref<CmArray> children_;             ///< made for the first child
   std::unique_ptr<FNodeNames> names_; ///< made when there are many children
   bool isLoading_ = false;            ///< a ring in a file mustn't close now
+  bool isJoining_ = false;            ///< it has its parent, but not its place yet
 };
 
 } // namespace orbi

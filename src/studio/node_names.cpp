@@ -30,12 +30,18 @@ bool FNodeNames::Equal::operator()(std::string_view a, std::string_view b) const
 
 void FNodeNames::add(std::string_view name, FNode* child)
 {
-  if (!name.empty())
+  if (name.empty())
+    nameless_.insert(child);
+  else
     children_.emplace(name, child);
 }
 
-void FNodeNames::remove(std::string_view name, const FNode* child)
+void FNodeNames::remove(std::string_view name, FNode* child)
 {
+  if (name.empty()) {
+    nameless_.erase(child);
+    return;
+  }
   auto place = children_.find(name);
   if (place == children_.end() || place->second != child)
     return;
@@ -46,10 +52,15 @@ void FNodeNames::remove(std::string_view name, const FNode* child)
     first->second = std::min(first->second, freed.number);
 }
 
-FNode* FNodeNames::find(std::string_view name) const
+FNode* FNodeNames::find(std::string_view name, const FNode* besides) const
 {
+  if (name.empty()) {
+    auto other = std::find_if(nameless_.begin(), nameless_.end(),
+                              [besides](const FNode* child) { return child != besides; });
+    return other == nameless_.end() ? nullptr : *other;
+  }
   auto place = children_.find(name);
-  return place == children_.end() ? nullptr : place->second;
+  return place == children_.end() || place->second == besides ? nullptr : place->second;
 }
 
 int32_t FNodeNames::firstFree(std::string_view name) const

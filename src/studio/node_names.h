@@ -4,18 +4,20 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace orbi {
 
 class FNode;
 
 /// The names of one node's children without their case, so that finding one among thousands takes
-/// no longer than among ten. Empty names aren't kept: they alone may occur twice.
+/// no longer than among ten. Only the empty name may occur twice.
 class FNodeNames {
 public:
   void add(std::string_view name, FNode* child);
-  void remove(std::string_view name, const FNode* child);
-  FNode* find(std::string_view name) const; ///< null for none, and for the empty name
+  void remove(std::string_view name, FNode* child);
+  /// Another child than that one; of several without a name any.
+  FNode* find(std::string_view name, const FNode* besides = nullptr) const;
 
   /// All the numbers from 2 up to the one before this are in use behind the name.
   int32_t firstFree(std::string_view name) const;
@@ -34,6 +36,7 @@ private:
   using ByName = std::unordered_map<std::string, Value, Hash, Equal>;
 
   ByName<FNode*> children_;
+  std::unordered_set<FNode*> nameless_;
   ByName<int32_t> firstFree_;
 };
 

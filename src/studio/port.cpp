@@ -111,13 +111,25 @@ bool PPort::isMeantBy(std::string_view id) const
   return portIDEquals(id, isOutput(), deviceName(), name_.view());
 }
 
+void PPort::idChanged()
+{
+  if (PPortRegistry* registry = hasFlag(portIsRegistered) ? PPortRegistry::instance() : nullptr)
+    registry->updateID(*this);
+}
+
+void PPort::ownerGoes()
+{
+  owner_ = nullptr;
+  ownerNode_ = nullptr;
+  idChanged();
+}
+
 // Names and state
 
 void PPort::setName(const char* name)
 {
   name_.set(name);
-  if (PPortRegistry* registry = hasFlag(portIsRegistered) ? PPortRegistry::instance() : nullptr)
-    registry->forgetIDs();
+  idChanged();
 }
 
 void PPort::setUserName(const char* name)

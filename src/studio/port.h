@@ -43,13 +43,16 @@ public:
   bool isSubtype(const char* subtype) const final;
 
   // Identity
-  CmObject* owner() const { return owner_; }                   ///< normally a PDevice; borrowed
-  void ownerGoes() { owner_ = nullptr, ownerNode_ = nullptr; } ///< whoever holds the port keeps it
+  CmObject* owner() const { return owner_; }          ///< normally a PDevice; borrowed
+  void ownerGoes();                                   ///< whoever holds the port keeps it
   uint32_t portNumber() const { return portNumber_; } ///< of this run; noNumber until registered
   /// Begins with the letter of the direction and ends with a bar and the name that the port was
   /// made with or set to. False, and empty, without one.
   virtual bool getID(CmString& out) const;
-  bool hasID(std::string_view id) const;       ///< getID would give it, but without building it
+  bool hasID(std::string_view id) const; ///< getID would give it, but without building it
+  /// It has another identifier, or may have: told by those from whom the names in it come. What
+  /// was kept under the former one stays there, as if the port had left and another come.
+  void idChanged();
   virtual std::string_view deviceName() const; ///< of the owning node; empty without one
   bool getDeviceName(CmString& out) const;     ///< false when it is empty
 

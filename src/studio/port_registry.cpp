@@ -117,6 +117,7 @@ void PPortRegistry::enrol(PPort& port)
 void PPortRegistry::append(PPort& port)
 {
   ports_.add(&port);
+  index_.add(port);
   notifyPortChange(&port, noticePortSet);
 }
 
@@ -149,11 +150,26 @@ bool PPortRegistry::unregisterPort(PPort* port)
   if (port->isSubtype(systemPortKind))
     storeSettings(*port);
   port->setFlag(portIsRegistered, false);
-  std::erase_if(portsByID_, [port](const auto& known) { return known.second == port; });
+  index_.remove(*port);
   ports_.remove(port);
   aliases_.remove(port);
   notifyPortChange(port, noticePortSet);
   return true;
+}
+
+void PPortRegistry::updateID(PPort& port)
+{
+  if (!index_.isOutdated(port))
+    return;
+  const auto kept = Ref<PPort>::share(&port);
+  const bool isSystem = port.isSubtype(systemPortKind);
+  if (isSystem)
+    storeSettings(port);
+  index_.update(port);
+  takeOverAliases(port);
+  if (isSystem)
+    restoreSettings(port);
+  notifyPortChange(&port, noticePortSet);
 }
 
 PPort* PPortRegistry::portNumberLookup(uint32_t number) const
@@ -178,20 +194,8 @@ PPort* PPortRegistry::findPort(const char* id, PortLookup lookup)
 {
   if (!id)
     return nullptr;
-  PPort* port = findRegistered(id);
+  PPort* port = index_.find(id);
   return port || lookup == PortLookup::registeredOnly ? port : resolvePort(id);
-}
-
-PPort* PPortRegistry::findRegistered(std::string_view id)
-{
-  const std::string key(id);
-  auto known = portsByID_.find(key);
-  if (known != portsByID_.end() && known->second->hasID(id))
-    return known->second;
-  for (CmObject* port : ports_)
-    if (portOf(port).hasID(id))
-      return portsByID_[key] = &portOf(port);
-  return nullptr;
 }
 
 PPort* PPortRegistry::resolvePort(std::string_view id)
@@ -201,8 +205,10 @@ PPort* PPortRegistry::resolvePort(std::string_view id)
   PPortDescriptor* descriptor = findDescriptor(id);
   if (!descriptor)
     return nullptr;
-  PPort* fitting = findFitting(*descriptor);
-  return fitting ? fitting : createAliasPort(descriptor);
+  if (PPort* fitting = findFitting(*descriptor))
+    return fitting;
+  PPort* alias = findAlias(id);
+  return alias ? alias : createAliasPort(descriptor);
 }
 
 /// Only the first mapping of an identifier counts, also when its port isn't there.
@@ -241,6 +247,15 @@ PPort* PPortRegistry::findFitting(const PPortDescriptor& descriptor) const
 }
 
 // Aliases
+
+/// Also one whose identifier is malformed, which no port has.
+PPort* PPortRegistry::findAlias(std::string_view id) const
+{
+  for (CmObject* item : aliases_)
+    if (auto* alias = static_cast<PAliasPort*>(item); alias->descriptor().id == id)
+      return alias;
+  return nullptr;
+}
 
 PPort* PPortRegistry::createAliasPort(PPortDescriptor* descriptor)
 {

@@ -2,6 +2,7 @@
 
 #include "foundation/array.h"
 #include "foundation/attributes.h"
+#include "studio/port_index.h"
 #include "studio/port_interfaces.h"
 #include "studio/port_listener.h"
 
@@ -43,7 +44,7 @@ public:
 
   /// The first that has the identifier.
   PPort* findPort(const char* id, PortLookup lookup = PortLookup::registeredOnly);
-  void forgetIDs() { portsByID_.clear(); } ///< a registered port was given another name
+  void updateID(PPort& port); ///< see PPort::idChanged
   /// Adds those that pass the filter, in order. Whether there is any in the list.
   bool collectPorts(const PPortFilter& filter, CmArray& list) const;
 
@@ -79,17 +80,14 @@ public:
                       bool isOutput) override;
 
 private:
-  template <class T>
-  using ByID = std::unordered_map<std::string, T*>;
-
   static void enrol(PPort& port);
   void append(PPort& port);
   void takeOverAliases(PPort& port);
-  PPort* findRegistered(std::string_view id);
   PPort* resolvePort(std::string_view id);
   PPort* findMapped(std::string_view id);
   PPortDescriptor* findDescriptor(std::string_view id) const;
   PPort* findFitting(const PPortDescriptor& descriptor) const;
+  PPort* findAlias(std::string_view id) const;
   void addSettings(Ref<FAttributes> entry);
   void storeSettings(const PPort& port);
   void restoreSettings(PPort& port) const;
@@ -99,11 +97,11 @@ private:
   static inline PPortListeners values_;
 
   CmArray ports_{CmOwnership::shares};
+  PPortIndex index_;
   CmArray aliases_{CmOwnership::adopts};
   CmArray mappings_{CmOwnership::adopts};
   CmArray settings_{CmOwnership::adopts}; ///< an FAttributes for each system port seen so far
-  ByID<FAttributes> settingsByID_;        ///< the first of each "ID"
-  ByID<PPort> portsByID_; ///< found before; their devices may have got other names since
+  std::unordered_map<std::string, FAttributes*> settingsByID_; ///< the first of each "ID"
   PPortListeners listeners_;
   const CmContainer* descriptors_ = nullptr;
 };

@@ -48,16 +48,17 @@ void PPortRegistry::addSettings(Ref<FAttributes> entry)
   settings_.add(entry.detach());
 }
 
+/// Under the identifier by which the port was known so far.
 void PPortRegistry::storeSettings(const PPort& port)
 {
-  CmString id;
-  if (!port.getID(id))
+  const std::string& id = index_.idOf(port);
+  if (id.empty())
     return;
-  auto known = settingsByID_.find(std::string(id.view()));
+  auto known = settingsByID_.find(id);
   Ref<FAttributes> entry =
       known != settingsByID_.end() ? Ref<FAttributes>::share(known->second) : make<FAttributes>();
   entry->removeAll();
-  entry->setString(keyID, id.text());
+  entry->setString(keyID, id.c_str());
   port.writeSettings(*entry);
   if (known == settingsByID_.end())
     addSettings(std::move(entry));

@@ -12,9 +12,14 @@ class PPresetBank : public CmClass<PPresetBank, FNode> {
 public:
   static constexpr const char* className = "PPresetBank";
 
+  using CmClass::CmClass;
+  ~PPresetBank() override { tellGone(); }
+
   // The bank's own presets
   virtual int32_t countPresets() const = 0;
   virtual CmString getPresetName(int32_t index) const = 0;
+  virtual bool canRename(int32_t) const { return false; }
+  virtual bool renamePreset(const char*, int32_t) { return false; }
   virtual bool recall(int32_t index, PDeviceNode* node) = 0; ///< the node takes over the preset
 };
 

@@ -2,7 +2,11 @@
 
 #include "foundation/class_registry.h"
 
+#include "ui/values/value_numbers.h"
+
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 namespace orbi {
 
@@ -44,11 +48,37 @@ int32_t PPresetChoiceValue::getMax() const
   return bank_ ? std::max(countAllPresets(*bank_) - 1, 0) : 0;
 }
 
-void PPresetChoiceValue::getString(CmString& text) const
+CmString PPresetChoiceValue::nameOf(int32_t number) const
 {
   int32_t index = 0;
-  const PPresetBank* holder = bank_ ? findPreset(*bank_, number_, index) : nullptr;
-  text = holder ? holder->getPresetName(index) : CmString();
+  const PPresetBank* holder = bank_ ? findPreset(std::as_const(*bank_), number, index) : nullptr;
+  return holder ? holder->getPresetName(index) : CmString();
+}
+
+void PPresetChoiceValue::getString(CmString& text) const
+{
+  text = nameOf(number_);
+}
+
+// The choice isn't moved for a text: one that lies outside, as from a file, wouldn't come back.
+
+void PPresetChoiceValue::getStringForValue(int32_t number, CmString& text)
+{
+  text = nameOf(constrain(number));
+}
+
+void PPresetChoiceValue::getStringForNormalized(float fraction, CmString& text)
+{
+  text = nameOf(std::isnan(fraction) ? number_
+                                     : constrain(cutAtFraction(getMin(), getMax(), fraction)));
+}
+
+void PPresetChoiceValue::setTextBuffer(const char* text, bool)
+{
+  int32_t index = 0;
+  PPresetBank* holder = bank_ ? findPreset(*bank_, number_, index) : nullptr;
+  if (holder && holder->canRename(index) && holder->renamePreset(text ? text : "", index))
+    changed(changeNotice);
 }
 
 void PPresetChoiceValue::update(CmObject* subject, int32_t code)
@@ -57,6 +87,7 @@ void PPresetChoiceValue::update(CmObject* subject, int32_t code)
     return;
   bank_->removeDependent(this);
   bank_ = nullptr;
+  changed(changeNotice); // its text is another one
 }
 
 } // namespace orbi

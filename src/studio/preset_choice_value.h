@@ -26,10 +26,16 @@ public:
   int32_t getValue() const override { return number_; }
   int32_t getMax() const override;
   void getString(CmString& text) const override;
+  void getStringForValue(int32_t number, CmString& text) override;
+  void getStringForNormalized(float fraction, CmString& text) override;
+  /// Renames the preset where the bank allows it. The choice is the same, so no target is told.
+  void setTextBuffer(const char* text, bool notifyTarget) override;
 
   void update(CmObject* subject, int32_t code) override;
 
 private:
+  CmString nameOf(int32_t number) const; ///< empty for none
+
   PDeviceNode* owner_;
   PPresetBank* bank_;
   int32_t number_;

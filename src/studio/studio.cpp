@@ -295,7 +295,8 @@ bool PStudio::addDevice(PDevice* device, uint32_t flags)
   device->setNodeFlags(device->nodeFlags() | flags);
   if (!tree_->root()->addChild(device))
     return false;
-  bringPortsBack(*device);
+  if (contains(*device))
+    bringPortsBack(*device);
   if (state_ == State::starting || state_ == State::running)
     comeUp(*device);
   tellDevicesChanged();

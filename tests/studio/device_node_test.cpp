@@ -40,9 +40,14 @@ class Bank final : public CmClass<Bank, PPresetBank> {
 public:
   static constexpr const char* className = "TestBank";
   explicit Bank(Texts names = {}) : names_(std::move(names)) {}
-  ~Bank() override { changed(2); }
   int32_t countPresets() const override { return static_cast<int32_t>(names_.size()); }
   CmString getPresetName(int32_t index) const override { return names_[size_t(index)].c_str(); }
+  bool canRename(int32_t index) const override { return index == 0; }
+  bool renamePreset(const char* text, int32_t index) override
+  {
+    names_[size_t(index)] = text;
+    return true;
+  }
   bool recall(int32_t index, PDeviceNode* node) override
   {
     node->setDisplayName(names_[size_t(index)].c_str());
@@ -78,6 +83,17 @@ struct Enables : testing::Test {
   Ref<Automation> automation = make<Automation>();
 };
 
+struct Counter final : CmObject {
+  void update(CmObject*, int32_t) override
+  {
+    ++count;
+    if (then)
+      then();
+  }
+  int count = 0;
+  std::function<void()> then;
+};
+
 constexpr const char* firstID = "CA1729D088FC4857937F78CC37D45B48";
 
 } // namespace
@@ -107,6 +123,7 @@ TEST(DeviceNode, comes_back_from_a_file_with_all_that_it_stores)
   inner->addClassID({1, 2, 3, 4});
   inner->setNodeFlags(nodeIsAutomationRoot | 512);
   top->addChild(inner.get());
+  top->addChannel(make<PDevice>("Left").get());
   FAttributes stored;
   top->storeAttributes(stored);
   Texts keys;
@@ -127,19 +144,26 @@ TEST(DeviceNode, comes_back_from_a_file_with_all_that_it_stores)
   EXPECT_EQ(child->nodeFlags(), nodeIsAutomationRoot | 512u);
   EXPECT_EQ(child->countClassIDs(), 3);
   EXPECT_TRUE(child->hasClassID({1, 2, 3, 4}));
+  ASSERT_EQ(loaded.countChannels(), 1);
+  EXPECT_EQ(loaded.channelAt(0)->getName(), "Left");
 
   // Without names the children are read all the same; class ids that are missing are a failure.
   read.remove("DeviceNode Name");
   read.remove("IDString");
   PDevice nameless;
   EXPECT_FALSE(nameless.loadAttributes(read));
-  EXPECT_EQ(nameless.countChildren(), 1);
+  EXPECT_EQ(nameless.countChildren(), 2);
   read.setString("Name", "Old");
   EXPECT_TRUE(nameless.loadAttributes(read));
   EXPECT_STREQ(nameless.getName().text(), "Old");
   read.setInt("NumberClassIDs", INT64_MAX);
   EXPECT_FALSE(nameless.loadAttributes(read));
   EXPECT_EQ(nameless.countClassIDs(), 2);
+  read.remove("ClassIDs");
+  read.setInt("NumberClassIDs", 1);
+  read.appendString("ClassIDs", "This isn't an id, but long enough");
+  EXPECT_FALSE(nameless.loadAttributes(read));
+  EXPECT_EQ(nameless.countClassIDs(), 0);
 }
 
 TEST(DeviceNode, reads_each_form_of_its_stream)
@@ -230,10 +254,7 @@ TEST(DeviceNode, class_ids_and_tags_lead_to_values)
 
 TEST(DeviceNode, tells_of_a_parameter_only_what_can_be_seen)
 {
-  struct Counter final : CmObject {
-    void update(CmObject*, int32_t) override { ++count; }
-    int count = 0;
-  } counter;
+  Counter counter;
   FDependencies dependencies;
   ParameterNode node("n", {5});
   node.values[5].addDependent(&counter);
@@ -316,12 +337,64 @@ TEST(DeviceNode, a_chosen_preset_is_recalled_and_may_go)
   choice->setInt(2);
   dependencies.flush();
   EXPECT_STREQ(node.getDisplayName().text(), "Three");
-  bank = nullptr;
+  Counter counter;
+  choice->addDependent(&counter);
   CmString text;
+  choice->setText("0"); // renames a preset that can be, and selects none
+  choice->getString(text);
+  EXPECT_EQ(text, "Three");
+  choice->setValue(1);
+  choice->setText("0");
+  choice->getString(text);
+  EXPECT_EQ(text, "0");
+  dependencies.flush();
+  EXPECT_EQ(counter.count, 1);
+  bank = nullptr;
+  dependencies.flush();
   choice->getString(text);
   EXPECT_TRUE(text.isEmpty());
-  choice->changed(1);
-  dependencies.flush();
+  EXPECT_EQ(counter.count, 2);
+  dependencies.removeDependent(nullptr, &counter);
+}
+
+TEST(DeviceNode, asking_for_the_names_of_presets_moves_no_choice)
+{
+  Bank bank({"One", "Two", "Three"});
+  PPresetChoiceValue choice(nullptr, &bank, 500);
+  CmString text;
+  choice.getStringForValue(1, text);
+  EXPECT_EQ(text, "Two");
+  choice.getStringForNormalized(1, text);
+  EXPECT_EQ(text, "Three");
+  choice.getStringForNormalized(std::nanf(""), text);
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(choice.getInt(), 500);
+}
+
+TEST(DeviceNode, a_node_may_go_while_its_values_are_told_and_leaves_the_queue)
+{
+  static int wakes = 0;
+  FDependencies dependencies;
+  dependencies.setWakeUp([] { ++wakes; });
+  using Action = void (*)(PDeviceNode&);
+  for (Action action : {Action([](PDeviceNode& node) { node.setParameterInt(5, 1); }),
+                        Action([](PDeviceNode& node) { node.setParameterNormalized(5, 1); }),
+                        Action([](PDeviceNode& node) { node.setAutomation(nullptr); })}) {
+    auto node = make<ParameterNode>("n", std::vector<int32_t>{5});
+    Counter killer, other;
+    node->setWriteEnable(true, PDeviceNode::EnabledBy::user);
+    killer.then = [&] { node = nullptr; };
+    node->values[5].setTarget(&killer, 5);
+    node->getWriteEnableValue()->addDependent(&killer);
+    static_cast<UValue*>(node->getWriteEnableValue())->setImmediate(true);
+    node->addDependent(&other);
+    node->deferChanged(7);
+    dependencies.removeDependent(nullptr, &other); // the notice stays
+    action(*node);
+    EXPECT_FALSE(node);
+    dependencies.removeDependent(nullptr, &killer);
+  }
+  EXPECT_EQ(wakes, 3) << "the queue was empty each time";
 }
 
 TEST(Device, connects_its_first_port_of_the_other_direction)
@@ -346,6 +419,21 @@ TEST(Device, connects_its_first_port_of_the_other_direction)
   EXPECT_EQ(device->getPortByName("Device", "In", PDevice::PortSide::input), input);
   EXPECT_EQ(device->getPortByName("Other", "In", PDevice::PortSide::input), nullptr);
   EXPECT_EQ(device->countInputs("midi"), 0);
+
+  static int told = 0;
+  struct Fickle final : PMultiOutput {
+    using PMultiOutput::PMultiOutput;
+    void deactivate() override
+    {
+      ++told;
+      static_cast<PDevice*>(owner())->removeOutput(this);
+    }
+  };
+  for (int i = 0; i < 3; ++i)
+    device->addOutput(make<Fickle>(device.get()), PDevice::Registration::registered);
+  device->deactivate();
+  EXPECT_EQ(told, 3);
+  EXPECT_EQ(device->countOutputs(), 0);
 
   input->connect(other.get());
   device = nullptr;

@@ -71,7 +71,7 @@ TEST(Node, siblings_always_have_different_names)
   EXPECT_STREQ(parent.childAt(2)->getName().text(), "pan 3");
 
   // Any order of changes, few children and many
-  const char* words[] = {"a", "A", "b", "a 2", "a 3", "B 02"};
+  const char* words[] = {"a", "A", "b", "a 2", "a 3", "B 02", ""};
   std::mt19937 random(7);
   FNode top;
   Names expected;

@@ -6,6 +6,7 @@
 #include "persist/file_system.h"
 #include "persist/object_files.h"
 #include "platform/temporary_folder.h"
+#include "studio/device.h"
 #include "studio/port_alias.h"
 #include "studio/port_filter.h"
 #include "studio/port_order.h"
@@ -135,7 +136,8 @@ TEST_F(PortRegistry, port_is_found_under_the_names_that_it_has_now)
   Out& second = add("B", "x");
   EXPECT_EQ(registry->findPort("I|A|x"), &first);
   EXPECT_EQ(registry->findPort("I|B|x"), &second);
-  first.device = "B"; // comes before the other now, which is still known by that identifier
+  first.device = "B"; // comes before the other now, which was known by that identifier alone
+  first.idChanged();
   EXPECT_EQ(registry->findPort("I|A|x"), nullptr);
   second.setName("y");
   EXPECT_EQ(registry->findPort("I|B|x"), &first);
@@ -143,6 +145,50 @@ TEST_F(PortRegistry, port_is_found_under_the_names_that_it_has_now)
   EXPECT_EQ(registry->findPort("I|B|x"), &first);
   registry->unregisterPort(&first);
   EXPECT_EQ(registry->findPort("I|B|x"), &second);
+}
+
+TEST_F(PortRegistry, renamed_device_takes_its_ports_to_the_identifiers_that_they_have_now)
+{
+  struct Owned final : PMultiOutput {
+    using PMultiOutput::PMultiOutput;
+    const char* getType() const override { return "midi"; }
+    const char* getSubtype() const override { return systemPortKind; }
+  };
+  store([](FAttributes& set) {
+    auto entry = make<FAttributes>();
+    entry->setString("ID", "I|Synth 2|Out");
+    entry->setString("UserName", "Piano");
+    set.appendObject("Settings", entry.detach(), true);
+  });
+  registry->loadSettings();
+  describe("I|Synth 2|Out");
+  In& local = add<In>("Player", "MIDI");
+  local.connect(find("I|Synth 2|Out")); // an alias
+  FNode root;
+  std::vector<Ref<PDevice>> devices;
+  std::vector<PPort*> ports;
+  for (int i = 0; i < 2; ++i) {
+    auto device = devices.emplace_back(make<PDevice>("Synth"));
+    device->addOutput(make<Owned>(device.get(), "Out"), PDevice::Registration::registered);
+    ports.push_back(device->outputAt(0));
+  }
+  ports[1]->setUserName("Mine");
+  Listener listener;
+  listener.then = [&] { EXPECT_EQ(devices[1]->getIndex(), 1) << "heard in its place"; };
+  root.addChild(devices[0].get());
+  registry->addListener(&listener);
+  root.addChild(devices[1].get()); // as "Synth 2"
+  EXPECT_THAT(listener.notices, ElementsAre(100));
+  EXPECT_EQ(registry->findPort("I|Synth|Out"), ports[0]);
+  EXPECT_TRUE(local.isConnectedTo(ports[1]));
+  EXPECT_EQ(ports[1]->getUserName(), "Piano");
+  messenger.dispatch();
+  EXPECT_EQ(registry->findPort("I|Synth 2|Out"), ports[1]) << "the alias has gone";
+  devices[1]->setName("Organ");
+  EXPECT_EQ(registry->findPort("I|Synth 2|Out"), nullptr);
+  EXPECT_EQ(registry->findPort("I|Organ|Out"), ports[1]);
+  registry->removeListener(&listener);
+  ports[1]->disconnectAll();
 }
 
 TEST_F(PortRegistry, alias_stands_in_until_its_port_comes_back)
@@ -236,6 +282,7 @@ TEST_F(PortRegistry, port_fits_by_any_name_but_not_across_kinds)
     describe(row.id).*row.field = row.value;
     PPort* found = find(row.id);
     EXPECT_EQ(found == &port, row.fits) << &row - rows;
+    EXPECT_EQ(find(row.id), found) << "an alias is made once";
     if (found != &port)
       registry->unregisterPort(found); // the alias
   }

@@ -51,13 +51,16 @@ struct Filter final : PSnapshotFilter {
 
 TEST_F(Snapshot, brings_back_a_tree_through_a_file)
 {
-  FAttributes stored;
-  ASSERT_TRUE(top->storeSnapshot(stored));
-  FAttributes read;
-  ASSERT_TRUE(readXml(xmlOf(stored), read).complete);
-  clear();
-  EXPECT_TRUE(top->restoreSnapshot(read));
-  EXPECT_EQ(values(), (Values{10, 20, 30, 40}));
+  for (int32_t number = 0; number <= 100; ++number) {
+    top->values[2].setValue(number);
+    FAttributes stored;
+    ASSERT_TRUE(top->storeSnapshot(stored));
+    FAttributes read;
+    ASSERT_TRUE(readXml(xmlOf(stored), read).complete);
+    clear();
+    EXPECT_TRUE(top->restoreSnapshot(read));
+    EXPECT_EQ(values(), (Values{10, number, 30, 40}));
+  }
 
   FAttributes chosen;
   Filter filter;

@@ -267,14 +267,17 @@ TEST(ValuePersistence, what_is_stored_comes_back)
   EXPECT_EQ(textOf(*throughStream(rational)), "-3/4");
   URecentStringListValue recent;
   for (const char* name : {"a.fxp", "b.fxp", "c.fxp"})
-    recent.addString(name);
+    recent.addString(name); // the first stays the chosen one
+  recent.setValue(1);
   recent.setMaxRecent(2);
   auto copy = throughFile(recent);
   EXPECT_EQ(textOf(*copy), "b.fxp");
-  copy->setValue(0);
-  EXPECT_EQ(textOf(*copy), "a.fxp");
   EXPECT_EQ(copy->stringCount(), 2);
   EXPECT_EQ(copy->maxRecent(), 2);
+  copy->setMaxRecent(1);
+  EXPECT_EQ(textOf(*copy), "a.fxp");
+  copy->setMaxRecent(0);
+  EXPECT_EQ(copy->getInt(), -1);
 }
 
 TEST(ValuePersistence, value_read_is_held_to_the_range_read_with_it)

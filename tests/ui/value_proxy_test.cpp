@@ -104,6 +104,11 @@ TEST_F(Proxies, source_and_proxy_may_go_in_either_order)
   dependent.taken();
   source->setValue(1);
   EXPECT_EQ(dependent.flushed(), Codes{1}) << "silence asked for by the proxy ends with it";
+  source->setNotify(false);
+  proxy = make<UAliasValue>(source.get());
+  proxy->setNotify(false);
+  proxy = nullptr;
+  EXPECT_FALSE(source->getNotify()) << "it was silent before the proxy asked";
 }
 
 TEST_F(Proxies, linker_moves_all_by_the_same_fraction)
@@ -132,7 +137,17 @@ TEST_F(Proxies, linker_moves_all_by_the_same_fraction)
   EXPECT_EQ(fraction->getFloat(), 1.0f) << "left the list before its turn";
   source->setTarget(nullptr, 0);
   linker.removeValue(source.get());
+  whole->setValue(150);
+  source->changed(3);
+  dependent.flushed();
+  EXPECT_EQ(whole->getInt(), 150) << "nothing but a change moves it";
   source = nullptr;
   EXPECT_EQ(linker.master(), nullptr);
   linker.addValue(fraction.get());
+  UValue* gone = nullptr;
+  {
+    UIntValue local{3}; // held by the linker, and goes nevertheless
+    linker.addValue(gone = &local);
+  }
+  EXPECT_FALSE(linker.removeValue(gone));
 }

@@ -95,15 +95,22 @@ bool UStringListValue::setStringAt(int32_t index, const char* text)
 
 void UStringListValue::removeLast()
 {
-  if (!strings_.removeAt(stringCount() - 1))
+  if (strings_.isEmpty())
     return;
-  if (strings_.isEmpty()) {
+  removeFrom(stringCount() - 1);
+  setValue(getMax());
+}
+
+void UStringListValue::removeFrom(int32_t index)
+{
+  if (index >= stringCount())
+    return;
+  while (stringCount() > index)
+    strings_.removeAt(stringCount() - 1);
+  if (strings_.isEmpty())
     removeAll();
-    return;
-  }
-  const int32_t last = saturated(int64_t(getMin()) + stringCount() - 1);
-  setMax(last);
-  setValue(last);
+  else
+    setMax(saturated(int64_t(getMin()) + stringCount() - 1));
 }
 
 void UStringListValue::removeAll()
@@ -160,8 +167,7 @@ bool UStringListValue::loadAttributes(const FAttributes& attributes)
 void URecentStringListValue::setMaxRecent(int32_t count)
 {
   maxRecent_ = std::max(count, 0);
-  while (stringCount() > maxRecent_)
-    removeLast();
+  removeFrom(maxRecent_);
 }
 
 bool URecentStringListValue::storeAttributes(FAttributes& attributes) const

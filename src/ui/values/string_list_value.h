@@ -46,6 +46,10 @@ public:
   bool storeAttributes(FAttributes& attributes) const override;
   bool loadAttributes(const FAttributes& attributes) override;
 
+protected:
+  /// Removes those from the index on; a selected one gives way to the new last one.
+  void removeFrom(int32_t index);
+
 private:
   UStringArray strings_;
 };

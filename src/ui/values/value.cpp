@@ -131,11 +131,8 @@ int32_t UValue::constrain(int32_t value) const
 
 void UValue::setNormalized(float fraction)
 {
-  if (std::isnan(fraction))
-    return;
-  // In single precision, in which what getNormalized answers comes back as the same whole number.
-  const float offset = static_cast<float>(rangeOf(getMin(), getMax())) * fraction;
-  setValue(truncated(std::trunc(double(offset)) + getMin()));
+  if (!std::isnan(fraction))
+    setValue(cutAtFraction(getMin(), getMax(), fraction));
 }
 
 void UValue::stepDown()

@@ -51,6 +51,7 @@ public:
 
   // Notices. What changes while they are off is not made up for.
   virtual void setNotify(bool on) { put(notifyOff, !on); }
+  virtual bool getNotify() const { return !has(notifyOff); }
   virtual void setImmediate(bool on) { put(immediate, on); } ///< dependents at once
 
   // Edits: from the press on a control to its release

@@ -3,6 +3,7 @@
 #include "foundation/class_registry.h"
 #include "foundation/dependencies.h"
 
+#include <utility>
 #include <vector>
 
 namespace orbi {
@@ -16,32 +17,53 @@ UValueLinker::~UValueLinker()
     dependencies->removeDependent(nullptr, this);
 }
 
+/// The linker depends on each value once, whatever that is to it.
+bool UValueLinker::knows(const UValue* value) const
+{
+  return value == master_ || linked_.contains(value);
+}
+
 void UValueLinker::setMaster(UValue* master)
 {
-  if (master_)
-    master_->removeDependent(this);
-  master_ = master;
-  if (!master)
-    return;
-  master->addDependent(this);
+  if (master && !knows(master))
+    master->addDependent(this);
+  UValue* former = std::exchange(master_, master);
+  if (former && !knows(former))
+    former->removeDependent(this);
   push();
 }
 
 void UValueLinker::addValue(UValue* value)
 {
+  const bool isKnown = knows(value);
   if (!value || linked_.contains(value) || !linked_.add(value))
     return;
+  if (!isKnown)
+    value->addDependent(this);
   push();
 }
 
+bool UValueLinker::removeValue(UValue* value)
+{
+  if (!linked_.contains(value))
+    return false;
+  const auto kept = Ref<UValue>::share(value);
+  linked_.remove(value);
+  if (!knows(value))
+    value->removeDependent(this);
+  return true;
+}
+
+/// Also linked values go, though they are held: those that are a part of something else.
 void UValueLinker::update(CmObject* subject, int32_t code)
 {
-  if (!master_ || subject != master_)
-    return;
-  if (code == UValue::goneNotice)
-    master_ = nullptr;
-  else
+  if (code == UValue::changeNotice && subject == master_)
     push();
+  if (code != UValue::goneNotice)
+    return;
+  if (subject == master_)
+    master_ = nullptr;
+  linked_.remove(subject);
 }
 
 /// The targets that are told on the way may change the list and the master, and let the linker go.
@@ -51,12 +73,9 @@ void UValueLinker::push()
     return;
   auto alive = Ref<UValueLinker>::share(this);
   const float fraction = master_->getNormalized();
-  std::vector<Ref<UValue>> values;
-  for (CmObject* item : linked_)
-    values.push_back(Ref<UValue>::share(static_cast<UValue*>(item)));
-  for (const Ref<UValue>& value : values)
-    if (value != master_ && linked_.contains(value.get()))
-      value->setNormalizedEx(fraction, true);
+  for (CmObject* item : std::vector<CmObject*>(linked_.begin(), linked_.end()))
+    if (item != master_ && linked_.contains(item))
+      static_cast<UValue*>(item)->setNormalizedEx(fraction, true);
 }
 
 } // namespace orbi

@@ -16,12 +16,15 @@ public:
 
   UValue* master() const { return master_; }
   void setMaster(UValue* master); ///< borrowed; let go of when it goes. Null for none
-  void addValue(UValue* value);   ///< holds a reference; one that is in already stays in once
-  bool removeValue(UValue* value) { return linked_.remove(value); } ///< it stays as it is
+  /// Holds a reference, and lets go of a value that goes all the same. One that is in already stays
+  /// in once.
+  void addValue(UValue* value);
+  bool removeValue(UValue* value); ///< it stays as it is; false for none of them
 
   void update(CmObject* subject, int32_t code) override;
 
 private:
+  bool knows(const UValue* value) const;
   void push();
 
   CmArray linked_{CmOwnership::shares};

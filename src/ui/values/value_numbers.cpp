@@ -49,6 +49,13 @@ float singlePrecision(double number)
   return static_cast<float>(std::clamp(number, -largest, largest)); // no number stays none
 }
 
+/// In single precision, in which most fractions made of whole numbers come back as these.
+int32_t cutAtFraction(int32_t min, int32_t max, float fraction)
+{
+  const float offset = static_cast<float>(rangeOf(min, max)) * fraction;
+  return truncated(std::trunc(double(offset)) + min);
+}
+
 std::optional<double> numberIn(std::string_view text)
 {
   std::string pointed(trimmed(text));

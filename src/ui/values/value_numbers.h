@@ -20,6 +20,9 @@ inline double rangeOf(int32_t min, int32_t max)
   return static_cast<double>(int64_t(max) - min);
 }
 
+/// The whole number at a fraction of a range; what isn't whole is cut off.
+int32_t cutAtFraction(int32_t min, int32_t max, float fraction);
+
 /// The first number in the text, with a point or a comma; nothing when it begins with none.
 std::optional<double> numberIn(std::string_view text);
 

@@ -5,6 +5,8 @@
 #include "ui/application.h"
 #include "ui/values/alias_value.h"
 
+#include <utility>
+
 namespace orbi {
 
 CM_REGISTER(UValueProxy);
@@ -66,7 +68,7 @@ void UValueProxy::attach(UValue* source)
   source_ = Ref<UValue>::share(source);
   source->addDependent(this);
   if (has(notifyOff))
-    source->setNotify(false);
+    UValueProxy::setNotify(false);
   mirrorTarget();
 }
 
@@ -77,7 +79,7 @@ void UValueProxy::detach()
     return;
   UValue::setTarget(nullptr, noTag);
   former->removeDependent(this);
-  if (has(notifyOff))
+  if (std::exchange(hasSilencedSource_, false))
     former->setNotify(true); // nobody would do so later
 }
 
@@ -165,8 +167,15 @@ void UValueProxy::notifyTarget()
 void UValueProxy::setNotify(bool on)
 {
   UValue::setNotify(on);
-  if (source_)
-    source_->setNotify(on);
+  if (!source_)
+    return;
+  hasSilencedSource_ = !on && (hasSilencedSource_ || source_->getNotify());
+  source_->setNotify(on);
+}
+
+bool UValueProxy::getNotify() const
+{
+  return source_ ? source_->getNotify() : UValue::getNotify();
 }
 
 void UValueProxy::setImmediate(bool on)

@@ -31,6 +31,7 @@ public:
 
   // Notices: of both
   void setNotify(bool on) override;
+  bool getNotify() const override;
   void setImmediate(bool on) override;
 
   // The value and its range
@@ -103,6 +104,7 @@ private:
   void tellOfSource();
 
   Ref<UValue> source_;
+  bool hasSilencedSource_ = false; ///< which would speak again without the proxy
 };
 
 } // namespace orbi
