@@ -4,6 +4,20 @@ namespace orbi {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+/// Where a link leads, though nothing may be there yet.
+fs::path behindLinks(fs::path path)
+{
+  constexpr int mostLinks = 40; // more go in a circle
+  std::error_code failure;
+  for (int i = 0; i < mostLinks && fs::is_symlink(path, failure); ++i)
+    path = path.parent_path() / fs::read_symlink(path, failure);
+  return path;
+}
+
+} // namespace
+
 const char* faultOfFile(const fs::path& path)
 {
   std::error_code failure;
@@ -64,7 +78,7 @@ bool FFileReplacement::fail(const char* fault)
 bool FFileReplacement::open(const fs::path& target)
 {
   std::error_code failure;
-  target_ = fs::is_symlink(target, failure) ? fs::weakly_canonical(target, failure) : target;
+  target_ = behindLinks(target);
   const fs::file_status there = fs::status(target_, failure);
   if (fs::is_directory(there))
     return fail("is a folder");
