@@ -1,6 +1,7 @@
 // A bank of 128 programs with 500 parameters each as a file: saving and loading are to take less
 // than 20 ms each, apart from the plug-in. The file lies in memory where the system has such a
 // place, so that the time of synchronising with a disk isn't counted.
+#include "foundation/ref.h"
 #include "host/plugin.h"
 #include "host/program_file.h"
 #include "persist/file_dialog.h"

@@ -1,4 +1,5 @@
 #include "foundation/memory_stream.h"
+#include "foundation/ref.h"
 #include "host/plugin.h"
 #include "host/program_file.h"
 

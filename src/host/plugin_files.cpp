@@ -10,6 +10,8 @@
 #include "persist/translator.h"
 #include "persist/whole_file.h"
 
+#include <algorithm>
+
 namespace orbi {
 
 struct ProgramFileKind {
@@ -24,7 +26,7 @@ struct ProgramFileKind {
 namespace {
 
 constexpr int32_t notOpened = -1;
-constexpr int64_t readAheadBytes = 64 * 1024;
+constexpr int64_t mostReadAhead = 16 << 20; ///< bytes; a file is read at once up to this size
 
 FFileTypeRecord programType("ORB Effect Program", "AFxP", "fxp",
                             "application/x-vnd.Quillmore-orb-effect-program");
@@ -180,7 +182,7 @@ int32_t OrbPlugin::loadFile(FFileDialog& dialog, const ProgramFileKind& kind)
     fileFault_ = "can't be opened";
   if (fileFault_)
     return notOpened;
-  FBlockStreamReader stream(file.get(), readAheadBytes);
+  FBlockStreamReader stream(file.get(), std::clamp<int64_t>(file->size(), 1, mostReadAhead));
   const FileInWork inWork(*path);
   ProgramReader reader(*this, stream);
   const int32_t result = (reader.*kind.read)();

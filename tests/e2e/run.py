@@ -124,8 +124,8 @@ def wrong_options_end_with_2_and_one_line(folder):
 @case
 def a_bank_brings_the_sound_back_to_the_byte(folder):
     folder = pathlib.Path(folder)
-    setup = song(folder, [(0, (0xC0, 24, 0)), (0, (0xB0, 7, 70)), (0, (0xB2, 91, 127)),
-                          (0, (0xC2, 48, 0)), (0, (0xE0, 0, 80)), (9, (0xB0, 1, 90))], name="setup.mid")
+    setup = song(folder, [(0, (0xC0, 24)), (0, (0xB0, 7, 70)), (0, (0xB2, 91, 127)),
+                          (0, (0xC2, 48)), (0, (0xE0, 0, 80)), (9, (0xB0, 1, 90))], name="setup.mid")
     notes = song(folder, [(0, (0x90, 60, 100)), (0, (0x92, 48, 90)), (480, (0x80, 60, 0)),
                           (960, (0x82, 48, 0))], name="notes.mid")
 
