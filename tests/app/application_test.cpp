@@ -161,27 +161,6 @@ TEST_F(Application, tempo_and_signature_come_from_the_settings)
   EXPECT_EQ(tempo_, 97.0);
 }
 
-TEST_F(Application, loads_come_in_order_before_anything_plays_and_saves_at_the_end)
-{
-  Options saving;
-  saving.saveProgram = folder_ / "one.fxp";
-  saving.saveBank = folder_ / "all.fxb";
-  run(saving);
-  EXPECT_EQ(status_, 0);
-  Options loading;
-  loading.loads = {folder_ / "one.fxp", folder_ / "none.fxp", folder_ / "all.fxb"};
-  loading.saveBank = folder_ / "again.fxb";
-  run(loading);
-  EXPECT_EQ(status_, 1);
-  EXPECT_EQ(messages_.texts,
-            std::vector<std::string>{(folder_ / "none.fxp").string() + ": doesn't exist"});
-  EXPECT_FALSE(fs::exists(folder_ / "again.fxb"));
-  loading.loads.erase(loading.loads.begin() + 1);
-  run(loading);
-  EXPECT_EQ(status_, 0);
-  EXPECT_EQ(fs::file_size(folder_ / "again.fxb"), fs::file_size(folder_ / "all.fxb"));
-}
-
 TEST_F(Application, words_come_in_the_language_that_was_chosen)
 {
   std::ofstream(folder_ / "translation.xml")
