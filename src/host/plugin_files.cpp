@@ -26,6 +26,7 @@ struct ProgramFileKind {
 namespace {
 
 constexpr int32_t notOpened = -1;
+constexpr const char* noAnswer = "the plug-in doesn't answer any more";
 constexpr int64_t mostReadAhead = 16 << 20; ///< bytes; a file is read at once up to this size
 
 FFileTypeRecord programType("ORB Effect Program", "AFxP", "fxp",
@@ -158,7 +159,7 @@ int32_t OrbPlugin::saveFile(FFileDialog& dialog, const ProgramFileKind& kind)
     const FileInWork inWork(*path);
     ProgramWriter writer(*this, content);
     if (isAbandoned())
-      fileFault_ = "the plug-in doesn't answer any more";
+      fileFault_ = noAnswer;
     else if (!(writer.*kind.write)())
       fileFault_ = writer.fault();
   }
@@ -182,6 +183,10 @@ int32_t OrbPlugin::loadFile(FFileDialog& dialog, const ProgramFileKind& kind)
     fileFault_ = "can't be opened";
   if (fileFault_)
     return notOpened;
+  if (isAbandoned()) {
+    fileFault_ = noAnswer;
+    return 0;
+  }
   FBlockStreamReader stream(file.get(), std::clamp<int64_t>(file->size(), 1, mostReadAhead));
   const FileInWork inWork(*path);
   ProgramReader reader(*this, stream);
