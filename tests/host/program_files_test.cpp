@@ -274,6 +274,7 @@ TEST_F(ProgramFiles, files_cut_at_any_byte_end_quietly_and_are_known_before_they
   ProgramFileFault fault;
   for (size_t form = 0; form < allForms.size(); ++form) {
     OrbPlugin& plugin = load(isChunk[form]);
+    const auto reader = readers[isBank[form]];
     const std::string& whole = allForms[form];
     ASSERT_TRUE(parseProgramFile(whole, fault)) << fault.text();
     EXPECT_FALSE(parseProgramFile(whole, fault)->oddity);
@@ -282,7 +283,7 @@ TEST_F(ProgramFiles, files_cut_at_any_byte_end_quietly_and_are_known_before_they
       probe->takenBytes = -1;
       EXPECT_FALSE(parseProgramFile(std::string_view(whole).substr(0, bytes), fault)) << bytes;
       auto stream = memoryWith(whole.substr(0, bytes));
-      const int32_t result = (plugin.*readers[isBank[form]])(*stream);
+      const int32_t result = (plugin.*reader)(*stream);
       const std::string calls = probe.takeCalls();
       EXPECT_TRUE(plugin.fileFault()) << form << " at " << bytes;
       EXPECT_EQ(countOf(calls, "67 "), countOf(calls, "68 "));
