@@ -1,9 +1,10 @@
 #include "app/command_line.h"
 
+#include "foundation/file_type.h"
+
 #include "loom/loom.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 
@@ -17,16 +18,13 @@ constexpr const char* formatNames[] = {
 #undef ORBI_FORMAT_NAME
 };
 
-constexpr int statusUnavailable = 1;
-constexpr int statusWrong = 2;
-
 /// Reads a value into the options; false when it isn't one.
 using TakeValue = bool (*)(Options& options, const std::string& value);
 
 struct Option {
   const char* name;
   const char* value; ///< placeholder of its value, null for none
-  TakeValue take;    ///< null: known, but not there yet
+  TakeValue take;
   const char* help;
 };
 
@@ -128,9 +126,14 @@ constexpr Option optionTable[] = {
        return takeNumber(value, 1e-6, 1e9, options.seconds);
      },
      "quit after that much audio"},
-    {"--load", "FILE", nullptr, "load a program or bank before anything plays"},
-    {"--save-program", "FILE", nullptr, "save the program at the end"},
-    {"--save-bank", "FILE", nullptr, "save the bank at the end"},
+    {"--load", "FILE",
+     [](Options& options, const std::string& value) {
+       options.loads.emplace_back(value);
+       return !value.empty();
+     },
+     "load a program or bank before anything plays; repeatable"},
+    {"--save-program", "FILE", takePath<&Options::saveProgram>, "save the program at the end"},
+    {"--save-bank", "FILE", takePath<&Options::saveBank>, "save the bank at the end"},
     {"--stats", nullptr, takeFlag<&Options::stats>, "at the end print a line of JSON"},
 };
 
@@ -142,48 +145,47 @@ const Option* findOption(const std::string& name)
   return nullptr;
 }
 
-std::string lowerExtension(const std::filesystem::path& path)
+bool isSong(const std::filesystem::path& file)
 {
-  std::string extension = path.extension().string();
-  for (char& c : extension)
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return extension;
+  return compareTexts(file.extension().c_str(), ".mid", TextCompare::ignoreCase) == 0;
 }
 
-bool takeFile(Options& options, const std::string& argument, CommandLineError& error)
+bool takeFile(Options& options, const std::string& argument, std::string& error)
 {
-  std::string extension = lowerExtension(argument);
   if (options.file)
-    error = {"more than one file: " + argument, statusWrong};
-  else if (extension == ".fxp" || extension == ".fxb")
-    error = {"programs and banks can't be opened yet: " + argument, statusUnavailable};
-  else if (extension != ".mid")
-    error = {"unknown kind of file: " + argument, statusWrong};
+    error = "more than one file: " + argument;
+  else if (!isSong(argument) && !isProgramFile(argument))
+    error = "unknown kind of file: " + argument;
   else
     options.file = argument;
-  return options.file && error.text.empty();
+  return error.empty();
 }
 
 /// Options that make sense only together.
-bool agree(const Options& options, CommandLineError& error)
+bool agree(const Options& options, std::string& error)
 {
   if (options.render && !options.song)
-    error = {"--render needs a song: --play FILE.mid", statusWrong};
+    error = "--render needs a song: --play FILE.mid";
   else if (options.render && options.driver && *options.driver != "LOOM File Driver")
-    error = {"--render goes through the LOOM File Driver, not --driver " + *options.driver,
-             statusWrong};
-  else if (options.song && options.file)
-    error = {"--play and a file to open: " + options.file->string(), statusWrong};
-  return error.text.empty();
+    error = "--render goes through the LOOM File Driver, not --driver " + *options.driver;
+  else if (options.song && options.file && isSong(*options.file))
+    error = "--play and a song to open: " + options.file->string();
+  return error.empty();
 }
 
 } // namespace
 
+bool isProgramFile(const std::filesystem::path& file)
+{
+  const std::string extension = file.extension().string();
+  return !extension.empty() && FFileTypeRecord::find(extension.c_str() + 1);
+}
+
 std::optional<Options> parseCommandLine(const std::vector<std::string>& arguments,
-                                        CommandLineError& error)
+                                        std::string& error)
 {
   Options options;
-  error = {};
+  error.clear();
   bool onlyFiles = false;
   for (size_t i = 0; i < arguments.size(); ++i) {
     std::string name = arguments[i];
@@ -204,26 +206,22 @@ std::optional<Options> parseCommandLine(const std::vector<std::string>& argument
     }
     const Option* option = findOption(name);
     if (!option) {
-      error = {"unknown option: " + arguments[i], statusWrong};
-      return std::nullopt;
-    }
-    if (!option->take) {
-      error = {name + " isn't there yet", statusUnavailable};
+      error = "unknown option: " + arguments[i];
       return std::nullopt;
     }
     if (!option->value && value) {
-      error = {name + " takes no value", statusWrong};
+      error = name + " takes no value";
       return std::nullopt;
     }
     if (option->value && !value) {
       if (++i >= arguments.size()) {
-        error = {name + " needs a value: " + option->value, statusWrong};
+        error = name + " needs a value: " + option->value;
         return std::nullopt;
       }
       value = arguments[i];
     }
     if (!option->take(options, value.value_or(""))) {
-      error = {"wrong value for " + name + ": " + value.value_or(""), statusWrong};
+      error = "wrong value for " + name + ": " + value.value_or("");
       return std::nullopt;
     }
   }
@@ -240,9 +238,9 @@ std::string usageText(const std::string& programName)
     if (option.value)
       head += std::string(" ") + option.value;
     head.resize(std::max<size_t>(head.size() + 2, 26), ' ');
-    text += head + option.help + (option.take ? "" : " (not there yet)") + "\n";
+    text += head + option.help + "\n";
   }
-  return text + "FILE is opened last: a .mid file is played once.\n";
+  return text + "FILE is opened last: .fxp loads a program, .fxb a bank, .mid is played once.\n";
 }
 
 } // namespace orbi

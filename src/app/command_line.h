@@ -19,7 +19,10 @@ struct Options {
   std::optional<std::filesystem::path> song;   ///< --play
   std::optional<std::filesystem::path> render; ///< --render
   std::optional<std::filesystem::path> file;   ///< FILE
-  double seconds = 0.0;                        ///< 0: no limit
+  std::vector<std::filesystem::path> loads;    ///< --load
+  std::optional<std::filesystem::path> saveProgram;
+  std::optional<std::filesystem::path> saveBank;
+  double seconds = 0.0; ///< 0: no limit
 
   // Settings of the "LOOM File Driver"
   int32_t rate = 48000;
@@ -28,17 +31,13 @@ struct Options {
   std::string format = "float32";
 };
 
-/// Why a command line can't be obeyed: a wrong option or value (status 2), or something that this
-/// program doesn't offer yet (status 1).
-struct CommandLineError {
-  std::string text;
-  int status;
-};
-
-/// Reads the arguments, without the program's name. Either the options or one line that names what
-/// is wrong.
+/// Reads the arguments, without the program's name. Either the options or one line that names the
+/// wrong option or value.
 std::optional<Options> parseCommandLine(const std::vector<std::string>& arguments,
-                                        CommandLineError& error);
+                                        std::string& error);
+
+/// Whether a file's name says that it is a program or a bank.
+bool isProgramFile(const std::filesystem::path& file);
 
 std::string usageText(const std::string& programName);
 

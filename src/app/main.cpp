@@ -82,6 +82,13 @@ std::vector<std::filesystem::path> resourceFolders(const std::filesystem::path& 
   return {folder, shared / "orbiplayer", shared};
 }
 
+/// Whether somebody waits for the status: a window's run always ends well.
+bool isScripted(const Options& options)
+{
+  return options.song || !options.loads.empty() || options.saveProgram || options.saveBank ||
+         (options.headless && options.file && isProgramFile(*options.file));
+}
+
 int runApplication(Options options, const std::filesystem::path& executable,
                    std::vector<platform::DriverRegistration> drivers)
 {
@@ -96,7 +103,7 @@ int runApplication(Options options, const std::filesystem::path& executable,
     if (!song)
       return complain(program, error, statusFailed);
   }
-  bool answersScript = options.song.has_value();
+  const bool answersScript = isScripted(options);
   std::optional<std::filesystem::path> file = options.file;
   auto application = make<OrbiPlayerApplication>(
       title.c_str(), std::move(options),
@@ -108,7 +115,6 @@ int runApplication(Options options, const std::filesystem::path& executable,
     application->setFileToOpen(*file);
   application->run();
   application->finishRun();
-  // A window's run always ends well; one that was asked to play or render says how it went.
   int status = answersScript ? application->exitStatus() : 0;
   application = nullptr;
   CmClassRegistry::destroyInstance();
@@ -123,10 +129,10 @@ int main(int count, char** values)
   std::string program = executable.stem().string();
   std::vector<std::string> arguments(values + (count > 0 ? 1 : 0), values + count);
 
-  CommandLineError error;
+  std::string error;
   std::optional<Options> options = parseCommandLine(arguments, error);
   if (!options)
-    return complain(program, error.text, error.status);
+    return complain(program, error, statusWrong);
   switch (options->action) {
   case Options::Action::help:
     std::fputs(usageText(program).c_str(), stdout);

@@ -16,14 +16,6 @@ constexpr size_t longestProgramName = 260;
 constexpr const char* midiGroup = "OrbiPlayerMidi";
 constexpr const char* midiPortKey = "MIDI Port";
 
-/// A text of the translation with one more put into it.
-std::string filled(const char* pattern, const std::string& text)
-{
-  CmString line;
-  line.format(UTranslator::text(pattern), text.c_str());
-  return line.text();
-}
-
 class LanguageSetting final : public ULanguageSetting {
 public:
   explicit LanguageSetting(FDefaultPool& settings) : settings_(settings) {}
@@ -93,12 +85,17 @@ void OrbiPlayerApplication::startup()
     setWaitState(formerWait);
   if (!loaded) {
     exitStatus_ = 1;
-    show(filled("Plugin \"%s\" not found!", pluginHost_->expectedModuleName()));
+    show(UTranslator::filled("Plugin \"%s\" not found!", pluginHost_->expectedModuleName()));
     afterStartup();
     setQuit();
     return;
   }
   afterStartup();
+  if (!loadPrograms()) {
+    exitStatus_ = 1;
+    setQuit();
+    return;
+  }
   if (!openEditor()) {
     fail(UTranslator::text("Failed to open Plugin Editor!"));
     return;
@@ -312,6 +309,8 @@ void OrbiPlayerApplication::restoreTime()
 
 bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
 {
+  if (isProgramFile(file))
+    return opensBeforeSong() || loadProgramFile(file);
   if (!songPlayer_)
     return false;
   std::string error;
@@ -336,7 +335,8 @@ void OrbiPlayerApplication::idle()
   GApplication::idle();
   if (plugin_ && plugin_->hasFaulted() && !pluginFaultShown_) {
     pluginFaultShown_ = true;
-    show(filled("Plugin \"%s\" failed while it played and was switched off.", plugin_->name()));
+    show(UTranslator::filled("Plugin \"%s\" failed while it played and was switched off.",
+                             plugin_->name()));
     exitStatus_ = 1;
     if (options_.render)
       setQuit();

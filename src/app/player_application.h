@@ -68,6 +68,7 @@ private:
   void loadTranslation();
   void createPluginHost();
   bool loadPlugin();
+  bool loadPrograms();
   bool openEditor();
   void extendMenus();
   void startMidiInput();
@@ -92,11 +93,18 @@ private:
   void releaseUrlOpener();
   void saveDefaults();
 
+  // Programs and banks that the command line names
+  bool opensBeforeSong() const;
+  bool loadProgramFile(const std::filesystem::path& path);
+  void savePrograms();
+  bool tellOutcome(const std::filesystem::path& path, int32_t result);
+
   void show(const std::string& text);
   void fail(const std::string& text); ///< shown, and the program ends
   void endWithoutBlocks();
   void watchForEnd();
   void showProgress();
+  void finishAudio();
   void finishRender(bool complete);
   void reportRender();
 
@@ -104,6 +112,7 @@ private:
   Surroundings surroundings_;
   std::optional<Song> song_;
   std::string audioFailure_;         ///< words of the driver that couldn't be used
+  bool programsLoaded_ = false;      ///< all that were named before anything plays
   bool mustEnd_ = false;             ///< the run was given an end, which takes blocks to come
   std::filesystem::path renderPath_; ///< where the driver writes; becomes the render when complete
   bool quitConfirmed_ = false;       ///< the quit question is asked once

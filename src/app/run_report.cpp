@@ -46,8 +46,14 @@ void OrbiPlayerApplication::showProgress()
 
 void OrbiPlayerApplication::finishRun()
 {
-  if (!device_)
-    return;
+  if (device_)
+    finishAudio();
+  savePrograms();
+}
+
+/// Nothing plays any more afterwards.
+void OrbiPlayerApplication::finishAudio()
+{
   bool wasOver = songPlayer_->isOver();
   char driver[LoomDriverList::nameLimit] = {};
   device_->driverName(driver);

@@ -72,6 +72,7 @@ bool OrbPlugin::guard(Call&& call)
   if (platform::guarded(call))
     return true;
   keepsLibrary_ = true; // what it left behind may still run
+  ++faultCount_;
   return false;
 }
 
@@ -84,14 +85,19 @@ bool OrbPlugin::load(const std::filesystem::path& module, OrbHostCallback callba
   for (const char* name : entryNames)
     if (!entry)
       entry = module_.function<std::remove_pointer_t<OrbPluginEntry>>(name);
+  return enter(entry, callback);
+}
+
+bool OrbPlugin::enter(OrbPluginEntry entry, OrbHostCallback callback)
+{
   OrbEffect* effect = nullptr;
   bool usable = false;
-  auto enter = [&] {
+  auto call = [&] {
     effect = entry(callback);
     usable = effect && effect->dispatcher && isCredible(effect->numInputs) &&
              isCredible(effect->numOutputs);
   };
-  if (!entry || !guard(enter) || !usable)
+  if (!entry || !guard(call) || !usable)
     return false;
   effect_ = effect;
   return true;
@@ -159,6 +165,20 @@ void OrbPlugin::setProgram(int32_t program)
 {
   if (program >= 0 && program < numPrograms())
     dispatch(opSetProgram, 0, program);
+}
+
+void OrbPlugin::setParameter(int32_t index, float value)
+{
+  if (effect_ && effect_->setParameter && !isAbandoned())
+    guard([&] { effect_->setParameter(effect_, index, value); });
+}
+
+float OrbPlugin::parameter(int32_t index)
+{
+  float value = 0.0f;
+  if (effect_ && effect_->getParameter && !isAbandoned())
+    guard([&] { value = effect_->getParameter(effect_, index); });
+  return value;
 }
 
 int32_t OrbPlugin::programName(std::string& out)

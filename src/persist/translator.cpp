@@ -104,6 +104,16 @@ const char* UTranslator::text(const char* key)
   return instance_ ? instance_->translate(key) : key;
 }
 
+/// A translation comes from a file, so it is no pattern for formatting.
+std::string UTranslator::filled(const char* key, std::string_view with)
+{
+  constexpr std::string_view gap = "%s";
+  std::string filled = text(key);
+  if (const size_t place = filled.find(gap); place != filled.npos)
+    filled.replace(place, gap.size(), with);
+  return filled;
+}
+
 void UTranslator::start(const ULanguageSetting* setting, std::string_view systemLanguage,
                         FStream* file)
 {

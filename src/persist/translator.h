@@ -58,6 +58,8 @@ public:
 
   static UTranslator* instance() { return instance_; }
   static const char* text(const char* key); ///< by the instance; the key itself without one
+  /// The text with another one in the place of its "%s".
+  static std::string filled(const char* key, std::string_view with);
 
   /// Chooses the language and loads the texts: in the language of the setting when the file names
   /// it, else in the system's. A missing file is none.

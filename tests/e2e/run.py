@@ -122,10 +122,60 @@ def wrong_options_end_with_2_and_one_line(folder):
 
 
 @case
-def what_is_not_there_yet_says_so(folder):
-    for arguments in (["--load", "a.fxp"], ["--save-program", "a"], ["--save-bank", "b"], ["x.fxp"],
-                      ["x.fxb"]):
-        check_one_line(run(PLAYER, *arguments), 1, "yet")
+def a_bank_brings_the_sound_back_to_the_byte(folder):
+    folder = pathlib.Path(folder)
+    setup = song(folder, [(0, (0xC0, 24)), (0, (0xB0, 7, 70)), (0, (0xB2, 91, 127)),
+                          (0, (0xC2, 48)), (0, (0xE0, 0, 80)), (9, (0xB0, 1, 90))], name="setup.mid")
+    notes = song(folder, [(0, (0x90, 60, 100)), (0, (0x92, 48, 90)), (480, (0x80, 60, 0)),
+                          (960, (0x82, 48, 0))], name="notes.mid")
+
+    def render(name, *options):
+        result = run(PLAYER, "--render", folder / name, "--seconds", "2", *options)
+        check(result.returncode == 0 and result.stderr.count("\n") == 1, result)
+        return (folder / name).read_bytes()
+
+    plain = render("plain.wav", "--play", notes)
+    render("setup.wav", "--play", setup, "--save-bank", folder / "a.fxb")
+    before = render("before.wav", "--play", notes, "--load", folder / "a.fxb",
+                    "--save-bank", folder / "b.fxb", "--save-program", folder / "b.fxp")
+    check((folder / "a.fxb").read_bytes() == (folder / "b.fxb").read_bytes(), "the banks differ")
+    check(before == render("after.wav", "--play", notes, folder / "b.fxb"), "the sound differs")
+    check(before != plain, "the bank isn't heard")
+    alone = render("alone.wav", "--play", notes, "--load", folder / "b.fxp")
+    check(alone not in (before, plain), "a program is the first channel's alone")
+    tool = BIN / "orbitool"
+    check(run(tool, "check", folder / "b.fxb", folder / "b.fxp").returncode == 0)
+    check("SFPl" in run(tool, "show", folder / "b.fxp").stdout)
+
+
+@case
+def a_load_or_save_that_fails_changes_nothing_and_ends_with_1(folder):
+    folder = install(folder, "Sine")
+    shutil.copy(BUILD / "sdk" / "sine.so", folder / "Sine.so")
+    sine, short = folder / "Sine", [*SILENT, "--seconds", "0.05"]
+    whole = folder / "whole.fxb"
+    check(run(sine, *short, "--save-bank", whole, "--save-program", folder / "one.fxp").returncode == 0)
+    content = whole.read_bytes()
+    (folder / "cut.fxb").write_bytes(content[:-1])
+    (folder / "text.fxp").write_text("no program")
+    (folder / "other.fxb").write_bytes(content[:16] + b"Else" + content[20:])
+    for bad, reason in (("cut.fxb", "cut short"), ("text.fxp", "neither"), ("none.fxb", "exist"),
+                        ("other.fxb", "another plug-in")):
+        kept = folder / "kept.fxb"
+        kept.write_text("former")
+        check_one_line(run(sine, *short, "--load", whole, "--load", folder / bad, "--save-bank", kept), 1,
+                       bad, reason)
+        check(kept.read_text() == "former", "something was saved")
+        check_one_line(run(sine, *short, folder / bad), 1, bad, reason)
+        out = folder / "out.wav"
+        check_one_line(run(sine, "--play", DEMO, "--render", out, "--load", folder / bad), 1, bad)
+        check(not out.exists())
+    check(run(sine, *short, "--load", folder / "one.fxp", whole, "--save-bank", kept).returncode == 0)
+    check(kept.read_bytes() == content, "a bank that was loaded and saved differs")
+    for target in (folder, folder / "no" / "where.fxb"):
+        check_one_line(run(sine, *short, "--save-bank", target), 1, str(target))
+    check(run(sine, *short, "--save-bank", "/dev/full").returncode == 1)
+    check(not [path.name for path in folder.iterdir() if "~" in path.name], "something is left over")
 
 
 @case

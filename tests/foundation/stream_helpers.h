@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/memory_stream.h"
+#include "foundation/ref.h"
 
 #include <algorithm>
 #include <random>

@@ -1,6 +1,7 @@
 // The probing plug-in. Output i of a block holds i + 1 plus a thousandth for each frame.
 #include "probe/probe.h"
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -50,18 +51,69 @@ void takeEvents(const OrbEventList& list)
     probe.events[i] = *list.events[i];
 }
 
-int64_t dispatch(OrbEffect*, int32_t opcode, int32_t index, int64_t value, void* ptr, float opt)
+int64_t giveChunk(void* ptr)
+{
+  *static_cast<const void**>(ptr) = probe.chunk;
+  return probe.chunkBytes;
+}
+
+int64_t takeChunk(const void* data, int64_t bytes)
+{
+  probe.takenBytes = bytes;
+  std::memcpy(probe.taken, data, std::min(static_cast<size_t>(bytes), sizeof probe.taken));
+  return 0;
+}
+
+int64_t answerLoad(const OrbBankInfo& info)
+{
+  probe.info = info;
+  return probe.beginLoadAnswer;
+}
+
+void askForFile(OrbEffect* effect)
+{
+  std::memset(probe.fileInWork, 0, sizeof probe.fileInWork);
+  probe.host(effect, hostChunkFile, 0, 0, probe.fileInWork, 0.0f);
+}
+
+bool hasProgram(int64_t program)
+{
+  return program >= 0 && program < ProbePlugin::maxPrograms;
+}
+
+int64_t dispatch(OrbEffect* effect, int32_t opcode, int32_t index, int64_t value, void* ptr,
+                 float opt)
 {
   if (opcode != opProcessEvents)
     probe.calls.add("%d %d %lld %g", opcode, index, static_cast<long long>(value),
                     static_cast<double>(opt));
+  if (opcode == opGetChunk || opcode == opSetChunk || opcode == opBeginLoadBank ||
+      opcode == opBeginLoadProgram)
+    askForFile(effect);
   faultIf(opcode);
   switch (opcode) {
+  case opSetProgram:
+    probe.program = hasProgram(value) ? static_cast<int>(value) : 0;
+    return 0;
+  case opGetProgram:
+    return probe.program;
+  case opSetProgramName:
+    std::snprintf(probe.names[hasProgram(index) ? index : 0], sizeof probe.names[0], "%s",
+                  static_cast<const char*>(ptr));
+    return 0;
+  case opGetChunk:
+    return giveChunk(ptr);
+  case opSetChunk:
+    return takeChunk(ptr, value);
+  case opBeginLoadBank:
+  case opBeginLoadProgram:
+    return answerLoad(*static_cast<const OrbBankInfo*>(ptr));
   case opProcessEvents:
     takeEvents(*static_cast<OrbEventList*>(ptr));
     return 0;
   case opGetProgramName:
-    return answerText(probe.programName, ptr, 0, -1);
+    return answerText(
+        probe.names[probe.program][0] ? probe.names[probe.program] : probe.programName, ptr, 0, -1);
   case opGetProductString:
     return answerText(probe.productName, ptr, 1, 0);
   case opGetOutputProperties:
@@ -71,6 +123,20 @@ int64_t dispatch(OrbEffect*, int32_t opcode, int32_t index, int64_t value, void*
   default:
     return 0;
   }
+}
+
+void setParameter(OrbEffect*, int32_t index, float value)
+{
+  probe.calls.add("= %d %g", index, static_cast<double>(value));
+  faultIf(ProbePlugin::inParameter);
+  if (index >= 0 && index < ProbePlugin::maxParams)
+    probe.parameters[probe.program][index] = value;
+}
+
+float getParameter(OrbEffect*, int32_t index)
+{
+  faultIf(ProbePlugin::inParameter);
+  return probe.parameters[probe.program][index % ProbePlugin::maxParams];
 }
 
 void render(float** outputs, int32_t frames, float kept)
@@ -126,6 +192,10 @@ OrbEffect* probeEntry(OrbHostCallback host)
   effect.dispatcher = dispatch;
   effect.processAccumulating = processAccumulating;
   effect.processReplacing = processReplacing;
+  effect.setParameter = setParameter;
+  effect.getParameter = getParameter;
+  effect.uniqueId = probe.uniqueId;
+  effect.version = probe.version;
   effect.numPrograms = probe.numPrograms;
   effect.numParams = probe.numParams;
   effect.numInputs = probe.numInputs;

@@ -33,8 +33,11 @@ struct ProbeRecord {
 
 struct ProbePlugin {
   static constexpr int maxOutputs = 256;
+  static constexpr int maxPrograms = 4;
+  static constexpr int maxParams = 8;
   static constexpr int inEntry = -1;   ///< as faultAt, beside the opcodes
   static constexpr int inProcess = -2; ///< likewise
+  static constexpr int inParameter = -3;
 
   // Script
   int numInputs = 0;
@@ -42,11 +45,16 @@ struct ProbePlugin {
   int numPrograms = 0;
   int numParams = 0;
   int flags = orbHasReplacing;
+  int uniqueId = 0x50726F62; ///< "Prob"
+  int version = 100;
   int32_t outputFlags[maxOutputs] = {};
   int32_t arrangement[maxOutputs] = {};
   const char* label[maxOutputs] = {};
   const char* programName = nullptr; ///< null answers that there is none
   const char* productName = nullptr;
+  const void* chunk = nullptr; ///< what it gives as one
+  int64_t chunkBytes = 0;
+  int64_t beginLoadAnswer = 0;     ///< to both questions
   bool isNull = false;             ///< no effect
   bool needsIdleInEntry = false;   ///< asks for idle before there is an effect
   bool wantsMidi = false;          ///< answers so to the question at opening
@@ -55,8 +63,17 @@ struct ProbePlugin {
   std::atomic<bool> hold{false};   ///< process doesn't return while this is set
   bool doesNothing = false;        ///< processReplacing returns at once
 
+  // State of its programs: what is read is what was set
+  int program = 0;
+  float parameters[maxPrograms][maxParams] = {};
+  char names[maxPrograms][64] = {}; ///< an empty one is programName
+
   // Record
-  ProbeRecord calls; ///< all but process and events
+  ProbeRecord calls;          ///< all but process and events; a parameter as "= index value"
+  OrbBankInfo info = {};      ///< of the last question before a load
+  uint8_t taken[64] = {};     ///< of the last chunk
+  int64_t takenBytes = -1;    ///< its size
+  char fileInWork[2048] = {}; ///< as the host told it at the last chunk or question
   OrbHostCallback host = nullptr;
   OrbEffect effect = {};
   std::atomic<int> blocks{0};

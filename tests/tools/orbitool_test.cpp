@@ -261,6 +261,34 @@ TEST_F(Orbitool, translations_show_the_texts_of_each_language)
                   "\n"));
 }
 
+const std::string bankFile = "CcnK" +
+                             std::string("\0\0\1\x0E"
+                                         "FxBk\0\0\0\1TEST\0\0\0\7\0\0\0\2",
+                                         24) +
+                             std::string(128, '\0') +
+                             std::string("CcnK\0\0\0\x34"
+                                         "FxCk\0\0\0\1TEST\0\0\0\7\0\0\0\1Bright\x01",
+                                         35) +
+                             std::string(21, '\0') + std::string("\x3F\x80\0\0", 4) +
+                             std::string("CcnK\0\0\0\x36"
+                                         "FPCh\0\0\0\1TEST\0\0\0\7\0\0\0\1Soft",
+                                         32) +
+                             std::string(24, '\0') + std::string("\0\0\0\2\xAB\1", 6);
+
+TEST_F(Orbitool, banks_show_whose_they_are_and_what_their_programs_hold)
+{
+  folder.write("b.fxb", bankFile);
+  ASSERT_EQ(run({"show", "@b.fxb"}), 0) << said;
+  const std::string whose = ", plug-in 0x54455354 \"TEST\", version 7\n";
+  EXPECT_EQ(printed, "bank of 2 programs" + whose + "  program \"Bright\\x01\"" + whose +
+                         "    parameter 0 = 1\n  program \"Soft\"" + whose +
+                         "    data, 2 bytes: AB 01\n");
+  folder.write("odd.fxp", bankFile.substr(156, 60) + "x");
+  EXPECT_EQ(run({"show", "@odd.fxp"}), 0);
+  EXPECT_EQ(run({"check", "@odd.fxp"}), 1);
+  EXPECT_EQ(said, "odd.fxp: something stands behind its end (byte 60)\n");
+}
+
 // Archives
 
 TEST_F(Orbitool, an_archive_gives_back_the_folder_that_it_was_made_of)
@@ -326,7 +354,8 @@ TEST_F(Orbitool, files_cut_anywhere_are_refused_and_whole_ones_are_not)
   ASSERT_EQ(run({"convert", "@a.xml", "@a.bin"}), 0);
   ASSERT_EQ(run({"archive", "create", "@a.qrf", "@in"}), 0);
   folder.write("t.xml", translation);
-  for (const char* name : {"a.xml", "a.bin", "a.qrf", "t.xml"}) {
+  folder.write("a.fxb", bankFile);
+  for (const char* name : {"a.xml", "a.bin", "a.qrf", "t.xml", "a.fxb"}) {
     ASSERT_EQ(run({"check", std::string("@") + name}), 0) << said;
     EXPECT_EQ(printed + said, "");
     const std::string whole = contents(name);
@@ -359,13 +388,14 @@ TEST_F(Orbitool, every_bad_file_gets_its_line_and_the_good_ones_none)
   EXPECT_EQ(run({"check", "@bad.xml", "@good.xml", "@lang.xml", "@skin.xml", "@song.mid",
                  "@other.txt", "@folder.xml", "@none.xml"}),
             1);
-  EXPECT_EQ(said, "bad.xml: line 3: Unexpected tag or invalid attributes!\n"
-                  "lang.xml: line 2: The language tag requires a single key/value pair!\n"
-                  "skin.xml: is a skin, which can't be checked yet\n"
-                  "song.mid: is cut off in its header\n"
-                  "other.txt: is of no known kind (known extensions: xml pxml bin qrf mid)\n"
-                  "folder.xml: is a folder\n"
-                  "none.xml: doesn't exist\n");
+  EXPECT_EQ(said,
+            "bad.xml: line 3: Unexpected tag or invalid attributes!\n"
+            "lang.xml: line 2: The language tag requires a single key/value pair!\n"
+            "skin.xml: is a skin, which can't be checked yet\n"
+            "song.mid: is cut off in its header\n"
+            "other.txt: is of no known kind (known extensions: xml pxml bin qrf fxp fxb mid)\n"
+            "folder.xml: is a folder\n"
+            "none.xml: doesn't exist\n");
   EXPECT_EQ(printed, "");
 }
 

@@ -3,6 +3,7 @@
 #include "host/song.h"
 #include "orbitool/archive_file.h"
 #include "orbitool/object_file.h"
+#include "orbitool/program_view.h"
 #include "orbitool/translation_file.h"
 #include "orbitool/tree_view.h"
 
@@ -100,6 +101,32 @@ std::optional<Fault> showArchive(const SourceFile& file, std::ostream& out)
   return std::nullopt;
 }
 
+// Programs and banks
+
+Fault faultOf(const ProgramFileFault& fault)
+{
+  return {fault.text()};
+}
+
+std::optional<Fault> checkProgram(const SourceFile& file)
+{
+  ProgramFileFault fault;
+  const std::optional<ParsedProgramFile> read = parseProgramFile(file.bytes, fault);
+  if (!read)
+    return faultOf(fault);
+  return read->oddity ? std::optional(faultOf(*read->oddity)) : std::nullopt;
+}
+
+std::optional<Fault> showProgram(const SourceFile& file, std::ostream& out)
+{
+  ProgramFileFault fault;
+  const std::optional<ParsedProgramFile> read = parseProgramFile(file.bytes, fault);
+  if (!read)
+    return faultOf(fault);
+  printProgramFile(out, *read);
+  return std::nullopt;
+}
+
 // Songs
 
 /// The reader names the file first, in quotes.
@@ -119,6 +146,8 @@ constexpr FileKind kinds[] = {
     {"XML object file", "xml pxml", "", true, checkXml, showObjectFile<readXmlFile>},
     {"binary object file", "bin", "", true, checkBinary, showObjectFile<readBinaryFile>},
     {"resource archive", "qrf", "", false, checkArchive, showArchive},
+    {"program", "fxp", "", true, checkProgram, showProgram},
+    {"bank", "fxb", "", true, checkProgram, showProgram},
     {"MIDI file", "mid", "", false, checkSong, nullptr},
 };
 

@@ -138,6 +138,18 @@ std::string counted(int64_t count, const char* one, const char* many)
   return std::to_string(count) + ' ' + (count == 1 ? one : many);
 }
 
+void printBytes(std::ostream& out, std::string_view bytes)
+{
+  constexpr size_t bytesShown = 16;
+  constexpr const char* digits = "0123456789ABCDEF";
+  out << ", " << counted(static_cast<int64_t>(bytes.size()), "byte", "bytes");
+  for (size_t i = 0; i < std::min(bytes.size(), bytesShown); ++i) {
+    const auto byte = static_cast<uint8_t>(bytes[i]);
+    out << (i == 0 ? ": " : " ") << digits[byte >> 4] << digits[byte & 15];
+  }
+  out << (bytes.size() > bytesShown ? " ...\n" : "\n");
+}
+
 std::ostream& startLine(std::ostream& out, int64_t depth)
 {
   constexpr std::string_view blanks = "                                                            "

@@ -20,6 +20,9 @@ std::string inQuotes(std::string_view text); ///< between quotes, those inside w
 
 std::string counted(int64_t count, const char* one, const char* many); ///< "1 item", "2 items"
 
+/// ", 3 bytes: 01 02 FF", with so many of the first bytes as fit a line.
+void printBytes(std::ostream& out, std::string_view bytes);
+
 /// Starts a line of a tree. Far down the indent stays and the depth is told as a number, so that
 /// the output doesn't grow with the square of the depth.
 std::ostream& startLine(std::ostream& out, int64_t depth);

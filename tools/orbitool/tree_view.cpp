@@ -172,13 +172,9 @@ void TreeView::openInstance(std::string_view head, CmObject& object, int64_t id,
 
 void TreeView::printBinary(std::string_view head, CmObject* object, int64_t depth)
 {
-  constexpr int64_t bytesShown = 16;
-  constexpr const char* digits = "0123456789ABCDEF";
   const BinaryBlock block = binaryBlockOf(object);
-  startLine(out_, depth) << "binary" << head << ", " << counted(block.size, "byte", "bytes");
-  for (int64_t i = 0; i < std::min(block.size, bytesShown); ++i)
-    out_ << (i == 0 ? ": " : " ") << digits[block.data[i] >> 4] << digits[block.data[i] & 15];
-  out_ << (block.size > bytesShown ? " ...\n" : "\n");
+  printBytes(startLine(out_, depth) << "binary" << head,
+             {reinterpret_cast<const char*>(block.data), static_cast<size_t>(block.size)});
 }
 
 } // namespace orbi

@@ -1,0 +1,101 @@
+// A bank of 128 programs with 500 parameters each as a file: saving and loading are to take less
+// than 20 ms each, apart from the plug-in. The file lies in memory where the system has such a
+// place, so that the time of synchronising with a disk isn't counted.
+#include "foundation/ref.h"
+#include "host/plugin.h"
+#include "host/program_file.h"
+#include "persist/file_dialog.h"
+#include "persist/whole_file.h"
+
+#include <benchmark/benchmark.h>
+#include <cstring>
+#include <filesystem>
+#include <unistd.h>
+
+using namespace orbi;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int32_t programs = 128;
+constexpr int32_t parameters = 500;
+
+OrbEffect effect;
+int32_t current = 0;
+float values[programs][parameters];
+
+int64_t dispatch(OrbEffect*, int32_t opcode, int32_t, int64_t value, void* ptr, float)
+{
+  if (opcode == opSetProgram)
+    current = static_cast<int32_t>(value);
+  if (opcode == opGetProgramName)
+    std::strcpy(static_cast<char*>(ptr), "Program");
+  return opcode == opGetProgram ? current : 0;
+}
+
+OrbEffect* enter(OrbHostCallback)
+{
+  effect.dispatcher = dispatch;
+  effect.setParameter = [](OrbEffect*, int32_t index, float value) {
+    values[current][index] = value;
+  };
+  effect.getParameter = [](OrbEffect*, int32_t index) { return values[current][index]; };
+  effect.numPrograms = programs;
+  effect.numParams = parameters;
+  return &effect;
+}
+
+/// The file and who saves and loads it; the file goes with its user.
+class BankOnDisk {
+public:
+  BankOnDisk() { plugin->enter(enter, nullptr); }
+  ~BankOnDisk() { fs::remove(path); }
+
+  static fs::path folder()
+  {
+    const fs::path memory = "/dev/shm";
+    return access(memory.c_str(), W_OK) == 0 ? memory : fs::temp_directory_path();
+  }
+
+  fs::path path = folder() / ("orbi_bench_" + std::to_string(getpid()) + ".fxb");
+  FGivenFile given{path};
+  Ref<OrbPlugin> plugin = make<OrbPlugin>("bench", 0);
+};
+
+void save(benchmark::State& state)
+{
+  BankOnDisk bank;
+  for (auto _ : state)
+    if (bank.plugin->saveBankFile(bank.given) != 1)
+      state.SkipWithError("can't be written");
+}
+
+void load(benchmark::State& state)
+{
+  BankOnDisk bank;
+  bank.plugin->saveBankFile(bank.given);
+  for (auto _ : state)
+    if (bank.plugin->loadBankFile(bank.given) != 1 || bank.plugin->fileFault())
+      state.SkipWithError("not everything was read");
+}
+
+/// What the command line does before.
+void check(benchmark::State& state)
+{
+  BankOnDisk bank;
+  bank.plugin->saveBankFile(bank.given);
+  for (auto _ : state) {
+    std::string words;
+    ProgramFileFault fault;
+    const auto bytes = readWholeFile(bank.path, INT32_MAX, words);
+    if (!bytes || !parseProgramFile(*bytes, fault))
+      state.SkipWithError("it isn't whole");
+  }
+}
+
+BENCHMARK(save)->Unit(benchmark::kMillisecond);
+BENCHMARK(load)->Unit(benchmark::kMillisecond);
+BENCHMARK(check)->Unit(benchmark::kMillisecond);
+
+} // namespace
