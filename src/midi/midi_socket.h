@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/lock.h"
+#include "midi/held_keys.h"
 #include "midi/midi_port.h"
 #include "studio/event_queue.h"
 
@@ -86,8 +87,9 @@ public:
   virtual bool connectThru(PMidiOutSocket&, int32_t, int32_t) { return false; }
   virtual bool disconnectThru(PMidiOutSocket&, int32_t, int32_t) { return false; }
 
-  /// The input that is left gets the note offs of all keys that are held.
+  /// The input that is left gets the ends of all that is held.
   bool removeConnection(PPort* other) override;
+  void deactivate() override;
 
 protected:
   void sendPlayed(PMidiEvent& event); ///< and remembers held keys. The system's thread
@@ -100,11 +102,8 @@ protected:
 private:
   size_t appendData(std::span<const uint8_t> bytes);
 
-  void noteKey(const PMidiEvent& event);
-
-  Ref<PSysexEvent> partialSysex_; ///< being assembled
-  /// A bit for each held key, by channel and upper half. Written by the system's thread alone.
-  std::array<std::array<std::atomic<uint64_t>, 2>, 16> held_{};
+  Ref<PSysexEvent> partialSysex_;      ///< being assembled
+  PHeldKeys held_;                     ///< noted by the system's thread
   std::atomic<double> lastTime_{-1.0}; ///< of what was played last
 };
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace orbi {
 
@@ -43,12 +44,13 @@ public:
     sockets_.swap(sockets);
   }
 
-  static void start(const std::shared_ptr<Scheduler>& scheduler, platform::ThreadPriority priority)
+  static bool start(const std::shared_ptr<Scheduler>& scheduler, platform::ThreadPriority priority)
   {
     scheduler->running_.store(true, std::memory_order_relaxed);
     scheduler->nextDue_.store(PMidiOutSocket::nothingDue, std::memory_order_relaxed);
     scheduler->thread_ = platform::ThreadHandle::start(
         "MIDI scheduler", [scheduler] { scheduler->run(); }, priority);
+    return static_cast<bool>(scheduler->thread_);
   }
 
   void stop()
@@ -62,7 +64,7 @@ public:
 
   void wake(double due)
   {
-    std::atomic_thread_fence(std::memory_order_seq_cst); // see run
+    std::atomic_thread_fence(std::memory_order_seq_cst); // see mayRest
     if (due < nextDue_.load(std::memory_order_relaxed))
       wake_.set();
   }
@@ -77,14 +79,20 @@ private:
   void run()
   {
     while (running_.load(std::memory_order_relaxed)) {
-      if (hasWaiting())
+      if (hasWaiting() || !mayRest())
         wake_.wait(passMilliseconds);
       else
         wake_.wait();
       nextDue_.store(pumpAll(), std::memory_order_relaxed);
-      // Who queues something and isn't seen by the test that follows, sees this time.
-      std::atomic_thread_fence(std::memory_order_seq_cst);
     }
+  }
+
+  /// From now on every event wakes. One that came before and wasn't seen is seen now.
+  bool mayRest()
+  {
+    nextDue_.store(std::numeric_limits<double>::infinity(), std::memory_order_relaxed);
+    std::atomic_thread_fence(std::memory_order_seq_cst); // in one order with the one of wake
+    return !hasWaiting();
   }
 
   bool hasWaiting()
@@ -232,8 +240,10 @@ bool PMmeMidiDevice::addNew(std::span<const platform::MidiPortInfo> ports)
       addOutput(socket, Registration::registered);
     else
       addInput(socket, Registration::registered);
-    if (isActivated_)
+    if (isActivated_) {
+      takeOldSettings(*socket);
       socket->activate();
+    }
   }
   if constexpr (!bringsIn<Socket>)
     publishOutSockets();
@@ -275,8 +285,9 @@ void PMmeMidiDevice::startScheduler()
 {
   if (hasScheduler_ || countInputs() == 0)
     return;
-  hasScheduler_ = true;
-  Scheduler::start(scheduler_, threadPriority());
+  scheduler_ = std::make_shared<Scheduler>(); // a former one's thread may be late
+  publishOutSockets();
+  hasScheduler_ = Scheduler::start(scheduler_, threadPriority());
 }
 
 bool PMmeMidiDevice::deactivate()

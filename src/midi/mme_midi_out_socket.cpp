@@ -2,6 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "midi/mme_midi_device.h"
+#include "midi/open_notes.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,7 +13,6 @@ CM_REGISTER_ABSTRACT(PMmeMidiOutSocket); // its device makes it
 
 namespace {
 
-constexpr uint8_t noteOffStatus = 0x80;
 constexpr uint8_t sysexStatus = 0xF0;
 constexpr uint8_t firstRealtime = 0xF8;
 constexpr uint32_t mostPending = 65536; ///< events behind a long message that doesn't get on
@@ -211,11 +211,14 @@ void PMmeMidiOutSocket::allNotesOffNow()
     FGuard guardPending(pendingLock_);
     pending.takeAll(pendingQueue_);
   }
-  // Note offs wait again if a long message is still on its way.
+  // Notes that didn't begin yet don't begin; all else goes on in its order.
+  OpenNotes dropped;
   while (auto* event = static_cast<PMidiEvent*>(pending.firstEvent())) {
     auto kept = Ref<PMidiEvent>::share(event);
     pending.removeAt(0);
-    if (event->getStatus() == noteOffStatus)
+    if (beginsNote(*event))
+      dropped.begin(*event);
+    else if (!endsNote(*event) || !dropped.end(*event))
       sendNow(*event);
   }
   CmClass::allNotesOffNow();

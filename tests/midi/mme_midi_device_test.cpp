@@ -240,15 +240,18 @@ TEST_F(MmeMidiOutSocket, all_notes_off_keeps_ends_of_notes_behind_a_long_message
 {
   sendSysex(sysexOf(200));
   send({0x80, 60, 0});
+  send({0xB0, 64, 0});
   send({0x90, 61, 100});
+  send({0x80, 61, 0});
   sink->take();
   send({0xB0, 123, 0});
   for (int pass = 0; pass < 5; ++pass)
     socket->pump(0.0);
   const std::vector<Bytes> sent = sink->take();
-  ASSERT_EQ(sent.size(), 3u);
+  ASSERT_EQ(sent.size(), 4u);
   EXPECT_EQ(sent[1], (Bytes{0x80, 60, 0}));
-  EXPECT_EQ(sent[2], (Bytes{0xB0, 123, 0}));
+  EXPECT_EQ(sent[2], (Bytes{0xB0, 64, 0}));
+  EXPECT_EQ(sent[3], (Bytes{0xB0, 123, 0}));
 }
 
 TEST_F(MmeMidiDevice, ports_are_known_by_name_kind_and_an_id_that_stays)
@@ -302,12 +305,13 @@ TEST_F(MmeMidiDevice, port_that_goes_ends_its_notes_and_comes_back_as_it_was)
   device->findOutput("Keys")->connect(input.get());
   device->findOutput("Pads")->connect(input.get());
   device->findOutput("Keys")->setUserName("My keys");
-  play("Keys", {0x90, 60, 100, 64, 100, 0x80, 60, 0, 0x91, 70, 90});
+  play("Keys", {0x90, 60, 100, 64, 100, 0x80, 60, 0, 0x91, 70, 90, 0xB1, 64, 127, 0xB0, 66, 9});
   play("Pads", {0x99, 36, 100});
   listener.take();
   loop->unplug("Keys");
   EXPECT_TRUE(device->rescan());
-  EXPECT_THAT(listener.take(), ElementsAre(Bytes{0x80, 64, 0}, Bytes{0x81, 70, 0}));
+  EXPECT_THAT(listener.take(),
+              ElementsAre(Bytes{0x80, 64, 0}, Bytes{0x81, 70, 0}, Bytes{0xB1, 64, 0}));
   EXPECT_FALSE(device->findOutput("Keys"));
   EXPECT_EQ(input->countConnections(), 1);
   play("Pads", {0x89, 36, 0}); // whose place in the list is another one now
