@@ -67,7 +67,6 @@ OrbiPlayerApplication::OrbiPlayerApplication(const char* title, Options options,
 // The skin manager and its first provider come with the skin language.
 void OrbiPlayerApplication::createSkinManager() {}
 
-// The studio comes with the device tree.
 void OrbiPlayerApplication::createStudio()
 {
   studio_ = make<PStudio>();

@@ -138,7 +138,7 @@ protected:
 
   void activates() override;
   FLock& queueLock() { return queueLock_; }
-  bool hasQueued() const { return queued_.load(std::memory_order_relaxed) > 0; }
+  bool hasQueued() const { return queued_.load(std::memory_order_seq_cst) > 0; }
 
 private:
   static constexpr double cancelDelay = 0.1; ///< seconds behind what went last
@@ -146,7 +146,7 @@ private:
   void queueNoteOff(const PMidiEvent& noteOn);
   void insertCopy(PMidiEvent& event);
   void sendCancelling(PMidiEvent& noteOff);
-  void countQueued() { queued_.store(queue_.count(), std::memory_order_relaxed); }
+  void countQueued() { queued_.store(queue_.count(), std::memory_order_seq_cst); }
 
   FLock queueLock_{"PMidiOutSocket"};
   PEventQueue queue_;

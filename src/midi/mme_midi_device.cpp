@@ -64,8 +64,7 @@ public:
 
   void wake(double due)
   {
-    std::atomic_thread_fence(std::memory_order_seq_cst); // see mayRest
-    if (due < nextDue_.load(std::memory_order_relaxed))
+    if (due < nextDue_.load(std::memory_order_seq_cst)) // see mayRest
       wake_.set();
   }
 
@@ -90,8 +89,8 @@ private:
   /// From now on every event wakes. One that came before and wasn't seen is seen now.
   bool mayRest()
   {
-    nextDue_.store(std::numeric_limits<double>::infinity(), std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_seq_cst); // in one order with the one of wake
+    nextDue_.store(std::numeric_limits<double>::infinity(),
+                   std::memory_order_seq_cst); // as the counts
     return !hasWaiting();
   }
 

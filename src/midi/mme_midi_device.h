@@ -18,7 +18,7 @@ public:
   enum class Scan { now, later }; ///< to look for ports takes time
   explicit PMmeMidiDevice(std::unique_ptr<platform::MidiSystem> system, Scan scan = Scan::now);
   PMmeMidiDevice(const PMmeMidiDevice&) = delete;
-  ~PMmeMidiDevice() override; ///< keeps its settings
+  ~PMmeMidiDevice() override;
 
   platform::MidiSystem& system() { return *system_; }
 

@@ -94,7 +94,7 @@ bool PMmeMidiOutSocket::receive(PEvent& event)
 
 bool PMmeMidiOutSocket::hasWaiting() const
 {
-  return hasQueued() || pending_.load(std::memory_order_relaxed);
+  return hasQueued() || pending_.load(std::memory_order_seq_cst);
 }
 
 void PMmeMidiOutSocket::sendShort(const PMidiEvent& event)
@@ -119,7 +119,7 @@ void PMmeMidiOutSocket::sendNow(PMidiEvent& event)
   } else if (event.getStatus() != sysexStatus) {
     sendShort(event);
   }
-  pending_.store(!pendingQueue_.isEmpty() || currentSysex_, std::memory_order_relaxed);
+  pending_.store(!pendingQueue_.isEmpty() || currentSysex_, std::memory_order_seq_cst);
 }
 
 void PMmeMidiOutSocket::queuePending(const PMidiEvent& event)
@@ -173,7 +173,7 @@ void PMmeMidiOutSocket::finishSysex()
 {
   currentSysex_ = {};
   sysexOffset_ = 0;
-  pending_.store(!pendingQueue_.isEmpty(), std::memory_order_relaxed);
+  pending_.store(!pendingQueue_.isEmpty(), std::memory_order_seq_cst);
 }
 
 // Pumping
@@ -200,7 +200,7 @@ void PMmeMidiOutSocket::sendPending()
       sendShort(*event);
   }
   sendChunk();
-  pending_.store(!pendingQueue_.isEmpty() || currentSysex_, std::memory_order_relaxed);
+  pending_.store(!pendingQueue_.isEmpty() || currentSysex_, std::memory_order_seq_cst);
 }
 
 void PMmeMidiOutSocket::allNotesOffNow()

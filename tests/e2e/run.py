@@ -123,9 +123,23 @@ def wrong_options_end_with_2_and_one_line(folder):
 
 @case
 def what_is_not_there_yet_says_so(folder):
-    for arguments in (["--list-midi"], ["--midi-port", "x"], ["--load", "a.fxp"],
-                      ["--save-program", "a"], ["--save-bank", "b"], ["x.fxp"], ["x.fxb"]):
+    for arguments in (["--load", "a.fxp"], ["--save-program", "a"], ["--save-bank", "b"], ["x.fxp"],
+                      ["x.fxb"]):
         check_one_line(run(PLAYER, *arguments), 1, "yet")
+
+
+@case
+def a_wanted_midi_port_may_be_away_and_isnt_stored(folder):
+    listed = run(PLAYER, "--list-midi")
+    check(listed.returncode == 0 and listed.stdout.startswith("All MIDI Inputs\n"), listed)
+    environment = dict(os.environ, XDG_CONFIG_HOME=str(folder))
+    folder = install(folder, "Sine")
+    shutil.copy(BUILD / "sdk" / "sine.so", folder / "Sine.so")
+    for port in ("all", "no such keyboard"):
+        result = run(folder / "Sine", *SILENT, "--midi-port", port, "--seconds", "0.1", env=environment)
+        check(result.returncode == 0 and not result.stderr, result)
+    stored = (folder / "Quillmore" / "Sine Standalone" / "Defaults.xml").read_text(errors="replace")
+    check("no such keyboard" not in stored and "MIDI Port" not in stored, stored)
 
 
 @case
