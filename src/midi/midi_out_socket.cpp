@@ -37,6 +37,8 @@ void PMidiOutSocket::activates()
 {
   FGuard guard(queueLock_);
   lastTime_ = 0.0;
+  queue_.removeAll();
+  countQueued();
 }
 
 bool PMidiOutSocket::receive(PEvent& received)
@@ -50,8 +52,9 @@ bool PMidiOutSocket::receive(PEvent& received)
     allNotesOffNow();
   Ref<PMidiEvent> kept = Ref<PMidiEvent>::share(&event);
   FGuard guard(queueLock_);
+  const bool hasRoom = queue_.count() < mostQueued;
   enqueue(event);
-  if (beginsNote(event) && time > 0.0 && !(event.flags & eventNoAutoNoteOff))
+  if (hasRoom && beginsNote(event) && time > 0.0 && !(event.flags & eventNoAutoNoteOff))
     queueNoteOff(event);
   countQueued();
   return true;
@@ -69,6 +72,8 @@ void PMidiOutSocket::enqueue(PMidiEvent& event)
 
 void PMidiOutSocket::insertCopy(PMidiEvent& event)
 {
+  if (queue_.count() >= (endsNote(event) ? 2 * mostQueued : mostQueued))
+    return;                      // whoever fills it so far ahead of time will not miss it
   if (auto copy = copyOf(event)) // without memory it is lost
     queue_.insertEvent(copy.get());
 }

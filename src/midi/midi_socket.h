@@ -38,7 +38,7 @@ public:
     if (!activated_)
       return;
     if (isOpened())
-      close();
+      closeInOrder();
     activated_ = false;
   }
 
@@ -54,7 +54,7 @@ public:
   {
     const bool removed = Port::removeConnection(other);
     if (!this->isConnected() && isOpened())
-      close();
+      closeInOrder();
     return removed;
   }
 
@@ -62,9 +62,16 @@ protected:
   virtual bool open() = 0;  ///< false on failure; else sets opened
   virtual void close() = 0; ///< clears opened
   virtual void activates() {}
+  virtual void closes() {} ///< what has to go out still, before it closes
   void setOpened(bool opened) { opened_.store(opened, std::memory_order_release); }
 
 private:
+  void closeInOrder()
+  {
+    closes();
+    close();
+  }
+
   std::atomic<bool> opened_{false}; ///< also read by the system's threads
   bool activated_ = false;
 };
@@ -86,6 +93,10 @@ public:
   // Ways past the program, where the system has them. False without; channels count from 0
   virtual bool connectThru(PMidiOutSocket&, int32_t, int32_t) { return false; }
   virtual bool disconnectThru(PMidiOutSocket&, int32_t, int32_t) { return false; }
+
+  virtual bool isBridge() const { return false; } ///< may show once more what others show
+  /// Whether it shows once more what comes in through this one.
+  virtual bool repeats(const PMidiInSocket&) const { return false; }
 
   /// The input that is left gets the ends of all that is held.
   bool removeConnection(PPort* other) override;
@@ -136,12 +147,14 @@ protected:
   virtual void sendNow(PMidiEvent& event) = 0; ///< to the system
   virtual void endBlock() {}                   ///< after some sends
 
-  void activates() override;
+  void activates() override; ///< begins with an empty queue
+  void closes() override { allNotesOffNow(); }
   FLock& queueLock() { return queueLock_; }
   bool hasQueued() const { return queued_.load(std::memory_order_seq_cst) > 0; }
 
 private:
-  static constexpr double cancelDelay = 0.1; ///< seconds behind what went last
+  static constexpr double cancelDelay = 0.1;    ///< seconds behind what went last
+  static constexpr uint32_t mostQueued = 65536; ///< events, and ends of notes twice as many
 
   void queueNoteOff(const PMidiEvent& noteOn);
   void insertCopy(PMidiEvent& event);

@@ -2,7 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "foundation/message.h"
-#include "foundation/uid_object.h"
+#include "midi/port_uids.h"
 #include "persist/default_pool.h"
 
 #include <algorithm>
@@ -192,7 +192,7 @@ bool PMmeMidiDevice::rescan()
   return hasChanged;
 }
 
-/// Those that stay learn their place in the new list.
+/// Those that stay learn their place in the new list, and one that is back is opened anew.
 template <class Socket>
 bool PMmeMidiDevice::dropMissing(std::span<const platform::MidiPortInfo> ports)
 {
@@ -203,7 +203,11 @@ bool PMmeMidiDevice::dropMissing(std::span<const platform::MidiPortInfo> ports)
       return socket->getName() == candidate.name && socket->isSubtype(kindOf(candidate));
     });
     if (port != ports.end()) {
-      socket->setDeviceIndex(static_cast<size_t>(port - ports.begin()));
+      const bool wasAway = socket->follow({static_cast<size_t>(port - ports.begin()), *port});
+      if (wasAway && socket->isActivated()) {
+        socket->deactivate();
+        socket->activate();
+      }
       continue;
     }
     hasDropped = true;
@@ -222,6 +226,7 @@ template <class Socket>
 bool PMmeMidiDevice::addNew(std::span<const platform::MidiPortInfo> ports)
 {
   bool hasAdded = false;
+  PPortUIDs uids(settingsOf(*this));
   for (size_t index = 0; index < ports.size(); ++index) {
     const platform::MidiPortInfo& port = ports[index];
     bool isThere = false;
@@ -230,9 +235,8 @@ bool PMmeMidiDevice::addNew(std::span<const platform::MidiPortInfo> ports)
                 socketAt<Socket>(i)->isSubtype(kindOf(port));
     if (isThere)
       continue;
-    auto socket = make<Socket>(*this, port.name, kindOf(port),
-                               keptUID(bringsIn<Socket> ? "Input " : "Output ", port.name));
-    socket->setDeviceIndex(index);
+    auto socket = make<Socket>(*this, PMmePort{index, port}, kindOf(port),
+                               uids.take((bringsIn<Socket> ? "Input " : "Output ") + port.name));
     socket->setFlag(portIsHidden, port.name == hiddenPortName);
     hasAdded = true;
     if constexpr (bringsIn<Socket>)
@@ -247,19 +251,6 @@ bool PMmeMidiDevice::addNew(std::span<const platform::MidiPortInfo> ports)
   if constexpr (!bringsIn<Socket>)
     publishOutSockets();
   return hasAdded;
-}
-
-/// The one under which the port is stored, or a new one.
-FUID PMmeMidiDevice::keptUID(const char* direction, const std::string& portName)
-{
-  const std::string key = std::string("PortUID ") + direction + portName;
-  FDefaults* settings = settingsOf(*this);
-  if (auto* kept = castTo<CmUID>(settings ? settings->getObject(key.c_str()) : nullptr))
-    return kept->uid;
-  const FUID uid = FUID::generate();
-  if (settings)
-    settings->setObject(key.c_str(), make<CmUID>(uid).detach(), true);
-  return uid;
 }
 
 void PMmeMidiDevice::publishOutSockets()
