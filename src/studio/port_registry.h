@@ -91,6 +91,8 @@ private:
   PPortDescriptor* findDescriptor(std::string_view id) const;
   PPort* findFitting(const PPortDescriptor& descriptor) const;
   void addSettings(Ref<FAttributes> entry);
+  static constexpr size_t mostPlainSettings = 1000; ///< that hold no more than a name
+  void dropOldPlain();
   void storeSettings(const PPort& port);
   void restoreSettings(PPort& port) const;
 
