@@ -14,6 +14,7 @@ namespace orbi::platform {
 namespace {
 
 constexpr std::size_t longestPortName = 200;
+constexpr int mostTries = 4;
 
 void ignoreWords(const char*) {}
 
@@ -199,16 +200,23 @@ void JackClient::takePart(bool takesPart)
   const std::vector<std::string> others = connections(virtualInput_);
   usersRest_.store(true);
   waitForPass();
-  if (!activate(takesPart) && takesPart) {
-    mayTakePart_ = false;
+  mayTakePart_ = activate(takesPart) || !takesPart;
+  if (!mayTakePart_)
     activate(false);
-  }
   for (const std::string& other : others)
     if (!gone())
       library_.jack_connect(handle_, other.c_str(), own.c_str());
 }
 
+/// A server that is busy gives up waiting for its own next cycle, so it is asked more than once.
 bool JackClient::activate(bool takesPart)
+{
+  int tries = mostTries;
+  while (!activateOnce(takesPart) && !gone() && --tries > 0) {}
+  return tries > 0 && !gone();
+}
+
+bool JackClient::activateOnce(bool takesPart)
 {
   library_.jack_deactivate(handle_); // its process thread is no more after this
   passes_.store(0);

@@ -83,6 +83,7 @@ private:
   bool mustTakePart() const;
   void takePart(bool takesPart);
   bool activate(bool takesPart);
+  bool activateOnce(bool takesPart);
   std::vector<std::string> connections(jack_port_t* port) const;
   void waitForPass() const;
   void portConnected(jack_port_id_t one, jack_port_id_t other);
