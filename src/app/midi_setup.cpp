@@ -11,6 +11,9 @@ CM_REGISTER_ABSTRACT(OrbiPlayerMidiSetup); // needs the studio
 
 namespace {
 
+/// The first look loads libraries and joins servers, for which the first blocks shall not wait.
+constexpr int64_t firstLookMilliseconds = 100;
+
 bool isOwnPort(const PPort& port)
 {
   return port.isSubtype(virtualPortKind);
@@ -58,12 +61,32 @@ void OrbiPlayerMidiSetup::start(std::vector<std::unique_ptr<platform::MidiSystem
     registry->addDependent(this);
   if (UApplication* application = UApplication::instance())
     application->addIdle(this);
+  lookLater();
+}
+
+void OrbiPlayerMidiSetup::lookLater()
+{
+  platform::RunLoop* loop = platform::RunLoop::instance();
+  if (!loop)
+    return;
+  firstLook_ = loop->addTimer(firstLookMilliseconds, [this] {
+    findPorts();
+    dropTimer();
+  });
+}
+
+void OrbiPlayerMidiSetup::dropTimer()
+{
+  if (platform::RunLoop* loop = platform::RunLoop::instance(); loop && firstLook_ != 0)
+    loop->removeTimer(firstLook_);
+  firstLook_ = 0;
 }
 
 void OrbiPlayerMidiSetup::stop()
 {
   if (UApplication* application = UApplication::instance())
     application->removeIdle(this);
+  dropTimer();
   if (PPortRegistry* registry = PPortRegistry::instance())
     registry->removeDependent(this);
   if (input_)

@@ -3,6 +3,7 @@
 #include "foundation/ref.h"
 #include "midi/merged_input.h"
 #include "midi/mme_midi_device.h"
+#include "platform/run_loop.h"
 #include "studio/studio.h"
 
 #include <atomic>
@@ -24,7 +25,7 @@ public:
   ~OrbiPlayerMidiSetup() override; ///< stops
 
   /// Adds the devices of these families and starts the studio. What ports there are is found out
-  /// with the first "Idle", when the start is over.
+  /// a moment later, when the start is over.
   void start(std::vector<std::unique_ptr<platform::MidiSystem>> systems);
   void stop();
 
@@ -39,6 +40,8 @@ public:
   void update(CmObject* subject, int32_t code) override;
 
 private:
+  void lookLater();
+  void dropTimer();
   void connectWanted();
 
   PStudio& studio_;
@@ -47,7 +50,8 @@ private:
   Ref<PMidiInput> input_;
   std::string wanted_;
   /// Set by the system's threads; they hold it, as they may be late.
-  std::shared_ptr<std::atomic<bool>> hasChanged_ = std::make_shared<std::atomic<bool>>(true);
+  std::shared_ptr<std::atomic<bool>> hasChanged_ = std::make_shared<std::atomic<bool>>(false);
+  platform::RunLoop::TimerId firstLook_ = 0;
 };
 
 } // namespace orbi

@@ -183,11 +183,10 @@ std::string OrbiPlayerApplication::wantedMidiPort()
   return stored ? stored->getString(midiPortKey) : "";
 }
 
-/// Families of ports cost time in each cycle of their servers, so they are started for whoever
-/// wants a port. A render plays by itself.
+/// A render plays by itself.
 void OrbiPlayerApplication::detectMidiDevices()
 {
-  if (options_.render || wantedMidiPort().empty())
+  if (options_.render)
     return;
   midiSetup_ = std::make_unique<OrbiPlayerMidiSetup>(*studio_);
   midiSetup_->start(platform::makeMidiSystems(surroundings_.executable.stem().string()));

@@ -2,6 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "foundation/message.h"
+#include "midi/midi_socket.h"
 
 namespace orbi {
 
@@ -53,7 +54,8 @@ public:
   bool removeConnection(PPort* other) override
   {
     const bool removed = CmClass::removeConnection(other);
-    if (removed && input_)
+    // A socket ends by itself what was held through it.
+    if (removed && input_ && !castTo<PMidiInSocket>(other))
       input_->releaseKeys();
     return removed;
   }
@@ -92,35 +94,22 @@ void OrbiPlayerMidiInput::receive(PMidiEvent& event)
 
 void OrbiPlayerMidiInput::insert(PMidiEvent& event)
 {
-  noteKey(event);
+  held_.note(event);
+  if (events_.count() >= mostWaiting)
+    return; // no block has run for long, and the next one begins anew
   events_.insertEvent(&event);
   waiting_.store(events_.count(), std::memory_order_relaxed);
-}
-
-void OrbiPlayerMidiInput::noteKey(const PMidiEvent& event)
-{
-  const uint8_t status = event.getStatus();
-  if (status == noteOn || status == noteOff)
-    heldKeys_[event.getChannel()][event.getData1() & 127] =
-        status == noteOn && event.getData2() > 0;
 }
 
 void OrbiPlayerMidiInput::releaseKeys()
 {
   FGuard guard(lock_);
-  const PEvent* last = events_.lastEvent();
-  const double time = last ? const_cast<PEvent*>(last)->getTime() : -1.0; // behind what waits
-  for (int channel = 0; channel < 16; ++channel)
-    for (int key = 0; key < 128; ++key) {
-      if (!heldKeys_[channel][static_cast<size_t>(key)])
-        continue;
-      auto end = make<PMidiEvent>(static_cast<uint8_t>(noteOff | channel),
-                                  static_cast<uint8_t>(key), uint8_t{0});
-      if (!end)
-        return;
-      end->setTime(time);
-      insert(*end);
-    }
+  PEvent* last = events_.lastEvent();
+  const double time = last ? last->getTime() : -1.0; // behind what waits
+  held_.state().release(time, [this](PMidiEvent& end) {
+    if (auto copy = Ref<PMidiEvent>::adopt(static_cast<PMidiEvent*>(end.clone())))
+      insert(*copy);
+  });
 }
 
 int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
@@ -160,6 +149,11 @@ int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
 
 void OrbiPlayerMidiInput::clearNotes()
 {
+  {
+    FGuard guard(lock_);
+    events_.removeAll();
+    waiting_.store(0, std::memory_order_relaxed);
+  }
   for (auto& channel : notesOn_->of)
     for (std::atomic<int32_t>& held : channel)
       held.store(0, std::memory_order_relaxed);

@@ -4,6 +4,7 @@
 #include "foundation/object.h"
 #include "foundation/realtime_memory.h"
 #include "foundation/ref.h"
+#include "midi/held_keys.h"
 #include "midi/midi_port.h"
 #include "platform/realtime_layout.h"
 #include "studio/event_queue.h"
@@ -11,7 +12,6 @@
 #include "orb/orb.h"
 
 #include <atomic>
-#include <bitset>
 #include <memory>
 
 namespace orbi {
@@ -47,14 +47,16 @@ public:
   bool hasEvents() const { return waiting_.load(std::memory_order_relaxed) > 0; }
   /// Takes everything that waits; what lies beyond the maximum is lost. How many were written.
   ORBI_REALTIME int32_t fillEventList(OrbEventList& list, int32_t maximum);
-  void clearNotes(); ///< forgets which keys are held
+  void clearNotes(); ///< forgets which keys are held, and what waits. While no block runs
 
   /// The port in front of this input, which others connect to. Main thread.
   PMidiInput& port() const { return *port_; }
   void resetMidi();   ///< through the port
-  void releaseKeys(); ///< note offs for all keys that are held. Any thread
+  void releaseKeys(); ///< ends for all keys and pedals that are held. Any thread
 
 private:
+  static constexpr uint32_t mostWaiting = 65536; ///< events, while nobody takes them
+
   class Port;
   class Writer;
 
@@ -63,7 +65,7 @@ private:
   PEventQueue events_;
   /// What was handed over already. Freed by the next who sends, not by the audio thread.
   PEventQueue spent_;
-  std::bitset<128> heldKeys_[16]; ///< by what arrived, under the lock
+  PHeldKeys held_; ///< by what arrived; noted under the lock
   FLock lock_{"FLock"};
   std::atomic<uint32_t> waiting_{0}; ///< count of events_, for the test without the lock
   // Written by the audio thread, cleared by the main thread while that one rests. Apart from the
@@ -73,7 +75,6 @@ private:
   };
   const std::unique_ptr<HeldNotes> notesOn_ = std::make_unique<HeldNotes>();
   void insert(PMidiEvent& event);
-  void noteKey(const PMidiEvent& event);
 
   Ref<PMidiInput> port_;
 };

@@ -2,6 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "foundation/component_registry.h"
+#include "midi/midi_socket.h"
 #include "persist/default_pool.h"
 #include "studio/port_registry.h"
 #include "studio/studio_setup.h"
@@ -135,12 +136,37 @@ void PMergedMidiInput::update(CmObject* subject, int32_t code)
 
 bool PMergedMidiInput::wants(const PPort& port) const
 {
-  return isFollowing_ && port.hasFlag(portIsRegistered) && filter_.accepts(port);
+  return isFollowing_ && port.hasFlag(portIsRegistered) && filter_.accepts(port) &&
+         !isRepeated(port);
+}
+
+/// A keyboard that two families of ports show would play each note twice. Of its ports the one
+/// steps back that a bridge made of the other, as that is the shorter way. A bridge that has the
+/// hardware for itself leaves the other one dead, and the user may have left that one out: then
+/// this one is it.
+bool PMergedMidiInput::isRepeated(const PPort& port) const
+{
+  const auto* bridged = castTo<PMidiInSocket>(&port);
+  const PPortRegistry* registry = PPortRegistry::instance();
+  if (!bridged || !bridged->isBridge() || !registry)
+    return false;
+  for (CmObject* item : registry->ports())
+    if (const auto* other = castTo<PMidiInSocket>(item);
+        other && bridged->repeats(*other) && comesIn(*other))
+      return true;
+  return false;
+}
+
+/// Through here, or by the program's own ways.
+bool PMergedMidiInput::comesIn(const PMidiInSocket& socket) const
+{
+  const bool fails = socket.isActivated() && socket.isConnected() && !socket.isOpened();
+  return !fails && (!filter_.accepts(socket) || !isExcluded(socket));
 }
 
 void PMergedMidiInput::connect(PPort& port)
 {
-  if (wants(port) && !isExcluded(port) && !input_->isConnectedTo(&port))
+  if (!input_->isConnectedTo(&port) && wants(port) && !isExcluded(port))
     port.connect(input_.get());
 }
 
@@ -153,8 +179,9 @@ void PMergedMidiInput::followRegistry()
   const auto alive = Ref<PMergedMidiInput>::share(this);
   CmArray selected(CmOwnership::shares);
   registry->collectPorts(filter_, selected);
-  for (CmObject* port : selected)
-    connect(*static_cast<PPort*>(port));
+  for (int pass = 0; pass < 2; ++pass) // again, as another one may have shown that it is dead
+    for (CmObject* port : selected)
+      connect(*static_cast<PPort*>(port));
   CmArray connected(CmOwnership::shares);
   for (int32_t i = 0; i < input_->countConnections(); ++i)
     connected.add(input_->connectionAt(i));
@@ -189,6 +216,7 @@ void PMergedMidiInput::setExcluded(PPort& port, bool excluded)
       excluded_.remove(stored);
     connect(port);
   }
+  followRegistry(); // another port may take its place, or step back
   savePorts();
 }
 

@@ -6,6 +6,8 @@
 
 namespace orbi {
 
+class PMidiInSocket;
+
 /// The device "All MIDI Inputs": what comes in through any of the system's MIDI inputs goes out
 /// through its one output. The user may leave inputs out, which is kept in the settings group of
 /// the device's display name. Main thread, but for the events.
@@ -40,6 +42,8 @@ private:
   struct Passing;
 
   bool wants(const PPort& port) const;
+  bool isRepeated(const PPort& port) const;
+  bool comesIn(const PMidiInSocket& socket) const;
   void connect(PPort& port);
   void followRegistry();
   void stopFollowing();

@@ -10,8 +10,6 @@ CM_REGISTER_ABSTRACT(PMidiInSocket);
 
 namespace {
 
-constexpr uint8_t noteOff = 0x80;
-constexpr uint8_t noteOn = 0x90;
 constexpr uint8_t sysexBegin = 0xF0;
 constexpr uint8_t sysexEnd = 0xF7;
 
@@ -25,46 +23,35 @@ bool isData(uint8_t byte)
 void PMidiInSocket::sendPlayed(PMidiEvent& event)
 {
   lastTime_.store(event.getTime(), std::memory_order_relaxed);
-  // Before: who is connected meanwhile may hear of one end too many, of none too few.
-  noteKey(event);
+  held_.note(event);
   send(event);
 }
 
-void PMidiInSocket::noteKey(const PMidiEvent& event)
-{
-  const uint8_t status = event.getStatus();
-  if (status != noteOn && status != noteOff)
-    return;
-  const uint8_t key = event.getData1() & 127;
-  std::atomic<uint64_t>& keys = held_[event.getChannel()][key / 64];
-  const uint64_t bit = uint64_t{1} << key % 64;
-  const uint64_t before = keys.load(std::memory_order_relaxed);
-  const bool isHeld = status == noteOn && event.getData2() > 0;
-  keys.store(isHeld ? before | bit : before & ~bit, std::memory_order_relaxed);
-}
-
-/// No event comes to the input through this socket any more, so what is sent now is the last.
+/// What was held before or is held after: who left between the two may have heard of neither end.
 bool PMidiInSocket::removeConnection(PPort* other)
 {
   Ref<PPort> kept = Ref<PPort>::share(other);
+  PHeldKeys::State held = held_.state();
   if (!CmClass::removeConnection(other))
     return false;
-  auto* input = castTo<PInput>(other);
-  for (int channel = 0; input && channel < 16; ++channel)
-    for (int key = 0; key < 128; ++key) {
-      const uint64_t keys =
-          held_[size_t(channel)][size_t(key) / 64].load(std::memory_order_relaxed);
-      if (!(keys >> key % 64 & 1))
-        continue;
-      PMidiEvent end(static_cast<uint8_t>(noteOff | channel), static_cast<uint8_t>(key), 0);
-      end.setTime(lastTime_.load(std::memory_order_relaxed)); // behind what was played
-      input->receive(end);
-    }
+  held |= held_.state();
+  if (auto* input = castTo<PInput>(other)) // to which no event comes from here any more
+    held.release(lastTime_.load(std::memory_order_relaxed),
+                 [input](PMidiEvent& end) { input->receive(end); });
   if (!isConnected()) // closed: what is let go of now isn't heard
-    for (auto& channel : held_)
-      for (std::atomic<uint64_t>& keys : channel)
-        keys.store(0, std::memory_order_relaxed);
+    held_.clear();
   return true;
+}
+
+/// Before the port closes for a while, with its connections left.
+void PMidiInSocket::deactivate()
+{
+  if (!isActivated())
+    return;
+  CmClass::deactivate();
+  held_.state().release(lastTime_.load(std::memory_order_relaxed),
+                        [this](PMidiEvent& end) { send(end); });
+  held_.clear();
 }
 
 void PMidiInSocket::assembleSysex(std::span<const uint8_t> bytes, double time)

@@ -100,20 +100,18 @@ PMidiParameterNode* PMidiInterface::findNode(const PPort& port, uint32_t channel
 
 bool PMidiInterface::activate()
 {
-  takeOldSettings();
+  for (int32_t i = 0; i < countOutputs(); ++i)
+    takeOldSettings(*outputAt(i));
+  for (int32_t i = 0; i < countInputs(); ++i)
+    takeOldSettings(*inputAt(i));
   return CmClass::activate();
 }
 
-void PMidiInterface::takeOldSettings()
+void PMidiInterface::takeOldSettings(PPort& port)
 {
   FDefaultPool* pool = FDefaultPool::instance();
-  FDefaults* settings = pool ? pool->getGroup(getDisplayName().text(), 0, false) : nullptr;
-  if (!settings)
-    return;
-  for (int32_t i = 0; i < countOutputs(); ++i)
-    takeOldSettingsOf(*outputAt(i), *settings);
-  for (int32_t i = 0; i < countInputs(); ++i)
-    takeOldSettingsOf(*inputAt(i), *settings);
+  if (FDefaults* settings = pool ? pool->getGroup(getDisplayName().text(), 0, false) : nullptr)
+    takeOldSettingsOf(port, *settings);
 }
 
 int32_t PMidiInterface::handleMessage(FMessage& message)

@@ -37,10 +37,12 @@ public:
   /// "SourceChannel", "DestinationChannel". 1 on success.
   int32_t handleMessage(FMessage& message) override;
 
+protected:
+  void takeOldSettings(PPort& port); ///< of a port that comes while the device is active
+
 private:
   PMidiPortNode* portNode(const PPort& port) const;
   bool removeNode(const PPort* port);
-  void takeOldSettings();
 
   UIntValue useSystemTimestamp_{0, 0, 1};
 };

@@ -1,6 +1,7 @@
 #include "midi/midi_socket.h"
 
 #include "foundation/class_registry.h"
+#include "midi/open_notes.h"
 
 namespace orbi {
 
@@ -9,29 +10,9 @@ CM_REGISTER_ABSTRACT(PMidiOutSocket);
 namespace {
 
 constexpr uint8_t noteOffStatus = 0x80;
-constexpr uint8_t noteOnStatus = 0x90;
 constexpr uint8_t controllerStatus = 0xB0;
 constexpr uint8_t inertStatus = 0xFE; ///< active sensing, which changes nothing
 constexpr uint8_t allNotesOff = 123;
-
-/// Notes that began in a queue and whose end wasn't met yet.
-class OpenNotes {
-public:
-  void begin(const PMidiEvent& note) { ++countOf(note); }
-  bool end(const PMidiEvent& note) ///< whether one had begun
-  {
-    uint32_t& count = countOf(note);
-    return count > 0 && count-- > 0;
-  }
-
-private:
-  uint32_t& countOf(const PMidiEvent& note)
-  {
-    return counts_[note.getChannel()][note.getData1() & 127];
-  }
-
-  uint32_t counts_[16][128] = {};
-};
 
 PMidiEvent* firstOf(const PEventQueue& queue)
 {
@@ -56,6 +37,8 @@ void PMidiOutSocket::activates()
 {
   FGuard guard(queueLock_);
   lastTime_ = 0.0;
+  queue_.removeAll();
+  countQueued();
 }
 
 bool PMidiOutSocket::receive(PEvent& received)
@@ -69,8 +52,9 @@ bool PMidiOutSocket::receive(PEvent& received)
     allNotesOffNow();
   Ref<PMidiEvent> kept = Ref<PMidiEvent>::share(&event);
   FGuard guard(queueLock_);
+  const bool hasRoom = queue_.count() < mostQueued;
   enqueue(event);
-  if (event.getStatus() == noteOnStatus && time > 0.0 && !(event.flags & eventNoAutoNoteOff))
+  if (hasRoom && beginsNote(event) && time > 0.0 && !(event.flags & eventNoAutoNoteOff))
     queueNoteOff(event);
   countQueued();
   return true;
@@ -88,6 +72,8 @@ void PMidiOutSocket::enqueue(PMidiEvent& event)
 
 void PMidiOutSocket::insertCopy(PMidiEvent& event)
 {
+  if (queue_.count() >= (endsNote(event) ? 2 * mostQueued : mostQueued))
+    return;                      // whoever fills it so far ahead of time will not miss it
   if (auto copy = copyOf(event)) // without memory it is lost
     queue_.insertEvent(copy.get());
 }
@@ -137,14 +123,14 @@ void PMidiOutSocket::allNotesOffNow()
   OpenNotes open;
   for (PEvent* next = queue_.firstEvent(); next; next = PEventQueue::nextEvent(next)) {
     auto& event = static_cast<PMidiEvent&>(*next);
-    if (event.getStatus() == noteOnStatus)
+    if (beginsNote(event))
       open.begin(event);
-    else if (event.getStatus() == noteOffStatus && open.end(event))
+    else if (endsNote(event) && open.end(event))
       event.setStatus(inertStatus);
   }
   while (firstOf(queue_)) {
     Ref<PMidiEvent> event = takeFirst(queue_);
-    if (event->getStatus() == noteOffStatus)
+    if (endsNote(*event))
       sendCancelling(*event);
   }
   endBlock();
@@ -160,7 +146,7 @@ void PMidiOutSocket::cancelQueued(const CmObject* source)
     Ref<PMidiEvent> event = takeFirst(all);
     if (source && event->ownerRef != source)
       queue_.insertEvent(event.get());
-    else if (event->getStatus() == noteOffStatus)
+    else if (endsNote(*event))
       sendCancelling(*event);
   }
   endBlock();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/lock.h"
+#include "midi/held_keys.h"
 #include "midi/midi_port.h"
 #include "studio/event_queue.h"
 
@@ -37,7 +38,7 @@ public:
     if (!activated_)
       return;
     if (isOpened())
-      close();
+      closeInOrder();
     activated_ = false;
   }
 
@@ -53,7 +54,7 @@ public:
   {
     const bool removed = Port::removeConnection(other);
     if (!this->isConnected() && isOpened())
-      close();
+      closeInOrder();
     return removed;
   }
 
@@ -61,9 +62,16 @@ protected:
   virtual bool open() = 0;  ///< false on failure; else sets opened
   virtual void close() = 0; ///< clears opened
   virtual void activates() {}
+  virtual void closes() {} ///< what has to go out still, before it closes
   void setOpened(bool opened) { opened_.store(opened, std::memory_order_release); }
 
 private:
+  void closeInOrder()
+  {
+    closes();
+    close();
+  }
+
   std::atomic<bool> opened_{false}; ///< also read by the system's threads
   bool activated_ = false;
 };
@@ -86,8 +94,13 @@ public:
   virtual bool connectThru(PMidiOutSocket&, int32_t, int32_t) { return false; }
   virtual bool disconnectThru(PMidiOutSocket&, int32_t, int32_t) { return false; }
 
-  /// The input that is left gets the note offs of all keys that are held.
+  virtual bool isBridge() const { return false; } ///< may show once more what others show
+  /// Whether it shows once more what comes in through this one.
+  virtual bool repeats(const PMidiInSocket&) const { return false; }
+
+  /// The input that is left gets the ends of all that is held.
   bool removeConnection(PPort* other) override;
+  void deactivate() override;
 
 protected:
   void sendPlayed(PMidiEvent& event); ///< and remembers held keys. The system's thread
@@ -100,11 +113,8 @@ protected:
 private:
   size_t appendData(std::span<const uint8_t> bytes);
 
-  void noteKey(const PMidiEvent& event);
-
-  Ref<PSysexEvent> partialSysex_; ///< being assembled
-  /// A bit for each held key, by channel and upper half. Written by the system's thread alone.
-  std::array<std::array<std::atomic<uint64_t>, 2>, 16> held_{};
+  Ref<PSysexEvent> partialSysex_;      ///< being assembled
+  PHeldKeys held_;                     ///< noted by the system's thread
   std::atomic<double> lastTime_{-1.0}; ///< of what was played last
 };
 
@@ -137,12 +147,14 @@ protected:
   virtual void sendNow(PMidiEvent& event) = 0; ///< to the system
   virtual void endBlock() {}                   ///< after some sends
 
-  void activates() override;
+  void activates() override; ///< begins with an empty queue
+  void closes() override { allNotesOffNow(); }
   FLock& queueLock() { return queueLock_; }
   bool hasQueued() const { return queued_.load(std::memory_order_seq_cst) > 0; }
 
 private:
-  static constexpr double cancelDelay = 0.1; ///< seconds behind what went last
+  static constexpr double cancelDelay = 0.1;    ///< seconds behind what went last
+  static constexpr uint32_t mostQueued = 65536; ///< events, and ends of notes twice as many
 
   void queueNoteOff(const PMidiEvent& noteOn);
   void insertCopy(PMidiEvent& event);

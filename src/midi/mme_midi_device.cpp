@@ -2,11 +2,12 @@
 
 #include "foundation/class_registry.h"
 #include "foundation/message.h"
-#include "foundation/uid_object.h"
+#include "midi/port_uids.h"
 #include "persist/default_pool.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace orbi {
 
@@ -43,12 +44,13 @@ public:
     sockets_.swap(sockets);
   }
 
-  static void start(const std::shared_ptr<Scheduler>& scheduler, platform::ThreadPriority priority)
+  static bool start(const std::shared_ptr<Scheduler>& scheduler, platform::ThreadPriority priority)
   {
     scheduler->running_.store(true, std::memory_order_relaxed);
     scheduler->nextDue_.store(PMidiOutSocket::nothingDue, std::memory_order_relaxed);
     scheduler->thread_ = platform::ThreadHandle::start(
         "MIDI scheduler", [scheduler] { scheduler->run(); }, priority);
+    return static_cast<bool>(scheduler->thread_);
   }
 
   void stop()
@@ -62,7 +64,7 @@ public:
 
   void wake(double due)
   {
-    if (due < nextDue_.load(std::memory_order_seq_cst)) // see run
+    if (due < nextDue_.load(std::memory_order_seq_cst)) // see mayRest
       wake_.set();
   }
 
@@ -76,14 +78,20 @@ private:
   void run()
   {
     while (running_.load(std::memory_order_relaxed)) {
-      if (hasWaiting())
+      if (hasWaiting() || !mayRest())
         wake_.wait(passMilliseconds);
       else
         wake_.wait();
-      // In one order with the counts of what waits: who queues something and isn't seen by the test
-      // that follows, sees this time.
-      nextDue_.store(pumpAll(), std::memory_order_seq_cst);
+      nextDue_.store(pumpAll(), std::memory_order_relaxed);
     }
+  }
+
+  /// From now on every event wakes. One that came before and wasn't seen is seen now.
+  bool mayRest()
+  {
+    nextDue_.store(std::numeric_limits<double>::infinity(),
+                   std::memory_order_seq_cst); // as the counts
+    return !hasWaiting();
   }
 
   bool hasWaiting()
@@ -184,7 +192,7 @@ bool PMmeMidiDevice::rescan()
   return hasChanged;
 }
 
-/// Those that stay learn their place in the new list.
+/// Those that stay learn their place in the new list, and one that is back is opened anew.
 template <class Socket>
 bool PMmeMidiDevice::dropMissing(std::span<const platform::MidiPortInfo> ports)
 {
@@ -195,7 +203,11 @@ bool PMmeMidiDevice::dropMissing(std::span<const platform::MidiPortInfo> ports)
       return socket->getName() == candidate.name && socket->isSubtype(kindOf(candidate));
     });
     if (port != ports.end()) {
-      socket->setDeviceIndex(static_cast<size_t>(port - ports.begin()));
+      const bool wasAway = socket->follow({static_cast<size_t>(port - ports.begin()), *port});
+      if (wasAway && socket->isActivated()) {
+        socket->deactivate();
+        socket->activate();
+      }
       continue;
     }
     hasDropped = true;
@@ -214,6 +226,7 @@ template <class Socket>
 bool PMmeMidiDevice::addNew(std::span<const platform::MidiPortInfo> ports)
 {
   bool hasAdded = false;
+  PPortUIDs uids(settingsOf(*this));
   for (size_t index = 0; index < ports.size(); ++index) {
     const platform::MidiPortInfo& port = ports[index];
     bool isThere = false;
@@ -222,34 +235,22 @@ bool PMmeMidiDevice::addNew(std::span<const platform::MidiPortInfo> ports)
                 socketAt<Socket>(i)->isSubtype(kindOf(port));
     if (isThere)
       continue;
-    auto socket = make<Socket>(*this, port.name, kindOf(port),
-                               keptUID(bringsIn<Socket> ? "Input " : "Output ", port.name));
-    socket->setDeviceIndex(index);
+    auto socket = make<Socket>(*this, PMmePort{index, port}, kindOf(port),
+                               uids.take((bringsIn<Socket> ? "Input " : "Output ") + port.name));
     socket->setFlag(portIsHidden, port.name == hiddenPortName);
     hasAdded = true;
     if constexpr (bringsIn<Socket>)
       addOutput(socket, Registration::registered);
     else
       addInput(socket, Registration::registered);
-    if (isActivated_)
+    if (isActivated_) {
+      takeOldSettings(*socket);
       socket->activate();
+    }
   }
   if constexpr (!bringsIn<Socket>)
     publishOutSockets();
   return hasAdded;
-}
-
-/// The one under which the port is stored, or a new one.
-FUID PMmeMidiDevice::keptUID(const char* direction, const std::string& portName)
-{
-  const std::string key = std::string("PortUID ") + direction + portName;
-  FDefaults* settings = settingsOf(*this);
-  if (auto* kept = castTo<CmUID>(settings ? settings->getObject(key.c_str()) : nullptr))
-    return kept->uid;
-  const FUID uid = FUID::generate();
-  if (settings)
-    settings->setObject(key.c_str(), make<CmUID>(uid).detach(), true);
-  return uid;
 }
 
 void PMmeMidiDevice::publishOutSockets()
@@ -274,8 +275,9 @@ void PMmeMidiDevice::startScheduler()
 {
   if (hasScheduler_ || countInputs() == 0)
     return;
-  hasScheduler_ = true;
-  Scheduler::start(scheduler_, threadPriority());
+  scheduler_ = std::make_shared<Scheduler>(); // a former one's thread may be late
+  publishOutSockets();
+  hasScheduler_ = Scheduler::start(scheduler_, threadPriority());
 }
 
 bool PMmeMidiDevice::deactivate()

@@ -56,7 +56,6 @@ private:
   int32_t socketCount() const;
   template <class Socket>
   Socket* socketAt(int32_t index) const;
-  FUID keptUID(const char* direction, const std::string& portName);
   void publishOutSockets();
   void startScheduler();
 

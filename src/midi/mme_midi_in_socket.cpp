@@ -1,7 +1,6 @@
 #include "midi/mme_midi_sockets.h"
 
 #include "foundation/class_registry.h"
-#include "foundation/thread_snapshot.h"
 #include "midi/mme_midi_device.h"
 
 namespace orbi {
@@ -15,9 +14,10 @@ constexpr double millisecondsPerSecond = 1000.0;
 
 } // namespace
 
-PMmeMidiInSocket::PMmeMidiInSocket(PMmeMidiDevice& device, const std::string& name,
-                                   const char* kind, FUID uid)
-    : CmClass(&device, CmString(name), kind), device_(device), portUID_(uid)
+PMmeMidiInSocket::PMmeMidiInSocket(PMmeMidiDevice& device, PMmePort port, const char* kind,
+                                   FUID uid)
+    : CmClass(&device, CmString(port.info.name), kind), device_(device), port_(std::move(port)),
+      portUID_(uid)
 {
 }
 
@@ -29,8 +29,7 @@ PMmeMidiInSocket::~PMmeMidiInSocket()
 
 bool PMmeMidiInSocket::open()
 {
-  FThreadSnapshot threads;
-  handle_ = device_.system().openInput(deviceIndex_, *this);
+  handle_ = device_.system().openInput(port_.index, *this);
   if (!handle_)
     return false;
   memory_ = std::make_unique<uint8_t[]>(headerCount * headerBytes);
@@ -46,9 +45,15 @@ bool PMmeMidiInSocket::open()
     close();
     return false;
   }
-  driverThread_ = threads.compare() == 1 ? threads.getThread(0) : 0;
+  driverThread_ = handle_->thread();
   applyPriority();
   return true;
+}
+
+bool PMmeMidiInSocket::repeats(const PMidiInSocket& other) const
+{
+  const auto* known = castTo<PMmeMidiInSocket>(&other);
+  return known && platform::repeats(port_.info, known->port_.info);
 }
 
 void PMmeMidiInSocket::applyPriority()

@@ -2,6 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "midi/mme_midi_device.h"
+#include "midi/open_notes.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,10 +13,10 @@ CM_REGISTER_ABSTRACT(PMmeMidiOutSocket); // its device makes it
 
 namespace {
 
-constexpr uint8_t noteOffStatus = 0x80;
 constexpr uint8_t sysexStatus = 0xF0;
 constexpr uint8_t firstRealtime = 0xF8;
 constexpr uint32_t mostPending = 65536; ///< events behind a long message that doesn't get on
+constexpr int mostFailures = 50;        ///< of ends of notes at a port without room, one a pass
 
 uint32_t packed(const PMidiEvent& event)
 {
@@ -26,9 +27,10 @@ uint32_t packed(const PMidiEvent& event)
 
 } // namespace
 
-PMmeMidiOutSocket::PMmeMidiOutSocket(PMmeMidiDevice& device, const std::string& name,
-                                     const char* kind, FUID uid)
-    : CmClass(&device, CmString(name), kind), device_(device), portUID_(uid)
+PMmeMidiOutSocket::PMmeMidiOutSocket(PMmeMidiDevice& device, PMmePort port, const char* kind,
+                                     FUID uid)
+    : CmClass(&device, CmString(port.info.name), kind), device_(device), port_(std::move(port)),
+      portUID_(uid)
 {
 }
 
@@ -42,7 +44,7 @@ PMmeMidiOutSocket::~PMmeMidiOutSocket()
 
 bool PMmeMidiOutSocket::open()
 {
-  auto handle = device_.system().openOutput(deviceIndex_, *this);
+  auto handle = device_.system().openOutput(port_.index, *this);
   auto headers = std::make_unique<std::array<Header, headerCount>>();
   if (!handle)
     return false;
@@ -56,6 +58,7 @@ bool PMmeMidiOutSocket::open()
   handle_ = std::move(handle);
   headers_ = std::move(headers);
   nextHeader_ = 0;
+  failures_ = 0;
   setOpened(true);
   return true;
 }
@@ -97,9 +100,19 @@ bool PMmeMidiOutSocket::hasWaiting() const
   return hasQueued() || pending_.load(std::memory_order_seq_cst);
 }
 
-void PMmeMidiOutSocket::sendShort(const PMidiEvent& event)
+bool PMmeMidiOutSocket::sendShort(const PMidiEvent& event)
 {
-  handle_->shortMessage(packed(event));
+  const bool isTaken = handle_->shortMessage(packed(event));
+  if (isTaken)
+    failures_ = 0;
+  return isTaken;
+}
+
+/// What the port doesn't take is lost, but a note must not sound for ever because its end met a
+/// port without room. One that has gone for good isn't waited for long.
+bool PMmeMidiOutSocket::mayTryAgain(const PMidiEvent& event)
+{
+  return endsNote(event) && failures_ < mostFailures && ++failures_ > 0;
 }
 
 /// With the queue's lock held. Who sends an event keeps it, so it is copied where it has to wait.
@@ -109,23 +122,28 @@ void PMmeMidiOutSocket::sendNow(PMidiEvent& event)
     return;
   FGuard guard(pendingLock_);
   const bool mustWait = !pendingQueue_.isEmpty() || currentSysex_;
+  auto* sysex = castTo<PSysexEvent>(&event);
   if (event.getStatus() >= firstRealtime) {
     sendShort(event); // overtakes
+  } else if (sysex ? sysex->getSize() == 0 : event.getStatus() == sysexStatus) {
+    return; // nothing to send
   } else if (mustWait) {
     queuePending(event);
-  } else if (auto* sysex = castTo<PSysexEvent>(&event)) {
+  } else if (sysex) {
     currentSysex_ = Ref<PSysexEvent>::adopt(static_cast<PSysexEvent*>(sysex->clone()));
     sendChunk();
-  } else if (event.getStatus() != sysexStatus) {
-    sendShort(event);
+  } else if (!sendShort(event) && mayTryAgain(event)) {
+    queuePending(event);
   }
   pending_.store(!pendingQueue_.isEmpty() || currentSysex_, std::memory_order_seq_cst);
 }
 
 void PMmeMidiOutSocket::queuePending(const PMidiEvent& event)
 {
+  if (pendingQueue_.count() >= (endsNote(event) ? 2 * mostPending : mostPending))
+    return;
   auto copy = Ref<PMidiEvent>::adopt(static_cast<PMidiEvent*>(event.clone()));
-  if (!copy || pendingQueue_.count() >= mostPending)
+  if (!copy)
     return;
   copy->setTime(-1.0); // all of one time: they stay in the order of their arrival
   pendingQueue_.insertEvent(copy.get());
@@ -193,11 +211,11 @@ void PMmeMidiOutSocket::sendPending()
     return;
   if (!currentSysex_ && !pendingQueue_.isEmpty()) {
     auto event = Ref<PMidiEvent>::share(static_cast<PMidiEvent*>(pendingQueue_.firstEvent()));
-    pendingQueue_.removeAt(0);
-    if (auto* sysex = castTo<PSysexEvent>(event.get()))
+    auto* sysex = castTo<PSysexEvent>(event.get());
+    if (sysex)
       currentSysex_ = Ref<PSysexEvent>::share(sysex);
-    else
-      sendShort(*event);
+    if (sysex || sendShort(*event) || !mayTryAgain(*event))
+      pendingQueue_.removeAt(0);
   }
   sendChunk();
   pending_.store(!pendingQueue_.isEmpty() || currentSysex_, std::memory_order_seq_cst);
@@ -206,19 +224,41 @@ void PMmeMidiOutSocket::sendPending()
 void PMmeMidiOutSocket::allNotesOffNow()
 {
   FGuard guard(queueLock());
-  PEventQueue pending;
+  sendPendingEnds(LongMessages::keep);
+  CmClass::allNotesOffNow();
+}
+
+/// The end of a long message isn't waited for: whatever is sent next breaks it off.
+void PMmeMidiOutSocket::closes()
+{
+  FGuard guard(queueLock());
   {
     FGuard guardPending(pendingLock_);
+    finishSysex();
+  }
+  sendPendingEnds(LongMessages::drop);
+  CmClass::allNotesOffNow();
+}
+
+/// Notes that didn't begin yet don't begin; all else goes on in its order.
+void PMmeMidiOutSocket::sendPendingEnds(LongMessages waiting)
+{
+  PEventQueue pending;
+  {
+    FGuard guard(pendingLock_);
     pending.takeAll(pendingQueue_);
   }
-  // Note offs wait again if a long message is still on its way.
+  OpenNotes dropped;
   while (auto* event = static_cast<PMidiEvent*>(pending.firstEvent())) {
     auto kept = Ref<PMidiEvent>::share(event);
     pending.removeAt(0);
-    if (event->getStatus() == noteOffStatus)
+    if (waiting == LongMessages::drop && castTo<PSysexEvent>(event))
+      continue;
+    if (beginsNote(*event))
+      dropped.begin(*event);
+    else if (!endsNote(*event) || !dropped.end(*event))
       sendNow(*event);
   }
-  CmClass::allNotesOffNow();
 }
 
 } // namespace orbi

@@ -12,17 +12,33 @@ namespace orbi {
 
 class PMmeMidiDevice;
 
+/// The system's port behind a socket.
+struct PMmePort {
+  size_t index = 0; ///< in the system's list
+  platform::MidiPortInfo info;
+
+  /// Takes its present place. True when the port was away meanwhile: what is open to it is dead.
+  bool follow(PMmePort present)
+  {
+    const bool wasAway = present.info.generation != info.generation;
+    *this = std::move(present);
+    return wasAway;
+  }
+};
+
 /// A port that brings MIDI in.
 class PMmeMidiInSocket final : public CmClass<PMmeMidiInSocket, PMidiInSocket>,
                                private platform::IMidiInputHandler {
 public:
   static constexpr const char* className = "PMmeMidiInSocket";
 
-  PMmeMidiInSocket(PMmeMidiDevice& device, const std::string& name, const char* kind, FUID uid);
+  PMmeMidiInSocket(PMmeMidiDevice& device, PMmePort port, const char* kind, FUID uid);
   ~PMmeMidiInSocket() override;
 
   const FUID& portUID() const { return portUID_; }
-  void setDeviceIndex(size_t index) { deviceIndex_ = index; }
+  bool follow(PMmePort port) { return port_.follow(std::move(port)); }
+  bool isBridge() const override { return port_.info.isBridge; }
+  bool repeats(const PMidiInSocket& other) const override;
   void applyPriority(); ///< to the system's thread that calls, where there is one of its own
 
 protected:
@@ -42,8 +58,8 @@ private:
   void longError(platform::MidiBuffer& header, uint32_t milliseconds) override;
 
   PMmeMidiDevice& device_;
+  PMmePort port_;
   const FUID portUID_;
-  size_t deviceIndex_ = 0; ///< in the system's list
   std::unique_ptr<platform::MidiInputPort> handle_;
   std::array<platform::MidiBuffer, headerCount> headers_{};
   std::unique_ptr<uint8_t[]> memory_;   ///< of the headers
@@ -58,11 +74,11 @@ class PMmeMidiOutSocket final : public CmClass<PMmeMidiOutSocket, PMidiOutSocket
 public:
   static constexpr const char* className = "PMmeMidiOutSocket";
 
-  PMmeMidiOutSocket(PMmeMidiDevice& device, const std::string& name, const char* kind, FUID uid);
+  PMmeMidiOutSocket(PMmeMidiDevice& device, PMmePort port, const char* kind, FUID uid);
   ~PMmeMidiOutSocket() override;
 
   const FUID& portUID() const { return portUID_; }
-  void setDeviceIndex(size_t index) { deviceIndex_ = index; }
+  bool follow(PMmePort port) { return port_.follow(std::move(port)); }
 
   bool receive(PEvent& event) override;
   double pump(double now) override;
@@ -72,6 +88,7 @@ public:
 protected:
   bool open() override;
   void close() override;
+  void closes() override;
   void sendNow(PMidiEvent& event) override;
 
 private:
@@ -86,16 +103,19 @@ private:
   };
 
   void done(platform::MidiBuffer& buffer) override;
-  void sendShort(const PMidiEvent& event);
+  bool sendShort(const PMidiEvent& event);
+  bool mayTryAgain(const PMidiEvent& event);
   void sendChunk();
   void fill(platform::MidiBuffer& buffer);
   void queuePending(const PMidiEvent& event);
   void sendPending();
+  enum class LongMessages { keep, drop };
+  void sendPendingEnds(LongMessages waiting);
   void finishSysex();
 
   PMmeMidiDevice& device_;
+  PMmePort port_;
   const FUID portUID_;
-  size_t deviceIndex_ = 0; ///< in the system's list
   std::unique_ptr<platform::MidiOutputPort> handle_;
   std::unique_ptr<std::array<Header, headerCount>> headers_; ///< while it is open
   size_t nextHeader_ = 0;
@@ -104,6 +124,7 @@ private:
   PEventQueue pendingQueue_; ///< behind the message that is being sent
   Ref<PSysexEvent> currentSysex_;
   uint32_t sysexOffset_ = 0;         ///< bytes of it that were sent
+  int failures_ = 0;                 ///< since a message was taken, of those that must not get lost
   std::atomic<bool> pending_{false}; ///< whether there is any of both, for the test without a lock
 };
 

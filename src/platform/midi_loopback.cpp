@@ -44,7 +44,7 @@ struct MidiLoopback::Shared {
 /// From an output to the input of the same name.
 struct MidiLoopback::Cable {
   std::string wish;
-  std::string identity;
+  unsigned number; // no other has it
   bool isVirtual;
 
   // An input's handler runs inside, so that closing waits for it; it may send to other cables.
@@ -190,7 +190,7 @@ void MidiLoopback::plug(const std::string& portName, bool isVirtual)
 {
   auto cable = std::make_shared<Cable>();
   cable->wish = portName;
-  cable->identity = std::to_string(plugged_++);
+  cable->number = plugged_++;
   cable->isVirtual = isVirtual;
   {
     const std::lock_guard guard(shared_->mutex);
@@ -270,11 +270,11 @@ bool MidiLoopback::rescan()
   }
   std::vector<MidiPortNamer::Port> ports;
   for (const auto& cable : listed_)
-    ports.push_back({cable->identity, midiPortName("", cable->wish)});
+    ports.push_back({std::to_string(cable->number), midiPortName("", cable->wish)});
   const auto names = namer_.name(ports);
   std::vector<MidiPortInfo> list;
   for (std::size_t i = 0; i < names.size(); ++i)
-    list.push_back({names[i], listed_[i]->isVirtual});
+    list.push_back({names[i], listed_[i]->isVirtual, listed_[i]->number});
   return replacePorts(list, list);
 }
 

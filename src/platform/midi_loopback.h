@@ -48,7 +48,7 @@ private:
   std::vector<std::shared_ptr<Cable>> listed_; // as of the last rescan
   MidiPortNamer namer_;
   MidiChangeNotice notice_;
-  unsigned plugged_ = 0; // counts, for identities
+  unsigned plugged_ = 0; // counts, for their numbers
 };
 
 } // namespace orbi::platform

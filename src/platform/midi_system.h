@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/thread.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -24,8 +26,17 @@ struct MidiBuffer {
 struct MidiPortInfo {
   std::string name; ///< UTF-8 as far as other programs keep to it; unique in its list, never empty
   bool isVirtual = false; ///< the program's own, to which others connect in a patch bay
+  /// Another number than before: the port was away meanwhile, and what was open to it is dead.
+  std::uint64_t generation = 0;
+  /// The device or program behind it by its own name; of a bridge's port all names it has. Or
+  /// empty.
+  std::string origin = {};
+  bool isBridge = false; ///< may show a port of another family once more
   bool operator==(const MidiPortInfo&) const = default;
 };
+
+/// Whether one is a bridge's port for what stands behind the other.
+bool repeats(const MidiPortInfo& port, const MidiPortInfo& other);
 
 /// Who listens to an input. Called on the input's own thread, and on the caller's inside `reset`;
 /// never on both at once. It may add buffers, and must not block or close the port.
@@ -59,6 +70,9 @@ public:
   /// Ends what `start` began and gives all buffers back through `longData`: what lies in the one
   /// that was being filled is told by its `recorded`, the others' is as the caller left it.
   virtual void reset() = 0;
+
+  /// The one on which the handler is called, when the port has it for itself; else 0.
+  virtual ThreadId thread() const { return 0; }
 };
 
 class IMidiOutputHandler {
@@ -70,8 +84,8 @@ public:
 };
 
 /// An open output. Its operations may come from any one thread at a time and never block. Whatever
-/// was sent leaves in the order of sending. Closed by its destructor, in which the last buffers
-/// are done.
+/// was sent leaves in the order of sending. Closed by its destructor, which gives what was sent a
+/// moment to leave, and in which the last buffers are done.
 class MidiOutputPort {
 public:
   virtual ~MidiOutputPort() = default;

@@ -89,6 +89,8 @@ private:
   PPort* findFitting(const PPortDescriptor& descriptor) const;
   PPort* findAlias(std::string_view id) const;
   void addSettings(Ref<FAttributes> entry);
+  static constexpr size_t mostPlainSettings = 1000; ///< that hold no more than a name
+  void dropOldPlain();
   void storeSettings(const PPort& port);
   void restoreSettings(PPort& port) const;
 

@@ -7,6 +7,9 @@
 #include "studio/port_order.h"
 #include "studio/port_registry.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace orbi {
 
 namespace {
@@ -73,6 +76,27 @@ void PPortRegistry::restoreSettings(PPort& port) const
     port.readSettings(*known->second);
 }
 
+/// Other programs' ports come under ever new names. Of entries that hold no more than a name the
+/// oldest go, those of ports that aren't there.
+void PPortRegistry::dropOldPlain()
+{
+  std::vector<FAttributes*> plain;
+  for (CmObject* item : settings_)
+    if (auto* entry = static_cast<FAttributes*>(item); entry->count() == 1 && entry->has(keyID))
+      plain.push_back(entry);
+  size_t tooMany = plain.size() - std::min(plain.size(), mostPlainSettings);
+  for (FAttributes* entry : plain) {
+    const std::string id = entry->getString(keyID) ? entry->getString(keyID) : "";
+    if (tooMany == 0)
+      return;
+    if (findRegistered(id))
+      continue;
+    --tooMany;
+    settingsByID_.erase(id);
+    settings_.remove(entry);
+  }
+}
+
 bool PPortRegistry::saveSettings()
 {
   FDefaultPool* pool = FDefaultPool::instance();
@@ -82,6 +106,7 @@ bool PPortRegistry::saveSettings()
     if (const auto* port = static_cast<PPort*>(item); port->isSubtype(systemPortKind))
       storeSettings(*port);
 
+  dropOldPlain();
   auto set = make<FAttributes>();
   for (CmObject* entry : settings_)
     if (!static_cast<FAttributes*>(entry)->isEmpty())

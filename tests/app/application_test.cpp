@@ -136,7 +136,7 @@ TEST_F(Application, no_driver_that_opens_ends_the_start_with_words)
   drivers_.erase(drivers_.begin());
   run({});
   EXPECT_EQ(messages_.texts, std::vector<std::string>{"Audio Engine could not be started !"});
-  withSettings([](FDefaultPool& pool) { EXPECT_EQ(pool.groupCount(), 0u); });
+  EXPECT_EQ(storedDriver(), "");
   drivers_.clear();
   run({});
   EXPECT_EQ(messages_.texts.size(), 2u);

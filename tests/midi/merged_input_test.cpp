@@ -1,5 +1,6 @@
 #include "midi/merged_input.h"
 
+#include "midi/midi_socket.h"
 #include "persist/default_pool.h"
 #include "shared/realtime_watch.h"
 #include "studio/port_registry.h"
@@ -18,6 +19,20 @@ namespace {
 struct Application final : UApplication {
   Application() : UApplication("Test") {}
   void startup() override {}
+};
+
+struct Socket final : PMidiInSocket {
+  using PMidiInSocket::PMidiInSocket;
+  bool open() override
+  {
+    setOpened(opens);
+    return opens;
+  }
+  void close() override { setOpened(false); }
+  bool isBridge() const override { return shows != nullptr; }
+  bool repeats(const PMidiInSocket& other) const override { return &other == shows; }
+  const PMidiInSocket* shows = nullptr;
+  bool opens = true;
 };
 
 struct Consumer final : IMidiListener {
@@ -84,6 +99,25 @@ TEST_F(MergedInput, system_inputs_join_and_leave_by_themselves_while_it_runs)
   add("D");
   application.runPasses();
   EXPECT_THAT(connected(), IsEmpty());
+}
+
+TEST_F(MergedInput, hardware_that_two_families_show_plays_once)
+{
+  auto bridge = make<Socket>(system.get(), "Bridge");
+  auto direct = make<Socket>(system.get(), "Direct");
+  bridge->shows = direct.get();
+  system->addOutput(bridge, PDevice::Registration::registered);
+  merged->activate();
+  EXPECT_THAT(connected(), ElementsAre("Bridge"));
+  system->addOutput(direct, PDevice::Registration::registered);
+  application.runPasses();
+  EXPECT_THAT(connected(), ElementsAre("Direct"));
+  merged->setExcluded(*direct, true);
+  EXPECT_THAT(connected(), ElementsAre("Bridge"));
+  direct->opens = false;
+  direct->activate();
+  merged->setExcluded(*direct, false);
+  EXPECT_THAT(connected(), ElementsAre("Bridge", "Direct")) << "the bridge has it for itself";
 }
 
 TEST_F(MergedInput, a_port_that_is_left_out_stays_out_across_restarts_and_when_it_comes_back)

@@ -1,6 +1,7 @@
 #include "midi/mme_midi_device.h"
 
 #include "foundation/message.h"
+#include "midi/port_uids.h"
 #include "persist/default_pool.h"
 #include "platform/midi_loopback.h"
 #include "shared/crowd.h"
@@ -204,8 +205,42 @@ TEST_F(MmeMidiOutSocket, long_message_leaves_in_pieces_and_holds_up_all_but_real
   EXPECT_FALSE(socket->hasWaiting());
 }
 
+TEST_F(MmeMidiOutSocket, ends_of_notes_get_through_when_it_closes_or_there_is_no_room)
+{
+  sendSysex(sysexOf(300));
+  send({0x90, 60, 100});
+  send({0x80, 60, 0});
+  send({0x80, 61, 0});
+  sendSysex(sysexOf(300));
+  send({0xB0, 64, 0});
+  send({0x80, 62, 0}, 9.0);
+  sink->take();
+  output->disconnectAll();
+  EXPECT_THAT(sink->take(),
+              ElementsAre(Bytes{0x80, 61, 0}, Bytes{0xB0, 64, 0}, Bytes{0x80, 62, 0}));
+  output->connect(socket);
+  EXPECT_FALSE(socket->hasWaiting());
+
+  sink->isFull = true;
+  send({0xB0, 7, 1});
+  send({0x80, 60, 0});
+  send({0x90, 61, 1});
+  socket->pump(0.0);
+  sink->isFull = false;
+  socket->pump(0.0);
+  socket->pump(0.0);
+  EXPECT_THAT(sink->take(), ElementsAre(Bytes{0x80, 60, 0}, Bytes{0x90, 61, 1}));
+  sink->isFull = true;
+  for (int note = 0; note < 3; ++note)
+    send({0x80, 60, 0});
+  for (int pass = 0; pass < 1000 && socket->hasWaiting(); ++pass)
+    socket->pump(0.0);
+  EXPECT_FALSE(socket->hasWaiting()) << "a port that is dead isn't waited for";
+}
+
 TEST_F(MmeMidiOutSocket, message_without_its_beginning_gets_one)
 {
+  sendSysex({});
   Bytes data(200, 5);
   sendSysex(data);
   socket->pump(0.0);
@@ -240,15 +275,18 @@ TEST_F(MmeMidiOutSocket, all_notes_off_keeps_ends_of_notes_behind_a_long_message
 {
   sendSysex(sysexOf(200));
   send({0x80, 60, 0});
+  send({0xB0, 64, 0});
   send({0x90, 61, 100});
+  send({0x80, 61, 0});
   sink->take();
   send({0xB0, 123, 0});
   for (int pass = 0; pass < 5; ++pass)
     socket->pump(0.0);
   const std::vector<Bytes> sent = sink->take();
-  ASSERT_EQ(sent.size(), 3u);
+  ASSERT_EQ(sent.size(), 4u);
   EXPECT_EQ(sent[1], (Bytes{0x80, 60, 0}));
-  EXPECT_EQ(sent[2], (Bytes{0xB0, 123, 0}));
+  EXPECT_EQ(sent[2], (Bytes{0xB0, 64, 0}));
+  EXPECT_EQ(sent[3], (Bytes{0xB0, 123, 0}));
 }
 
 TEST_F(MmeMidiDevice, ports_are_known_by_name_kind_and_an_id_that_stays)
@@ -302,12 +340,13 @@ TEST_F(MmeMidiDevice, port_that_goes_ends_its_notes_and_comes_back_as_it_was)
   device->findOutput("Keys")->connect(input.get());
   device->findOutput("Pads")->connect(input.get());
   device->findOutput("Keys")->setUserName("My keys");
-  play("Keys", {0x90, 60, 100, 64, 100, 0x80, 60, 0, 0x91, 70, 90});
+  play("Keys", {0x90, 60, 100, 64, 100, 0x80, 60, 0, 0x91, 70, 90, 0xB1, 64, 127, 0xB0, 66, 9});
   play("Pads", {0x99, 36, 100});
   listener.take();
   loop->unplug("Keys");
   EXPECT_TRUE(device->rescan());
-  EXPECT_THAT(listener.take(), ElementsAre(Bytes{0x80, 64, 0}, Bytes{0x81, 70, 0}));
+  EXPECT_THAT(listener.take(),
+              ElementsAre(Bytes{0x80, 64, 0}, Bytes{0x81, 70, 0}, Bytes{0xB1, 64, 0}));
   EXPECT_FALSE(device->findOutput("Keys"));
   EXPECT_EQ(input->countConnections(), 1);
   play("Pads", {0x89, 36, 0}); // whose place in the list is another one now
@@ -321,6 +360,26 @@ TEST_F(MmeMidiDevice, port_that_goes_ends_its_notes_and_comes_back_as_it_was)
   back->connect(input.get());
   play("Keys", {0x90, 1, 2});
   EXPECT_EQ(listener.take().size(), 1u);
+
+  loop->unplug("Keys"); // and back before anybody looks
+  loop->plug("Keys");
+  device->rescan();
+  EXPECT_EQ(device->findOutput("Keys"), back);
+  EXPECT_THAT(listener.take(), ElementsAre(Bytes{0x80, 1, 0}));
+  play("Keys", {0x90, 3, 4});
+  EXPECT_EQ(listener.take().size(), 1u);
+}
+
+TEST_F(MmeMidiDevice, ids_of_ports_that_do_not_come_any_more_are_forgotten)
+{
+  makeDevice({"Keys"});
+  FDefaults* settings = pool.getGroup("Loopback MIDI");
+  PPortUIDs(settings).take("Input first");
+  for (size_t i = 0; i < PPortUIDs::mostKept; ++i)
+    PPortUIDs(settings).take("Input " + std::to_string(i));
+  EXPECT_FALSE(settings->has("PortUID Input first"));
+  EXPECT_FALSE(settings->has("PortUID Input Keys"));
+  EXPECT_TRUE(settings->has("PortUID Input 0"));
 }
 
 TEST_F(MmeMidiDevice, queued_events_leave_by_themselves_and_senders_may_come_and_go)

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <optional>
 
 using namespace orbi::platform;
@@ -118,6 +119,12 @@ std::size_t indexOf(const Ports& ports, const std::string& name)
   return static_cast<std::size_t>(found - ports.begin());
 }
 
+std::size_t threadCount()
+{
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
+}
+
 class JackMidi : public testing::Test {
 protected:
   void SetUp() override
@@ -158,10 +165,9 @@ TEST_F(JackMidi, ports_of_others_are_listed_and_come_and_go_with_a_notice)
 {
   ASSERT_EQ(midi_->inputs().size(), 2U);
   EXPECT_EQ(midi_->inputs()[0], (MidiPortInfo{"Tester In", true}));
-  EXPECT_EQ(midi_->inputs()[1], (MidiPortInfo{"peer out", false}));
-  EXPECT_EQ(midi_->outputs()[1], (MidiPortInfo{"peer in", false}));
-  for (const char* own : {"Tester MIDI:in", "Tester MIDI:out"})
-    EXPECT_NE(jack_port_by_name(peer_->client(), own), nullptr) << "seen by others";
+  EXPECT_EQ(midi_->inputs()[1].name, "peer out");
+  EXPECT_EQ(midi_->outputs()[1].name, "peer in");
+  EXPECT_NE(jack_port_by_name(peer_->client(), "Tester MIDI:in"), nullptr) << "seen by others";
 
   notices_ = 0;
   midi_->rescan();
@@ -178,6 +184,45 @@ TEST_F(JackMidi, ports_of_others_are_listed_and_come_and_go_with_a_notice)
   jack_port_unregister(peer_->client(), port);
   EXPECT_TRUE(waitFor([&] { return notices_ > 0; }));
   EXPECT_TRUE(waitForPort("peer Flügel", false));
+}
+
+TEST_F(JackMidi, a_port_that_went_and_came_back_between_two_looks_is_another_one)
+{
+  const std::vector<MidiPortInfo> before(midi_->inputs().begin(), midi_->inputs().end());
+  EXPECT_FALSE(midi_->rescan());
+  peer_.reset();
+  peer_.emplace("peer");
+  EXPECT_TRUE(waitFor([&] {
+    return midi_->rescan() && midi_->inputs().size() == 2 &&
+           midi_->inputs()[1].generation != before[1].generation;
+  }));
+  EXPECT_EQ(midi_->inputs()[1].name, before[1].name);
+}
+
+TEST_F(JackMidi, takes_part_in_cycles_only_while_something_is_connected)
+{
+  const auto restsWith = [&](std::size_t threads) {
+    return waitFor([&] {
+      midi_->rescan();
+      return threadCount() == threads;
+    });
+  };
+  const std::size_t resting = threadCount();
+  MidiEar ear;
+  const auto own = openInput("Tester In", ear);
+  EXPECT_TRUE(restsWith(resting));
+  MidiEar other;
+  auto foreign = openInput("peer out", other);
+  EXPECT_EQ(threadCount(), resting + 1);
+  EXPECT_TRUE(peer_->connected("peer:out", "Tester MIDI:in"));
+  foreign.reset();
+  EXPECT_TRUE(waitFor([&] {
+    midi_->rescan();
+    peer_->play({{0xFA}});
+    return !ear.lines().empty();
+  }));
+  jack_disconnect(peer_->client(), "peer:out", "Tester MIDI:in");
+  EXPECT_TRUE(restsWith(resting));
 }
 
 TEST_F(JackMidi, what_comes_is_whole_in_order_and_stamped_by_its_frame)
@@ -233,6 +278,9 @@ TEST_F(JackMidi, what_goes_out_is_whole_in_order_and_done)
   EXPECT_EQ(peer_->heard(), (Lines{"f8", hex(large), "90 3c 64", hex(small.bytes), "c0 05"}));
   EXPECT_EQ(done.count, int(pieces.size()) + 1);
   EXPECT_FALSE(output->shortMessage(0xF4)) << "no message";
+  EXPECT_TRUE(output->shortMessage(0x3C80));
+  output.reset();
+  EXPECT_TRUE(waitFor([&] { return peer_->heard().size() == 6; })) << "sent before it closed";
 }
 
 TEST_F(JackMidi, virtual_ports_carry_what_others_connect)
@@ -246,6 +294,7 @@ TEST_F(JackMidi, virtual_ports_carry_what_others_connect)
   EXPECT_TRUE(peer_->connected("peer:out", "Tester MIDI:in"));
   EXPECT_TRUE(peer_->connected("Tester MIDI:out", "peer:in"));
   EXPECT_TRUE(waitFor([&] {
+    midi_->rescan();
     peer_->play({{0xFE}});
     output->shortMessage(0x0102B0);
     return !ear.lines().empty() && !peer_->heard().empty();

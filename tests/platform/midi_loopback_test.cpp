@@ -56,7 +56,7 @@ TEST(MidiLoopback, ports_come_and_go_with_one_notice_until_somebody_looks)
   EXPECT_FALSE(midi.rescan());
   ASSERT_EQ(midi.inputs().size(), 2U);
   EXPECT_TRUE(midi.inputs()[0].isVirtual);
-  EXPECT_EQ(midi.outputs()[1], (MidiPortInfo{"Keys", false}));
+  EXPECT_EQ(midi.outputs()[1], (MidiPortInfo{"Keys", false, 1}));
 
   MidiEar ear;
   DoneCounter done;
@@ -75,6 +75,21 @@ TEST(MidiLoopback, ports_come_and_go_with_one_notice_until_somebody_looks)
   EXPECT_TRUE(midi.rescan());
   EXPECT_EQ(midi.inputs().size(), 1U);
   EXPECT_TRUE(ear.lines().empty());
+}
+
+TEST(MidiPorts, that_a_bridge_shows_once_more_are_known_by_the_name_of_what_is_behind)
+{
+  const MidiPortInfo keys{"Keystation-61 MIDI 1", false, 0, "Keystation-61"};
+  const MidiPortInfo unnamed{"x", false, 0, "♪"};
+  for (const char* shown : {"a2j:Keystation 61 [24] (capture): Keystation 61 MIDI 1",
+                            "system:midi_capture_1\nalsa_midi:KEYSTATION-61 MIDI 1 (out)"}) {
+    const MidiPortInfo bridged{"shown", false, 0, shown, true};
+    EXPECT_TRUE(repeats(bridged, keys));
+    EXPECT_FALSE(repeats(keys, bridged));
+    EXPECT_FALSE(repeats(bridged, bridged));
+    EXPECT_FALSE(repeats(bridged, unnamed));
+  }
+  EXPECT_FALSE(repeats({"", false, 0, "firewire_pcm:001_MidiIn", true}, keys));
 }
 
 TEST(MidiLoopback, no_call_comes_after_closing_while_others_play)

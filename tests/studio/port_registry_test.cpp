@@ -299,8 +299,12 @@ TEST_F(PortRegistry, settings_of_system_ports_live_through_removal_and_files)
   add("Synth", "Plain");
   add("Synth", "Virtual", "virtual").setUserName("forgotten");
   registry->unregisterPort(&named);
+  for (int i = 0; i < 1001; ++i) // of programs that came once
+    registry->unregisterPort(&add("Program", std::to_string(i).c_str()));
   store([](FAttributes& set) { map(set, "I|a|b", "I|c|d"); });
   EXPECT_TRUE(registry->saveSettings());
+  auto* set = castTo<FAttributes>(pool.getGroup("Port Setup")->getObject("PortSetup"));
+  EXPECT_EQ(set->getList("Settings")->count(), 1001u) << "the latest thousand, and the named one";
   pool.finishLoading();
   EXPECT_TRUE(pool.save(files, false));
 

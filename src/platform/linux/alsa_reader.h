@@ -21,6 +21,7 @@ public:
   AlsaReader& operator=(const AlsaReader&) = delete;
 
   bool start(const std::string& threadName);
+  ThreadId thread() const { return thread_.id(); } ///< 0 while it doesn't read
   void stop(); ///< nothing is read any more when it returns; may be started again
 
 private:

@@ -6,6 +6,8 @@
 #include "platform/midi_change_notice.h"
 #include "platform/midi_port_names.h"
 
+#include <map>
+#include <mutex>
 #include <utility>
 
 namespace orbi::platform {
@@ -19,6 +21,38 @@ constexpr std::int64_t retryInterval =
 constexpr unsigned canBeRead = SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ;
 constexpr unsigned canBeWritten = SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE;
 constexpr unsigned hidden = SND_SEQ_PORT_CAP_NO_EXPORT;
+
+/// How often each port went, so that one that is back when somebody looks isn't taken for the one
+/// that was there. Any thread.
+class AlsaDepartures {
+public:
+  void note(const snd_seq_event_t* event) ///< an announcement; null when some were lost
+  {
+    const std::lock_guard guard(mutex_);
+    if (event == nullptr)
+      ++all_; // it may have been any
+    else if (event->type == SND_SEQ_EVENT_CLIENT_EXIT)
+      ++ports_[{event->data.addr.client, wholeClient}];
+    else if (event->type == SND_SEQ_EVENT_PORT_EXIT)
+      ++ports_[{event->data.addr.client, event->data.addr.port}];
+  }
+  std::uint64_t count(int client, int port)
+  {
+    const std::lock_guard guard(mutex_);
+    std::uint64_t count = all_;
+    for (const int one : {port, wholeClient})
+      if (const auto found = ports_.find({client, one}); found != ports_.end())
+        count += found->second;
+    return count;
+  }
+
+private:
+  static constexpr int wholeClient = -1;
+
+  std::mutex mutex_;
+  std::uint64_t all_ = 0;
+  std::map<std::pair<int, int>, std::uint64_t> ports_; // of the few numbers that the kernel has
+};
 
 class AlsaMidi final : public MidiSystem {
 public:
@@ -50,12 +84,15 @@ private:
     const char* connectedPrefix;
     MidiPortNamer namer;
     std::vector<Address> addresses;
+    std::vector<MidiPortInfo> found; // in the same order, still without names
     int virtualPort = -1;
     bool virtualIsOpen = false;
   };
 
   bool connect();
   void watch();
+  bool isOwnConnection(const snd_seq_event_t& event) const;
+  void followConnections();
   std::vector<MidiPortInfo> list(Direction& direction);
   void collect(Direction& direction, std::vector<MidiPortNamer::Port>& ports);
   void collectPorts(Direction& direction, int client, const char* clientName,
@@ -68,9 +105,11 @@ private:
   std::unique_ptr<AlsaClient> client_; // null without a sequencer
   std::unique_ptr<AlsaClient> watchedClient_;
   std::unique_ptr<AlsaReader> watcher_;
-  int queue_ = -1; // stamps all input
-  Direction inputs_{canBeRead, canBeWritten, " In", "from ", {}, {}};
-  Direction outputs_{canBeWritten, canBeRead, " Out", "to ", {}, {}};
+  std::unique_ptr<AlsaClock> clock_; // of all input
+  int connectedInputs_ = 0;          // that the program has open
+  AlsaDepartures departures_;
+  Direction inputs_{canBeRead, canBeWritten, " In", "from ", {}, {}, {}};
+  Direction outputs_{canBeWritten, canBeRead, " Out", "to ", {}, {}, {}};
   bool scanned_ = false;
   std::int64_t nextLook_ = 0;
 };
@@ -84,11 +123,11 @@ bool AlsaMidi::connect()
   client_ = AlsaClient::open(library_, instrumentName_);
   if (!client_)
     return false;
-  queue_ = client_->startQueue();
+  clock_ = std::make_unique<AlsaClock>(*client_);
   for (Direction* direction : {&inputs_, &outputs_})
     direction->virtualPort =
         client_->addPort(instrumentName_ + direction->virtualSuffix, direction->ownCapabilities,
-                         direction == &inputs_ ? queue_ : -1);
+                         direction == &inputs_ ? clock_->queue() : -1);
   watch();
   return true;
 }
@@ -105,12 +144,28 @@ void AlsaMidi::watch()
                                     SND_SEQ_PORT_SYSTEM_ANNOUNCE) < 0)
     return;
   watcher_ = std::make_unique<AlsaReader>(*watchedClient_, [this](const snd_seq_event_t* event) {
-    // Connections are announced as well. Where events were lost, anything may have happened.
-    if (event == nullptr ||
-        (event->type >= SND_SEQ_EVENT_CLIENT_START && event->type <= SND_SEQ_EVENT_PORT_CHANGE))
+    departures_.note(event);
+    const bool isPort = event == nullptr || (event->type >= SND_SEQ_EVENT_CLIENT_START &&
+                                             event->type <= SND_SEQ_EVENT_PORT_CHANGE);
+    if (isPort || isOwnConnection(*event))
       notice_.changed();
   });
   watcher_->start("MIDI ports");
+}
+
+/// Of the virtual input; all connections are announced. The watcher's thread.
+bool AlsaMidi::isOwnConnection(const snd_seq_event_t& event) const
+{
+  const snd_seq_addr_t& to = event.data.connect.dest;
+  return (event.type == SND_SEQ_EVENT_PORT_SUBSCRIBED ||
+          event.type == SND_SEQ_EVENT_PORT_UNSUBSCRIBED) &&
+         to.client == client_->id() && to.port == inputs_.virtualPort;
+}
+
+void AlsaMidi::followConnections()
+{
+  if (client_)
+    clock_->run(connectedInputs_ > 0 || client_->isWrittenTo(inputs_.virtualPort));
 }
 
 void AlsaMidi::idle()
@@ -134,6 +189,7 @@ bool AlsaMidi::rescan()
   scanned_ = true;
   if (!client_)
     connect();
+  followConnections();
   auto inputs = list(inputs_);
   auto outputs = list(outputs_);
   return replacePorts(std::move(inputs), std::move(outputs));
@@ -142,16 +198,19 @@ bool AlsaMidi::rescan()
 std::vector<MidiPortInfo> AlsaMidi::list(Direction& direction)
 {
   direction.addresses.clear();
+  direction.found.clear();
   if (!client_)
     return {};
   std::vector<MidiPortNamer::Port> ports{
       {"", midiPortName(instrumentName_, instrumentName_ + direction.virtualSuffix)}};
   direction.addresses.push_back({client_->id(), direction.virtualPort, false});
+  direction.found.push_back({"", true, 0, instrumentName_});
   collect(direction, ports);
 
-  std::vector<MidiPortInfo> list;
-  for (std::string& name : direction.namer.name(ports))
-    list.push_back({std::move(name), list.empty()});
+  std::vector<MidiPortInfo> list = std::move(direction.found);
+  std::vector<std::string> names = direction.namer.name(ports);
+  for (std::size_t i = 0; i < list.size(); ++i)
+    list[i].name = std::move(names[i]);
   return list;
 }
 
@@ -186,6 +245,7 @@ void AlsaMidi::collectPorts(Direction& direction, int client, const char* client
     const unsigned type = library_.snd_seq_port_info_get_type(info);
     ports.push_back({std::to_string(client) + ":" + std::to_string(port),
                      midiPortName(clientName, library_.snd_seq_port_info_get_name(info))});
+    direction.found.push_back({"", false, departures_.count(client, port), clientName});
     direction.addresses.push_back({client, port, (type & SND_SEQ_PORT_TYPE_HARDWARE) != 0});
   }
   library_.snd_seq_port_info_free(info);
@@ -200,15 +260,17 @@ bool AlsaMidi::open(Direction& direction, std::size_t index, AlsaOpenPort& opene
   if (index == 0) {
     if (direction.virtualPort < 0 || std::exchange(direction.virtualIsOpen, true))
       return false;
-    opened = {client_.get(), direction.virtualPort, nullptr, &direction.virtualIsOpen};
+    opened = {client_.get(), direction.virtualPort, nullptr,
+              [&direction] { direction.virtualIsOpen = false; }};
     return true;
   }
   const bool isInput = &direction == &inputs_;
   const std::string& name = (isInput ? inputs() : outputs())[index].name;
   auto own = AlsaClient::open(library_, instrumentName_);
-  const int port = own ? own->addPort(direction.connectedPrefix + name,
-                                      direction.ownCapabilities | hidden, isInput ? queue_ : -1)
-                       : -1;
+  const int port =
+      own ? own->addPort(direction.connectedPrefix + name, direction.ownCapabilities | hidden,
+                         isInput ? clock_->queue() : -1)
+          : -1;
   if (port < 0)
     return false;
   const Address& to = direction.addresses[index];
@@ -218,7 +280,15 @@ bool AlsaMidi::open(Direction& direction, std::size_t index, AlsaOpenPort& opene
   opened.client = own.get();
   opened.port = port;
   opened.own = std::move(own);
-  opened.isOpen = nullptr;
+  opened.closed = [] {};
+  if (isInput) {
+    ++connectedInputs_;
+    opened.closed = [this] {
+      --connectedInputs_;
+      followConnections();
+    };
+    followConnections();
+  }
   return true;
 }
 
@@ -227,7 +297,7 @@ std::unique_ptr<MidiInputPort> AlsaMidi::openInput(std::size_t index, IMidiInput
   AlsaOpenPort port{};
   if (!open(inputs_, index, port))
     return nullptr;
-  return std::make_unique<AlsaInput>(std::move(port), queue_, handler);
+  return std::make_unique<AlsaInput>(std::move(port), *clock_, handler);
 }
 
 std::unique_ptr<MidiOutputPort> AlsaMidi::openOutput(std::size_t index, IMidiOutputHandler& handler)

@@ -12,11 +12,6 @@ namespace {
 constexpr std::size_t poolEvents = 2000;          // the most that the sequencer grants
 constexpr std::size_t inputBufferBytes = 1 << 16; // more than the longest event
 
-std::int64_t nanoseconds(const snd_seq_real_time_t& time)
-{
-  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
-
 } // namespace
 
 bool AlsaLibrary::load()
@@ -86,26 +81,15 @@ int AlsaClient::addPort(const std::string& name, unsigned capabilities, int queu
   return number;
 }
 
-int AlsaClient::startQueue()
+bool AlsaClient::isWrittenTo(int port) const
 {
-  const int queue = library_.snd_seq_alloc_queue(handle_);
-  if (queue >= 0) {
-    library_.snd_seq_control_queue(handle_, queue, SND_SEQ_EVENT_START, 0, nullptr);
-    library_.snd_seq_drain_output(handle_);
-  }
-  return queue;
-}
-
-std::int64_t AlsaClient::queueNanoseconds(int queue) const
-{
-  snd_seq_queue_status_t* status = nullptr;
-  if (library_.snd_seq_queue_status_malloc(&status) < 0)
-    return 0;
-  std::int64_t time = 0;
-  if (library_.snd_seq_get_queue_status(handle_, queue, status) >= 0)
-    time = nanoseconds(*library_.snd_seq_queue_status_get_real_time(status));
-  library_.snd_seq_queue_status_free(status);
-  return time;
+  snd_seq_port_info_t* info = nullptr;
+  if (port < 0 || library_.snd_seq_port_info_malloc(&info) < 0)
+    return false;
+  const bool isWritten = library_.snd_seq_get_port_info(handle_, port, info) >= 0 &&
+                         library_.snd_seq_port_info_get_write_use(info) > 0;
+  library_.snd_seq_port_info_free(info);
+  return isWritten;
 }
 
 } // namespace orbi::platform

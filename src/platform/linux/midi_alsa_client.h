@@ -17,23 +17,22 @@ namespace orbi::platform {
           use(snd_seq_client_info_set_client) use(snd_seq_close) use(snd_seq_connect_from) use(    \
               snd_seq_connect_to) use(snd_seq_control_queue) use(snd_seq_create_port)              \
               use(snd_seq_drain_output) use(snd_seq_drop_input) use(snd_seq_event_input) use(      \
-                  snd_seq_event_output_direct) use(snd_seq_get_queue_status) use(snd_seq_open)     \
-                  use(snd_seq_poll_descriptors) use(snd_seq_port_info_free) use(                   \
-                      snd_seq_port_info_get_capability) use(snd_seq_port_info_get_name)            \
-                      use(snd_seq_port_info_get_port) use(snd_seq_port_info_get_type) use(         \
-                          snd_seq_port_info_malloc) use(snd_seq_port_info_set_capability)          \
-                          use(snd_seq_port_info_set_client) use(snd_seq_port_info_set_name) use(   \
-                              snd_seq_port_info_set_port)                                          \
-                              use(snd_seq_port_info_set_timestamp_queue) use(                      \
-                                  snd_seq_port_info_set_timestamp_real)                            \
-                                  use(snd_seq_port_info_set_timestamping) use(                     \
-                                      snd_seq_port_info_set_type) use(snd_seq_query_next_client)   \
-                                      use(snd_seq_query_next_port) use(snd_seq_queue_status_free)  \
-                                          use(snd_seq_queue_status_get_real_time)                  \
-                                              use(snd_seq_queue_status_malloc)                     \
-                                                  use(snd_seq_set_client_name)                     \
-                                                      use(snd_seq_set_client_pool_input)           \
-                                                          use(snd_seq_set_client_pool_output)      \
+                  snd_seq_event_output_direct) use(snd_seq_get_port_info) use(snd_seq_open)        \
+                  use(snd_seq_poll_descriptors) use(snd_seq_port_info_free)                        \
+                      use(snd_seq_port_info_get_capability) use(snd_seq_port_info_get_name) use(   \
+                          snd_seq_port_info_get_port) use(snd_seq_port_info_get_type)              \
+                          use(snd_seq_port_info_get_write_use) use(snd_seq_port_info_malloc) use(  \
+                              snd_seq_port_info_set_capability) use(snd_seq_port_info_set_client)  \
+                              use(snd_seq_port_info_set_name) use(snd_seq_port_info_set_port)      \
+                                  use(snd_seq_port_info_set_timestamp_queue)                       \
+                                      use(snd_seq_port_info_set_timestamp_real)                    \
+                                          use(snd_seq_port_info_set_timestamping)                  \
+                                              use(snd_seq_port_info_set_type)                      \
+                                                  use(snd_seq_query_next_client)                   \
+                                                      use(snd_seq_query_next_port) use(            \
+                                                          snd_seq_set_client_name)                 \
+                                                          use(snd_seq_set_client_pool_input) use(  \
+                                                              snd_seq_set_client_pool_output)      \
                                                               use(snd_seq_set_input_buffer_size)
 
 /// ALSA's library, whose functions keep their names as members.
@@ -68,8 +67,7 @@ public:
   /// A port whose input is stamped by `queue` unless that is negative. Its number, or less than 0.
   int addPort(const std::string& name, unsigned capabilities, int queue);
 
-  int startQueue();                               ///< its number, or less than 0
-  std::int64_t queueNanoseconds(int queue) const; ///< 0 on failure
+  bool isWrittenTo(int port) const; ///< whether anything is connected that may send to our port
 
 private:
   AlsaClient(const AlsaLibrary& library, snd_seq_t* handle) : library_(library), handle_(handle) {}

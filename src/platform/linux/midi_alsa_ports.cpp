@@ -19,8 +19,8 @@ constexpr std::uint32_t pieceBytes = 256;                // of SysEx, as drivers
 
 // ---- AlsaInput ----------------------------------------------------------------------------------
 
-AlsaInput::AlsaInput(AlsaOpenPort port, int queue, IMidiInputHandler& handler)
-    : port_(std::move(port)), queue_(queue), stream_(handler),
+AlsaInput::AlsaInput(AlsaOpenPort port, const AlsaClock& clock, IMidiInputHandler& handler)
+    : port_(std::move(port)), clock_(clock), stream_(handler),
       reader_(*port_.client, [this](const snd_seq_event_t* event) { take(event); })
 {
 }
@@ -28,8 +28,7 @@ AlsaInput::AlsaInput(AlsaOpenPort port, int queue, IMidiInputHandler& handler)
 AlsaInput::~AlsaInput()
 {
   reader_.stop();
-  if (port_.isOpen != nullptr)
-    *port_.isOpen = false;
+  port_.closed();
 }
 
 bool AlsaInput::start()
@@ -37,7 +36,7 @@ bool AlsaInput::start()
   if (started_)
     return true;
   port_.client->library().snd_seq_drop_input(port_.client->handle()); // what came unasked for
-  startedAt_ = now();
+  startedAt_ = steadyNanoseconds();
   return started_ = reader_.start("MIDI input");
 }
 
@@ -48,31 +47,21 @@ void AlsaInput::reset()
   stream_.reset();
 }
 
-std::int64_t AlsaInput::now() const
+std::uint32_t AlsaInput::stamp(std::int64_t time) const
 {
-  return queue_ >= 0 ? port_.client->queueNanoseconds(queue_) : steadyNanoseconds();
-}
-
-std::uint32_t AlsaInput::stamp(const snd_seq_event_t* event) const
-{
-  const bool stamped = event != nullptr && event->queue == queue_ &&
-                       (event->flags & SND_SEQ_TIME_STAMP_MASK) == SND_SEQ_TIME_STAMP_REAL;
-  const std::int64_t time =
-      stamped ? std::int64_t{event->time.time.tv_sec} * 1'000'000'000 + event->time.time.tv_nsec
-              : now();
   return static_cast<std::uint32_t>(std::max<std::int64_t>(time - startedAt_, 0) / 1'000'000);
 }
 
 void AlsaInput::take(const snd_seq_event_t* event)
 {
   if (event == nullptr) {
-    stream_.breakOff(stamp(nullptr));
+    stream_.breakOff(stamp(steadyNanoseconds()));
     return;
   }
   std::uint8_t room[mostAlsaEventBytes];
   const auto bytes = bytesOfAlsaEvent(*event, room);
   if (!bytes.empty() && event->dest.port == port_.port)
-    stream_.feed(bytes, stamp(event));
+    stream_.feed(bytes, stamp(clock_.timeOf(*event)));
 }
 
 // ---- AlsaWire -----------------------------------------------------------------------------------
@@ -126,8 +115,7 @@ AlsaOutput::AlsaOutput(AlsaOpenPort port, bool isHardware, IMidiOutputHandler& h
 AlsaOutput::~AlsaOutput()
 {
   wire_.reset();
-  if (port_.isOpen != nullptr)
-    *port_.isOpen = false;
+  port_.closed();
 }
 
 bool AlsaOutput::send(snd_seq_event_t& event)

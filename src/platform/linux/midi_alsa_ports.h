@@ -2,10 +2,12 @@
 
 #include "platform/event.h"
 #include "platform/linux/alsa_reader.h"
+#include "platform/linux/midi_alsa_clock.h"
 #include "platform/linux/single_ring.h"
 #include "platform/midi_input_stream.h"
 #include "platform/semaphore.h"
 
+#include <functional>
 #include <optional>
 
 namespace orbi::platform {
@@ -16,30 +18,29 @@ struct AlsaOpenPort {
   const AlsaClient* client;        ///< the one that has the port
   int port;                        ///< there
   std::unique_ptr<AlsaClient> own; ///< null for a virtual port, which is there all the time
-  bool* isOpen;                    ///< of a virtual port; cleared at the end. Or null
+  std::function<void()> closed;    ///< called at the end
 };
 
 class AlsaInput final : public MidiInputPort {
 public:
-  /// `queue` stamps the port's events; less than 0: there is none.
-  AlsaInput(AlsaOpenPort port, int queue, IMidiInputHandler& handler);
+  AlsaInput(AlsaOpenPort port, const AlsaClock& clock, IMidiInputHandler& handler);
   ~AlsaInput() override;
 
   void addBuffer(MidiBuffer& buffer) override { stream_.addBuffer(buffer); }
   bool start() override;
   void reset() override;
+  ThreadId thread() const override { return reader_.thread(); }
 
 private:
   void take(const snd_seq_event_t* event);
-  std::int64_t now() const;
-  std::uint32_t stamp(const snd_seq_event_t* event) const;
+  std::uint32_t stamp(std::int64_t time) const;
 
   const AlsaOpenPort port_;
-  const int queue_;
+  const AlsaClock& clock_;
   MidiInputStream stream_;
   AlsaReader reader_;
   bool started_ = false;
-  std::int64_t startedAt_ = 0; // nanoseconds of the queue, or else of the steady clock
+  std::int64_t startedAt_ = 0; // nanoseconds of the steady clock
 };
 
 /// Holds the done notices of long messages back for as long as the bytes take on a wire. The

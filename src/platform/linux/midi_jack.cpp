@@ -5,8 +5,10 @@
 #include "platform/linux/midi_families.h"
 #include "platform/linux/midi_jack_ports.h"
 #include "platform/midi_port_names.h"
+#include "platform/run_loop.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace orbi::platform {
@@ -14,10 +16,13 @@ namespace orbi::platform {
 namespace {
 
 constexpr std::int64_t lookInterval = 2'000'000'000; // nanoseconds
+// Clients that show ports of others, beside the server itself with its hardware.
+constexpr std::string_view bridges[] = {"a2j", "Midi-Bridge"};
 
 class JackMidi final : public MidiSystem {
 public:
   explicit JackMidi(const std::string& instrumentName) : instrumentName_(instrumentName) {}
+  ~JackMidi() override { dropTimer(); }
 
   const char* name() const override { return "JACK MIDI"; }
   bool rescan() override;
@@ -41,8 +46,11 @@ private:
 
   bool join();
   void letGoOfLost();
+  void settle();
+  void dropTimer();
   std::vector<MidiPortInfo> list(Direction& direction);
-  std::string wish(const std::string& port, jack_port_t* found) const;
+  MidiPortInfo describe(const std::string& port, jack_port_t* found) const;
+  std::vector<std::string> aliases(jack_port_t* port) const;
 
   template <typename Port, typename Handler>
   std::unique_ptr<Port> open(const Direction& direction, std::size_t index, Handler& handler);
@@ -58,6 +66,7 @@ private:
   Direction outputs_{JackPortIsInput, " Out", {}, {}};
   bool scanned_ = false;
   std::int64_t nextLook_ = 0;
+  RunLoop::TimerId quietTimer_ = 0;
 };
 
 // ---- the server ---------------------------------------------------------------------------------
@@ -77,6 +86,25 @@ void JackMidi::letGoOfLost()
   // Whoever joins a server next makes the library tidy up all dead clients of the process, so the
   // others are given the time to let go of theirs.
   nextLook_ = steadyNanoseconds() + lookInterval;
+}
+
+/// The application's loop comes back when nobody may be connecting any more.
+void JackMidi::settle()
+{
+  RunLoop* loop = RunLoop::instance();
+  if (!client_ || client_->settle() || loop == nullptr || quietTimer_ != 0)
+    return;
+  quietTimer_ = loop->addTimer(JackClient::quietTime / 1'000'000, [this] {
+    notice_.changed();
+    dropTimer();
+  });
+}
+
+void JackMidi::dropTimer()
+{
+  if (RunLoop* loop = RunLoop::instance(); loop != nullptr && quietTimer_ != 0)
+    loop->removeTimer(quietTimer_);
+  quietTimer_ = 0;
 }
 
 void JackMidi::idle()
@@ -102,6 +130,7 @@ bool JackMidi::rescan()
     traces_.worthTrying(now);
     join();
   }
+  settle();
   auto inputs = list(inputs_);
   auto outputs = list(outputs_);
   return replacePorts(std::move(inputs), std::move(outputs));
@@ -115,6 +144,7 @@ std::vector<MidiPortInfo> JackMidi::list(Direction& direction)
   std::vector<MidiPortNamer::Port> ports{
       {"", midiPortName(instrumentName_, instrumentName_ + direction.virtualSuffix)}};
   direction.foreign.emplace_back();
+  std::vector<MidiPortInfo> list{{"", true}};
 
   const char** names =
       library_.jack_get_ports(client_->handle(), nullptr, JACK_DEFAULT_MIDI_TYPE, direction.flag);
@@ -123,35 +153,49 @@ std::vector<MidiPortInfo> JackMidi::list(Direction& direction)
     jack_port_t* found = library_.jack_port_by_name(client_->handle(), names[i]);
     if (found == nullptr || library_.jack_port_is_mine(client_->handle(), found) != 0)
       continue;
-    ports.push_back({port, wish(port, found)});
+    list.push_back(describe(port, found));
+    ports.push_back({port, list.back().name});
     direction.foreign.push_back(port);
   }
   library_.jack_free(names);
 
-  std::vector<MidiPortInfo> list;
-  for (std::string& name : direction.namer.name(ports))
-    list.push_back({std::move(name), list.empty()});
+  std::vector<std::string> unique = direction.namer.name(ports);
+  for (std::size_t i = 0; i < list.size(); ++i)
+    list[i].name = std::move(unique[i]);
   return list;
 }
 
-/// As a user knows it.
-std::string JackMidi::wish(const std::string& port, jack_port_t* found) const
+std::vector<std::string> JackMidi::aliases(jack_port_t* port) const
+{
+  const auto size = static_cast<std::size_t>(std::max(library_.jack_port_name_size(), 1));
+  std::vector<std::string> texts(2, std::string(size, '\0'));
+  char* const rooms[2] = {texts[0].data(), texts[1].data()};
+  const int count = library_.jack_port_get_aliases(port, rooms);
+  texts.resize(static_cast<std::size_t>(std::clamp(count, 0, 2)));
+  for (std::string& text : texts)
+    text.resize(std::strlen(text.c_str()));
+  return texts;
+}
+
+/// Under the name by which a user knows it.
+MidiPortInfo JackMidi::describe(const std::string& port, jack_port_t* found) const
 {
   const std::string client = port.substr(0, port.find(':'));
   std::string_view shortName = port;
   shortName.remove_prefix(std::min(client.size() + 1, port.size()));
-  if (client != "system")
-    return midiPortName(client, shortName);
-
+  MidiPortInfo info{midiPortName(client, shortName), false, client_->generation(found)};
+  info.isBridge = (library_.jack_port_flags(found) & JackPortIsPhysical) != 0 ||
+                  std::ranges::find(bridges, client) != std::end(bridges);
+  const std::vector<std::string> others = aliases(found);
   // The server itself numbers its hardware; what it is called is told beside that.
-  const auto size = static_cast<std::size_t>(std::max(library_.jack_port_name_size(), 1));
-  std::string first(size, '\0');
-  std::string second(size, '\0');
-  char* const aliases[2] = {first.data(), second.data()};
-  if (library_.jack_port_get_aliases(found, aliases) < 1)
-    return midiPortName(client, shortName);
-  const std::string_view alias = first.c_str();
-  return midiPortName("", alias.substr(alias.find(':') + 1));
+  if (client == "system" && !others.empty())
+    info.name = midiPortName("", std::string_view(others[0]).substr(others[0].find(':') + 1));
+  if (info.isBridge) {
+    info.origin = port;
+    for (const std::string& other : others)
+      info.origin += '\n' + other;
+  }
+  return info;
 }
 
 // ---- opening ------------------------------------------------------------------------------------

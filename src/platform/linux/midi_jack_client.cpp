@@ -2,6 +2,7 @@
 
 #include "platform/linux/midi_jack_client.h"
 
+#include "platform/clock.h"
 #include "platform/midi_port_names.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@ namespace orbi::platform {
 namespace {
 
 constexpr std::size_t longestPortName = 200;
+constexpr int mostTries = 4;
 
 void ignoreWords(const char*) {}
 
@@ -61,9 +63,7 @@ bool JackClient::setUp()
 {
   virtualInput_ = library_.jack_port_register(handle_, "in", JACK_DEFAULT_MIDI_TYPE,
                                               JackPortIsInput | JackPortIsTerminal, 0);
-  virtualOutput_ = library_.jack_port_register(handle_, "out", JACK_DEFAULT_MIDI_TYPE,
-                                               JackPortIsOutput | JackPortIsTerminal, 0);
-  if (virtualInput_ == nullptr || virtualOutput_ == nullptr)
+  if (virtualInput_ == nullptr)
     return false;
   perFrame_ = 1e6 / std::max(library_.jack_get_sample_rate(handle_), 1U);
   setCallbacks();
@@ -72,16 +72,17 @@ bool JackClient::setUp()
 
 void JackClient::setCallbacks()
 {
-  library_.jack_set_process_callback(
-      handle_,
-      [](jack_nframes_t frames, void* self) {
-        static_cast<JackClient*>(self)->process(frames);
-        return 0;
-      },
-      this);
   library_.jack_set_port_registration_callback(
       handle_,
-      [](jack_port_id_t, int, void* self) { static_cast<JackClient*>(self)->notice_.changed(); },
+      [](jack_port_id_t port, int isThere, void* self) {
+        static_cast<JackClient*>(self)->portRegistered(port, isThere != 0);
+      },
+      this);
+  library_.jack_set_port_connect_callback(
+      handle_,
+      [](jack_port_id_t one, jack_port_id_t other, int, void* self) {
+        static_cast<JackClient*>(self)->portConnected(one, other);
+      },
       this);
   library_.jack_on_shutdown(
       handle_,
@@ -95,37 +96,139 @@ void JackClient::setCallbacks()
 
 JackClient::~JackClient()
 {
-  if (handle_ != nullptr && !gone())
-    library_.jack_client_close(handle_);
+  if (handle_ == nullptr || gone())
+    return;
+  usersRest_.store(true);
+  waitForPass();
+  library_.jack_client_close(handle_);
 }
 
 // ---- ports --------------------------------------------------------------------------------------
 
-jack_port_t* JackClient::addPort(const std::string& name, JackPortFlags direction)
+void JackClient::portRegistered(jack_port_id_t port, bool isThere)
 {
+  if (jack_port_t* place = library_.jack_port_by_id(handle_, port); place != nullptr && !isThere) {
+    const std::lock_guard guard(departuresMutex_);
+    ++departures_[place];
+  }
+  notice_.changed();
+}
+
+std::uint64_t JackClient::generation(jack_port_t* port)
+{
+  const std::lock_guard guard(departuresMutex_);
+  const auto found = departures_.find(port);
+  const std::uint64_t count = found != departures_.end() ? found->second : 0;
+  return count << 32 | static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(port));
+}
+
+void JackClient::portConnected(jack_port_id_t one, jack_port_id_t other)
+{
+  for (const jack_port_id_t id : {one, other})
+    if (jack_port_t* port = library_.jack_port_by_id(handle_, id);
+        port != nullptr && library_.jack_port_is_mine(handle_, port) != 0) {
+      connectedAt_.store(steadyNanoseconds());
+      notice_.changed();
+      return;
+    }
+}
+
+std::vector<std::string> JackClient::connections(jack_port_t* port) const
+{
+  std::vector<std::string> others;
+  const char** names = library_.jack_port_get_connections(port);
+  for (std::size_t i = 0; names != nullptr && names[i] != nullptr; ++i)
+    others.emplace_back(names[i]);
+  library_.jack_free(names);
+  return others;
+}
+
+jack_port_t* JackClient::addPort(const std::string& name, unsigned long flags)
+{
+  ++addedPorts_;
+  if (!gone() && !takesPart_ && mayTakePart_)
+    takePart(true);
   std::string base = name;
   std::replace(base.begin(), base.end(), ':', '-');
   base = cutUtf8(base, longestPortName);
   std::string unique = base;
   for (int number = 2; number < 10; ++number) {
-    if (gone())
-      return nullptr;
+    if (gone() || !takesPart_)
+      break;
     jack_port_t* port =
-        library_.jack_port_register(handle_, unique.c_str(), JACK_DEFAULT_MIDI_TYPE, direction, 0);
+        library_.jack_port_register(handle_, unique.c_str(), JACK_DEFAULT_MIDI_TYPE, flags, 0);
     if (port != nullptr)
       return port;
     unique = base + " " + std::to_string(number);
   }
+  --addedPorts_;
   return nullptr;
 }
 
 void JackClient::removePort(jack_port_t* port)
 {
-  if (!gone())
-    library_.jack_port_unregister(handle_, port);
+  --addedPorts_;
+  if (gone())
+    return;
+  library_.jack_port_unregister(handle_, port);
+  if (addedPorts_ == 0)
+    notice_.changed(); // for settle
 }
 
 // ---- cycles -------------------------------------------------------------------------------------
+
+bool JackClient::mustTakePart() const
+{
+  return addedPorts_ > 0 || library_.jack_port_connected(virtualInput_) > 0;
+}
+
+bool JackClient::settle()
+{
+  const bool must = !gone() && mayTakePart_ && mustTakePart();
+  if (gone() || takesPart_ == must)
+    return true;
+  if (steadyNanoseconds() - connectedAt_.load() < quietTime)
+    return false;
+  takePart(must);
+  return true;
+}
+
+void JackClient::takePart(bool takesPart)
+{
+  library_.silence();
+  const std::string own = library_.jack_port_name(virtualInput_);
+  const std::vector<std::string> others = connections(virtualInput_);
+  usersRest_.store(true);
+  waitForPass();
+  mayTakePart_ = activate(takesPart) || !takesPart;
+  if (!mayTakePart_)
+    activate(false);
+  for (const std::string& other : others)
+    if (!gone())
+      library_.jack_connect(handle_, other.c_str(), own.c_str());
+}
+
+/// A server that is busy gives up waiting for its own next cycle, so it is asked more than once.
+bool JackClient::activate(bool takesPart)
+{
+  int tries = mostTries;
+  while (!activateOnce(takesPart) && !gone() && --tries > 0) {}
+  return tries > 0 && !gone();
+}
+
+bool JackClient::activateOnce(bool takesPart)
+{
+  library_.jack_deactivate(handle_); // its process thread is no more after this
+  passes_.store(0);
+  const JackProcessCallback callback = [](jack_nframes_t frames, void* self) {
+    static_cast<JackClient*>(self)->process(frames);
+    return 0;
+  };
+  library_.jack_set_process_callback(handle_, takesPart ? callback : nullptr, this);
+  takesPart_ = takesPart;
+  usersRest_.store(!takesPart);
+  return library_.jack_activate(handle_) == 0;
+}
 
 bool JackClient::attach(JackCycleUser& user)
 {
@@ -146,6 +249,12 @@ void JackClient::detach(JackCycleUser& user)
   if (place == users_.end())
     return;
   place->store(nullptr);
+  waitForPass();
+}
+
+/// After this the process thread has seen what was stored before.
+void JackClient::waitForPass() const
+{
   const std::uint32_t pass = passes_.load();
   while (pass % 2 != 0 && passes_.load() == pass)
     std::this_thread::sleep_for(std::chrono::microseconds(50));
@@ -165,9 +274,7 @@ JackCycle JackClient::cycle(jack_nframes_t frames) const
 void JackClient::process(jack_nframes_t frames)
 {
   passes_.fetch_add(1);
-  // Whoever has opened it fills it after this.
-  library_.jack_midi_clear_buffer(library_.jack_port_get_buffer(virtualOutput_, frames));
-  if (const std::size_t places = usedPlaces_.load(); places > 0) {
+  if (const std::size_t places = usersRest_.load() ? 0 : usedPlaces_.load(); places > 0) {
     const JackCycle now = cycle(frames);
     for (std::size_t place = 0; place < places; ++place)
       if (JackCycleUser* user = users_[place].load())

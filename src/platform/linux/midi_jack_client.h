@@ -6,8 +6,11 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 namespace orbi::platform {
 
@@ -30,6 +33,13 @@ public:
 /// A server's death is final for its client, and the client is not closed then: the library does
 /// that itself when anybody in the process joins a server the next time, and would do it twice.
 /// Until then it may keep a thread that knows this object.
+///
+/// A cycle costs a wake-up of the process thread, some hundred times a second, so the client takes
+/// part in cycles only while one of its ports is connected. To the library that is a matter of
+/// having a process callback, which only a client can get or lose that isn't active, and is without
+/// connections therefore: those of the virtual input, which aren't ours, are made again. An output
+/// that doesn't take part would hold up all who listen to it, so the virtual one is only there
+/// while it is open.
 class JackClient {
 public:
   static std::unique_ptr<JackClient> join(const JackLibrary& library, const std::string& name,
@@ -44,16 +54,23 @@ public:
 
   // Ports
   jack_port_t* virtualInput() const { return virtualInput_; }
-  jack_port_t* virtualOutput() const { return virtualOutput_; }
   bool virtualInputIsOpen = false;
   bool virtualOutputIsOpen = false;
-  /// A port of our own for the connection with a foreign one; null on failure. `direction` is
-  /// JackPortIsInput or JackPortIsOutput.
-  jack_port_t* addPort(const std::string& name, JackPortFlags direction);
+  /// Another port of our own, which takes part in cycles until it is removed; null on failure.
+  /// `flags` begin with JackPortIsInput or JackPortIsOutput.
+  jack_port_t* addPort(const std::string& name, unsigned long flags);
   void removePort(jack_port_t* port);
+  /// Another number for a port of this name that isn't the one that was there.
+  std::uint64_t generation(jack_port_t* port);
 
   // Cycles
-  bool attach(JackCycleUser& user); ///< false when there are too many
+  /// Takes part in cycles from now on, or not any more, as its connections want it. False when that
+  /// has to wait until nobody connects anything for `quietTime`: what a patch bay connects in the
+  /// midst of it would fail.
+  bool settle();
+  static constexpr std::int64_t quietTime = 100'000'000;  ///< nanoseconds
+  std::uint32_t passes() const { return passes_.load(); } ///< two more with each cycle
+  bool attach(JackCycleUser& user);                       ///< false when there are too many
   void detach(JackCycleUser& user); ///< when it returns, the user is not in use any more
 
 private:
@@ -63,6 +80,14 @@ private:
   }
   bool setUp();
   void setCallbacks();
+  bool mustTakePart() const;
+  void takePart(bool takesPart);
+  bool activate(bool takesPart);
+  bool activateOnce(bool takesPart);
+  std::vector<std::string> connections(jack_port_t* port) const;
+  void waitForPass() const;
+  void portConnected(jack_port_id_t one, jack_port_id_t other);
+  void portRegistered(jack_port_id_t port, bool isThere);
   void process(jack_nframes_t frames);
   JackCycle cycle(jack_nframes_t frames) const;
 
@@ -71,12 +96,20 @@ private:
   jack_client_t* handle_ = nullptr;
   double perFrame_ = 0.0; // as in a cycle
   jack_port_t* virtualInput_ = nullptr;
-  jack_port_t* virtualOutput_ = nullptr;
+  int addedPorts_ = 0;
+  bool takesPart_ = false;
+  bool mayTakePart_ = true; // the server let it so far
   std::atomic<bool> gone_{false};
+  std::atomic<std::int64_t> connectedAt_{0}; // when the last one was, or wasn't any more
+
+  // How often each place of a port was left. The library reuses places.
+  std::mutex departuresMutex_;
+  std::map<jack_port_t*, std::uint32_t> departures_;
 
   // A user is taken out of its place, and then waited for unless the process thread is between two
   // passes (the count is even) or in another one. Both sides write one and read the other, hence
-  // sequential order.
+  // sequential order. The library ends its thread wherever that is, so all users rest before.
+  std::atomic<bool> usersRest_{true};
   std::array<std::atomic<JackCycleUser*>, 256> users_{};
   std::atomic<std::size_t> usedPlaces_{0};
   std::atomic<std::uint32_t> passes_{0};

@@ -2,9 +2,13 @@
 
 #include "platform/linux/midi_jack_ports.h"
 
+#include "platform/clock.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 namespace orbi::platform {
@@ -14,6 +18,7 @@ namespace {
 constexpr std::size_t longestSysex = 1 << 16; // what is longer goes out in pieces of this size
 constexpr std::uint8_t sysexEnd = 0xF7;
 constexpr std::uint8_t firstRealTime = 0xF8;
+constexpr std::int64_t longestDrain = 200'000'000; // nanoseconds
 
 } // namespace
 
@@ -36,8 +41,16 @@ void JackOpenPort::takeVirtual()
   isOpen_ = isInput ? &client_.virtualInputIsOpen : &client_.virtualOutputIsOpen;
   if (std::exchange(*isOpen_, true))
     isOpen_ = nullptr; // somebody else's
+  else if (isInput)
+    port_ = client_.virtualInput();
   else
-    port_ = isInput ? client_.virtualInput() : client_.virtualOutput();
+    addVirtualOutput();
+}
+
+void JackOpenPort::addVirtualOutput()
+{
+  port_ = client_.addPort("out", JackPortIsOutput | JackPortIsTerminal);
+  isAdded_ = port_ != nullptr;
 }
 
 void JackOpenPort::makeConnected(const std::string& foreign)
@@ -50,17 +63,19 @@ void JackOpenPort::makeConnected(const std::string& foreign)
   const int result = isInput
                          ? library().jack_connect(client_.handle(), foreign.c_str(), own.c_str())
                          : library().jack_connect(client_.handle(), own.c_str(), foreign.c_str());
-  if (result == 0 || result == EEXIST)
+  if (result == 0 || result == EEXIST) {
     port_ = port;
-  else
+    isAdded_ = true;
+  } else {
     client_.removePort(port);
+  }
 }
 
 JackOpenPort::~JackOpenPort()
 {
   if (isOpen_ != nullptr)
     *isOpen_ = false;
-  else if (port_ != nullptr)
+  if (isAdded_)
     client_.removePort(port_);
 }
 
@@ -112,21 +127,42 @@ JackOutput::JackOutput(JackClient& client, const std::string& foreign, IMidiOutp
 
 JackOutput::~JackOutput()
 {
+  if (used_)
+    drain();
   port_.client().detach(*this);
   for (; const Entry* entry = ring_.front(); ring_.pop())
     if (entry->buffer != nullptr)
       handler_.done(*entry->buffer);
 }
 
+/// What was sent is written, and then the cycle comes to its end, in which others read it.
+void JackOutput::drain()
+{
+  const JackClient& client = port_.client();
+  const std::int64_t limit = steadyNanoseconds() + longestDrain;
+  const auto mayWait = [&] {
+    return !client.gone() && port_.isConnected() && steadyNanoseconds() < limit;
+  };
+  const auto waitABit = [] { std::this_thread::sleep_for(std::chrono::microseconds(500)); };
+  while (!ring_.empty() && mayWait())
+    waitABit();
+  const std::uint32_t written = client.passes();
+  while (client.passes() - written < 4 && mayWait())
+    waitABit();
+}
+
 bool JackOutput::shortMessage(std::uint32_t packed)
 {
   std::uint8_t bytes[3];
-  return !unpackMidi(packed, bytes).empty() && !port_.client().gone() &&
-         ring_.push({nullptr, packed});
+  if (unpackMidi(packed, bytes).empty() || port_.client().gone())
+    return false;
+  used_ = true;
+  return ring_.push({nullptr, packed});
 }
 
 bool JackOutput::longMessage(MidiBuffer& buffer)
 {
+  used_ = true;
   return !port_.client().gone() && ring_.push({&buffer, 0});
 }
 

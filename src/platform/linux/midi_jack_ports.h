@@ -31,12 +31,14 @@ public:
 
 private:
   void takeVirtual();
+  void addVirtualOutput();
   void makeConnected(const std::string& foreign);
 
   JackClient& client_;
   const JackPortFlags direction_;
   jack_port_t* port_ = nullptr;
   bool* isOpen_ = nullptr; // of the virtual port
+  bool isAdded_ = false;   // the port is ours alone
 };
 
 class JackInput final : public MidiInputPort, private JackCycleUser {
@@ -79,6 +81,8 @@ private:
     std::uint32_t packed;
   };
 
+  void drain();
+
   // Process thread
   void process(const JackCycle& cycle) override;
   bool mayWrite();
@@ -92,6 +96,7 @@ private:
   IMidiOutputHandler& handler_;
   SingleRing<Entry, 1024> ring_;
   bool attached_ = false;
+  bool used_ = false; // something was sent; the sender's
 
   struct {
     int patience = 16;               // cycles that it still waits for its connection

@@ -26,6 +26,11 @@ public:
     return true;
   }
 
+  bool empty() const ///< any thread; what the writer writes meanwhile may be missed
+  {
+    return begin_.load(std::memory_order_acquire) == end_.load(std::memory_order_acquire);
+  }
+
   const T* front() const ///< the reader; null when it is empty
   {
     const std::size_t begin = begin_.load(std::memory_order_relaxed);

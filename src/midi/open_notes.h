@@ -1,0 +1,37 @@
+#pragma once
+
+#include "midi/midi_event.h"
+
+namespace orbi {
+
+/// Many players end a note by one without velocity.
+inline bool endsNote(const PMidiEvent& event)
+{
+  return event.getStatus() == 0x80 || (event.getStatus() == 0x90 && event.getData2() == 0);
+}
+
+inline bool beginsNote(const PMidiEvent& event)
+{
+  return event.getStatus() == 0x90 && event.getData2() > 0;
+}
+
+/// Notes that began in a queue and whose end wasn't met yet.
+class OpenNotes {
+public:
+  void begin(const PMidiEvent& note) { ++countOf(note); }
+  bool end(const PMidiEvent& note) ///< whether one had begun
+  {
+    uint32_t& count = countOf(note);
+    return count > 0 && count-- > 0;
+  }
+
+private:
+  uint32_t& countOf(const PMidiEvent& note)
+  {
+    return counts_[note.getChannel()][note.getData1() & 127];
+  }
+
+  uint32_t counts_[16][128] = {};
+};
+
+} // namespace orbi
