@@ -89,7 +89,7 @@ void PPortRegistry::dropOldPlain()
     const std::string id = entry->getString(keyID) ? entry->getString(keyID) : "";
     if (tooMany == 0)
       return;
-    if (findRegistered(id))
+    if (index_.find(id))
       continue;
     --tooMany;
     settingsByID_.erase(id);
