@@ -309,7 +309,7 @@ void OrbiPlayerApplication::restoreTime()
 bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
 {
   if (isProgramFile(file))
-    return opensBeforeSong() || loadProgramFile(file);
+    return opensBeforeSong() || openProgramFile(file);
   if (!songPlayer_)
     return false;
   std::string error;

@@ -95,6 +95,7 @@ private:
 
   // Programs and banks that the command line names
   bool opensBeforeSong() const;
+  bool openProgramFile(const std::filesystem::path& path);
   bool loadProgramFile(const std::filesystem::path& path);
   void savePrograms();
   bool tellOutcome(const std::filesystem::path& path, int32_t result);
@@ -112,7 +113,7 @@ private:
   Surroundings surroundings_;
   std::optional<Song> song_;
   std::string audioFailure_;         ///< words of the driver that couldn't be used
-  bool programsLoaded_ = false;      ///< all that were named before anything plays
+  bool programsLoaded_ = false;      ///< all that the command line names
   bool mustEnd_ = false;             ///< the run was given an end, which takes blocks to come
   std::filesystem::path renderPath_; ///< where the driver writes; becomes the render when complete
   bool quitConfirmed_ = false;       ///< the quit question is asked once

@@ -36,14 +36,24 @@ bool OrbiPlayerApplication::opensBeforeSong() const
 }
 
 /// False at the first file that can't be loaded: what would be played or saved then is something
-/// else than was asked for.
+/// else than was asked for. A FILE that is opened last is still to come.
 bool OrbiPlayerApplication::loadPrograms()
 {
   for (const std::filesystem::path& path : options_.loads)
     if (!loadProgramFile(path))
       return false;
-  programsLoaded_ = !opensBeforeSong() || loadProgramFile(*options_.file);
-  return programsLoaded_;
+  if (opensBeforeSong())
+    return openProgramFile(*options_.file);
+  programsLoaded_ = !options_.file || !isProgramFile(*options_.file);
+  return true;
+}
+
+/// What was asked for at the start is there once FILE is; one that fails later changes nothing.
+bool OrbiPlayerApplication::openProgramFile(const std::filesystem::path& path)
+{
+  const bool isLoaded = loadProgramFile(path);
+  programsLoaded_ = programsLoaded_ || isLoaded;
+  return isLoaded;
 }
 
 /// A file that isn't whole doesn't reach the plug-in at all.

@@ -166,7 +166,8 @@ def a_load_or_save_that_fails_changes_nothing_and_ends_with_1(folder):
         check_one_line(run(sine, *short, "--load", whole, "--load", folder / bad, "--save-bank", kept), 1,
                        bad, reason)
         check(kept.read_text() == "former", "something was saved")
-        check_one_line(run(sine, *short, folder / bad), 1, bad, reason)
+        check_one_line(run(sine, *short, folder / bad, "--save-bank", kept), 1, bad, reason)
+        check(kept.read_text() == "former", "a FILE that failed was saved over")
         out = folder / "out.wav"
         check_one_line(run(sine, "--play", DEMO, "--render", out, "--load", folder / bad), 1, bad)
         check(not out.exists())
