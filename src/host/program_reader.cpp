@@ -53,9 +53,16 @@ bool ProgramReader::fail(const char* fault)
   return false;
 }
 
+bool ProgramReader::failToRead()
+{
+  isCutShort_ = true;
+  return fail(cutShort);
+}
+
 const char* ProgramReader::fault() const
 {
-  return plugin_.faultCount() != faultsBefore_ ? pluginFailed : fault_;
+  const bool hasFailed = plugin_.faultCount() != faultsBefore_ || plugin_.hasFaulted();
+  return hasFailed ? pluginFailed : fault_;
 }
 
 // ---- programs ----
@@ -63,10 +70,12 @@ const char* ProgramReader::fault() const
 int32_t ProgramReader::readProgram()
 {
   int32_t word = 0;
-  if (!stream_.readInt32(word) || word != chunkMagic)
+  if (!stream_.readInt32(word))
+    return failToRead();
+  if (word != chunkMagic)
     return fail(noProgram);
   if (!stream_.readInt32(word) || !stream_.readInt32(word)) // the size isn't needed, the form is
-    return fail(cutShort);
+    return failToRead();
   if (word == parameterProgram)
     return readParameterProgram();
   if (word == chunkProgram && plugin_.takesChunks())
@@ -98,7 +107,7 @@ bool ProgramReader::readParameters(int32_t count)
   float value = 0.0f;
   for (int32_t i = 0; i < count; ++i) {
     if (!stream_.readFloat(value))
-      return fail(cutShort);
+      return failToRead();
     plugin_.setParameter(i, value);
   }
   return true;
@@ -157,7 +166,9 @@ int32_t ProgramReader::readBank()
   return result;
 }
 
-/// A bank counts as read when it was accepted, though a program in it may not.
+/// A bank counts as read when it was accepted, though a program in it may not; not when its bytes
+/// end too soon. A plug-in that said yes to more programs than it has gets each of the others in
+/// the place of its last one, which stays the current program: what to do with them is its choice.
 int32_t ProgramReader::readParameterBank()
 {
   OrbBankInfo info{};
@@ -167,11 +178,12 @@ int32_t ProgramReader::readParameterBank()
   const auto current = static_cast<int32_t>(plugin_.dispatch(opGetProgram));
   for (int32_t i = 0; i < info.count; ++i) {
     plugin_.setProgram(i);
-    if (readProgram() == 0)
+    if (readProgram() == 0 || plugin_.hasFaulted())
       break;
   }
-  plugin_.setProgram(current);
-  return 1;
+  if (!plugin_.hasFaulted())
+    plugin_.setProgram(current);
+  return !isCutShort_;
 }
 
 int32_t ProgramReader::readChunkBank()
@@ -207,13 +219,13 @@ bool ProgramReader::readInfo(OrbBankInfo& info)
 {
   return (stream_.readInt32(info.formatVersion) && stream_.readInt32(info.pluginId) &&
           stream_.readInt32(info.pluginVersion) && stream_.readInt32(info.count)) ||
-         fail(cutShort);
+         failToRead();
 }
 
 bool ProgramReader::readName(char* name)
 {
   if (stream_.read(name, nameBytes) != nameBytes)
-    return fail(cutShort);
+    return failToRead();
   name[nameBytes - 1] = 0;
   return true;
 }
@@ -222,7 +234,7 @@ bool ProgramReader::readChunk(ChunkOf what, Use use)
 {
   int32_t bytes = 0;
   if (!stream_.readInt32(bytes))
-    return fail(cutShort);
+    return failToRead();
   if (bytes < 1)
     return true;
   const int64_t end = stream_.tell() + bytes;
@@ -246,7 +258,7 @@ bool ProgramReader::takeChunk(FBuffer& chunk, uint32_t bytes, int64_t end)
   if (stream_.readBytes(chunk, bytes))
     return true;
   if (!stream_.readUint8(next))
-    return fail(cutShort);
+    return failToRead();
   chunk.setCapacity(0);
   fail(noMemory);
   stream_.seek(end, SeekMode::start);

@@ -38,11 +38,13 @@ private:
   bool mayLoadBank(const OrbBankInfo& info);
   void setName(char* name);
   bool fail(const char* fault);
+  bool failToRead();
 
   OrbPlugin& plugin_;
   FStream& stream_;
   const uint32_t faultsBefore_;
   const char* fault_ = nullptr;
+  bool isCutShort_ = false; ///< a byte was wanted that isn't there
 };
 
 } // namespace orbi
