@@ -113,6 +113,21 @@ int32_t OrbPlugin::numOutputs() const
   return effect_ ? std::clamp(effect_->numOutputs, 0, maxChannels) : 0;
 }
 
+int32_t OrbPlugin::numPrograms() const
+{
+  return effect_ ? std::clamp(effect_->numPrograms, 0, maxPrograms) : 0;
+}
+
+int32_t OrbPlugin::numParams() const
+{
+  return effect_ ? std::clamp(effect_->numParams, 0, maxParams) : 0;
+}
+
+bool OrbPlugin::hasCredibleCounts() const
+{
+  return effect_ && effect_->numPrograms <= maxPrograms && effect_->numParams <= maxParams;
+}
+
 bool OrbPlugin::open()
 {
   return guard([this] {

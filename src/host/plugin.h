@@ -28,6 +28,9 @@ public:
   static constexpr const char* className = "OrbPlugin";
   static constexpr size_t nameBytes = 64;
   static constexpr int32_t maxChannels = 1024; ///< a plug-in that claims more isn't loaded
+  // One that claims more of these plays, and isn't saved
+  static constexpr int32_t maxParams = 1000000;
+  static constexpr int32_t maxPrograms = 100000;
 
   OrbPlugin(const std::string& moduleName, int32_t moduleIndex);
   OrbPlugin(const OrbPlugin&) = delete;
@@ -53,8 +56,9 @@ public:
   OrbEffect* effect() const { return effect_; }
   int32_t numInputs() const; ///< as they are now, at most maxChannels
   int32_t numOutputs() const;
-  int32_t numPrograms() const { return effect_ ? effect_->numPrograms : 0; }
-  int32_t numParams() const { return effect_ ? effect_->numParams : 0; }
+  int32_t numPrograms() const; ///< likewise, at most maxPrograms
+  int32_t numParams() const;
+  bool hasCredibleCounts() const; ///< neither of the two is more than the most
   int32_t uniqueId() const { return effect_ ? effect_->uniqueId : 0; }
   int32_t version() const { return effect_ ? effect_->version : 0; }
   bool takesChunks() const { return effect_ && (effect_->flags & orbProgramChunks); }
@@ -89,8 +93,8 @@ public:
   /// 1 when there was a program that the plug-in may hear of, else 0. A foreign one is passed over;
   /// in the form of a chunk that is a 1 as well.
   int32_t readProgram(FStream& stream);
-  /// 1 for a bank, also when it was refused as a chunk or ends at a program that can't be read;
-  /// else 0, behind the bank where the stream tells its size.
+  /// 1 for a bank, also when it was refused as a chunk or ends at a program that isn't taken; else,
+  /// as when it is cut short, 0, behind the bank where the stream tells its size.
   int32_t readBank(FStream& stream);
 
   // And in files that the dialog names. 0: cancelled, or nothing done; -1: the file can't be
@@ -123,6 +127,9 @@ private:
   bool outputProperties(int32_t output, OrbOutputProperties& properties);
   template <class Call>
   bool guard(Call&& call);
+  bool isAsked();
+  bool writeAs(const ProgramFileKind& kind, FStream& stream);
+  int32_t readAs(const ProgramFileKind& kind, FStream& stream);
   int32_t saveFile(FFileDialog& dialog, const ProgramFileKind& kind);
   int32_t loadFile(FFileDialog& dialog, const ProgramFileKind& kind);
   ORBI_REALTIME bool runForAudio(void (*call)(void*), void* context);

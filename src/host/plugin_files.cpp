@@ -27,6 +27,7 @@ namespace {
 
 constexpr int32_t notOpened = -1;
 constexpr const char* noAnswer = "the plug-in doesn't answer any more";
+constexpr const char* failed = "the plug-in failed";
 constexpr int64_t mostReadAhead = 16 << 20; ///< bytes; a file is read at once up to this size
 
 FFileTypeRecord programType("ORB Effect Program", "AFxP", "fxp",
@@ -88,32 +89,47 @@ std::optional<std::filesystem::path> askFor(FFileDialog& dialog, const ProgramFi
 
 bool OrbPlugin::writeProgram(FStream& stream)
 {
-  ProgramWriter writer(*this, stream);
-  const bool isWhole = writer.writeProgram();
-  fileFault_ = writer.fault();
-  return isWhole;
+  return writeAs(programKind, stream);
 }
 
 bool OrbPlugin::writeBank(FStream& stream)
 {
-  ProgramWriter writer(*this, stream);
-  const bool isWhole = writer.writeBank();
-  fileFault_ = writer.fault();
-  return isWhole;
+  return writeAs(bankKind, stream);
 }
 
 int32_t OrbPlugin::readProgram(FStream& stream)
 {
-  ProgramReader reader(*this, stream);
-  const int32_t result = reader.readProgram();
-  fileFault_ = reader.fault();
-  return result;
+  return readAs(programKind, stream);
 }
 
 int32_t OrbPlugin::readBank(FStream& stream)
 {
+  return readAs(bankKind, stream);
+}
+
+/// One that faulted in a block may still hold what a call for its state would wait for.
+bool OrbPlugin::isAsked()
+{
+  fileFault_ = isAbandoned() ? noAnswer : hasFaulted() ? failed : nullptr;
+  return !fileFault_;
+}
+
+bool OrbPlugin::writeAs(const ProgramFileKind& kind, FStream& stream)
+{
+  if (!isAsked())
+    return false;
+  ProgramWriter writer(*this, stream);
+  const bool isWhole = (writer.*kind.write)();
+  fileFault_ = writer.fault();
+  return isWhole;
+}
+
+int32_t OrbPlugin::readAs(const ProgramFileKind& kind, FStream& stream)
+{
+  if (!isAsked())
+    return 0;
   ProgramReader reader(*this, stream);
-  const int32_t result = reader.readBank();
+  const int32_t result = (reader.*kind.read)();
   fileFault_ = reader.fault();
   return result;
 }
@@ -147,7 +163,7 @@ int32_t OrbPlugin::saveFile(FFileDialog& dialog, const ProgramFileKind& kind)
 {
   const auto path = askFor(dialog, kind, UTranslator::filled(kind.saveTitle, name_), openWrite);
   fileFault_ = nullptr;
-  if (!path)
+  if (!path || !isAsked())
     return 0;
   FFileReplacement file;
   if (!file.open(*path)) {
@@ -157,14 +173,9 @@ int32_t OrbPlugin::saveFile(FFileDialog& dialog, const ProgramFileKind& kind)
   FMemoryStream content;
   {
     const FileInWork inWork(*path);
-    ProgramWriter writer(*this, content);
-    if (isAbandoned())
-      fileFault_ = noAnswer;
-    else if (!(writer.*kind.write)())
-      fileFault_ = writer.fault();
+    if (!writeAs(kind, content) || !isAsked()) // what it played meanwhile may have been its last
+      return 0;
   }
-  if (fileFault_)
-    return 0;
   file.stream().write(content.data(), content.size()); // what gets lost is told at the end
   if (!file.finish())
     fileFault_ = file.fault();
@@ -175,7 +186,7 @@ int32_t OrbPlugin::loadFile(FFileDialog& dialog, const ProgramFileKind& kind)
 {
   const auto path = askFor(dialog, kind, UTranslator::text(kind.loadTitle), openRead);
   fileFault_ = nullptr;
-  if (!path)
+  if (!path || !isAsked())
     return 0;
   auto file = make<FFileStream>();
   fileFault_ = faultOfFile(*path);
@@ -183,16 +194,9 @@ int32_t OrbPlugin::loadFile(FFileDialog& dialog, const ProgramFileKind& kind)
     fileFault_ = "can't be opened";
   if (fileFault_)
     return notOpened;
-  if (isAbandoned()) {
-    fileFault_ = noAnswer;
-    return 0;
-  }
   FBlockStreamReader stream(file.get(), std::clamp<int64_t>(file->size(), 1, mostReadAhead));
   const FileInWork inWork(*path);
-  ProgramReader reader(*this, stream);
-  const int32_t result = (reader.*kind.read)();
-  fileFault_ = reader.fault();
-  return result;
+  return readAs(kind, stream);
 }
 
 } // namespace orbi

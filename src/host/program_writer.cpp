@@ -16,6 +16,15 @@ namespace {
 
 constexpr const char* cannotWrite = "can't be written completely";
 constexpr const char* pluginFailed = "the plug-in failed";
+constexpr const char* notCredible = "the plug-in tells of too many programs or parameters";
+constexpr const char* tooLarge = "the plug-in has more programs than such a file can hold";
+
+/// Whether the size of a bank of parameters can be told in the file.
+bool fitsBank(int64_t programs, int64_t parameters)
+{
+  const int64_t programBytes = headerBytes + nameBytes + parameters * parameterBytes;
+  return programs * programBytes <= INT32_MAX - headerBytes - reservedBytes;
+}
 
 /// A copy of bytes that a plug-in points to. Null when they aren't there, or no memory is.
 std::unique_ptr<uint8_t[]> copyOf(const void* data, size_t bytes)
@@ -43,25 +52,34 @@ bool ProgramWriter::fail(const char* fault)
 
 bool ProgramWriter::writeProgram()
 {
+  if (!plugin_.hasCredibleCounts())
+    return fail(notCredible);
   const uint32_t faults = plugin_.faultCount();
   const int32_t form = plugin_.takesChunks() ? chunkProgram : parameterProgram;
+  const int32_t count = plugin_.numParams(); // it may change while it is asked
   stream_.writeInt32(chunkMagic);
   const int64_t mark = stream_.beginBlock();
-  const bool isWhole = writeHeader(form, plugin_.numParams()) && writeName() &&
-                       (form == chunkProgram ? writeChunk(ChunkOf::program) : writeParameters());
+  const bool isWhole =
+      writeHeader(form, count) && writeName() &&
+      (form == chunkProgram ? writeChunk(ChunkOf::program) : writeParameters(count));
   return finish(mark, isWhole) && (plugin_.faultCount() == faults || fail(pluginFailed));
 }
 
 bool ProgramWriter::writeBank()
 {
+  if (!plugin_.hasCredibleCounts())
+    return fail(notCredible);
   const uint32_t faults = plugin_.faultCount();
   const int32_t form = plugin_.takesChunks() ? chunkBank : parameterBank;
+  const int32_t count = plugin_.numPrograms();
+  if (form == parameterBank && !fitsBank(count, plugin_.numParams()))
+    return fail(tooLarge);
   const uint8_t reserved[reservedBytes] = {};
   stream_.writeInt32(chunkMagic);
   const int64_t mark = stream_.beginBlock();
-  const bool isWhole = writeHeader(form, plugin_.numPrograms()) &&
+  const bool isWhole = writeHeader(form, count) &&
                        stream_.write(reserved, sizeof reserved) == sizeof reserved &&
-                       (form == chunkBank ? writeChunk(ChunkOf::bank) : writePrograms());
+                       (form == chunkBank ? writeChunk(ChunkOf::bank) : writePrograms(count));
   return finish(mark, isWhole) && (plugin_.faultCount() == faults || fail(pluginFailed));
 }
 
@@ -85,23 +103,25 @@ bool ProgramWriter::writeName()
   return stream_.write(field, sizeof field) == sizeof field;
 }
 
-bool ProgramWriter::writeParameters()
+bool ProgramWriter::writeParameters(int32_t count)
 {
-  for (int32_t i = 0; i < plugin_.numParams(); ++i)
+  for (int32_t i = 0; i < count; ++i)
     if (!stream_.writeFloat(plugin_.parameter(i)))
       return false;
   return true;
 }
 
-bool ProgramWriter::writePrograms()
+/// Stops at once when the plug-in fails in a block that it plays meanwhile.
+bool ProgramWriter::writePrograms(int32_t count)
 {
   const auto current = static_cast<int32_t>(plugin_.dispatch(opGetProgram));
   bool isWhole = true;
-  for (int32_t i = 0; i < plugin_.numPrograms() && isWhole; ++i) {
+  for (int32_t i = 0; i < count && isWhole; ++i) {
     plugin_.setProgram(i);
-    isWhole = writeProgram();
+    isWhole = writeProgram() && (!plugin_.hasFaulted() || fail(pluginFailed));
   }
-  plugin_.setProgram(current);
+  if (!plugin_.hasFaulted())
+    plugin_.setProgram(current);
   return isWhole;
 }
 

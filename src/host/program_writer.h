@@ -20,8 +20,8 @@ private:
 
   bool writeHeader(int32_t form, int32_t count);
   bool writeName();
-  bool writeParameters();
-  bool writePrograms();
+  bool writeParameters(int32_t count);
+  bool writePrograms(int32_t count);
   bool writeChunk(ChunkOf what);
   bool fail(const char* fault);
   bool finish(int64_t mark, bool isWhole);

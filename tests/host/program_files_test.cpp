@@ -275,6 +275,7 @@ TEST_F(ProgramFiles, files_cut_at_any_byte_end_quietly_and_are_known_before_they
   for (size_t form = 0; form < allForms.size(); ++form) {
     OrbPlugin& plugin = load(isChunk[form]);
     const auto reader = readers[isBank[form]];
+    probe->program = 1;
     const std::string& whole = allForms[form];
     ASSERT_TRUE(parseProgramFile(whole, fault)) << fault.text();
     EXPECT_FALSE(parseProgramFile(whole, fault)->oddity);
@@ -288,7 +289,8 @@ TEST_F(ProgramFiles, files_cut_at_any_byte_end_quietly_and_are_known_before_they
       EXPECT_TRUE(plugin.fileFault()) << form << " at " << bytes;
       EXPECT_EQ(countOf(calls, "67 "), countOf(calls, "68 "));
       EXPECT_EQ(probe->takenBytes, -1);
-      EXPECT_EQ(result, form == 2 && bytes >= 28 ? 1 : 0) << form << " at " << bytes;
+      EXPECT_EQ(result, 0) << form << " at " << bytes;
+      EXPECT_EQ(probe->program, 1);
       if (isBank[form] && result == 0 && bytes >= 8) {
         EXPECT_EQ(stream->tell(), int64_t(whole.size()));
       }
@@ -385,6 +387,43 @@ TEST_F(ProgramFiles, faults_of_the_plugin_end_in_no_chunk_and_no_new_file)
   EXPECT_EQ(read(other, &OrbPlugin::readProgram, program("N", {1, 2})), 1);
   EXPECT_STREQ(other.fileFault(), "the plug-in failed");
   EXPECT_FALSE(other.writeProgram(*memoryWith("")));
+}
+
+TEST_F(ProgramFiles, a_plugin_that_failed_in_a_block_or_claims_too_much_keeps_the_old_file)
+{
+  FGivenFile given(folder / "kept.fxb");
+  auto keeps = [&](OrbPlugin& plugin, const char* reason) {
+    folder.write("kept.fxb", "former");
+    EXPECT_EQ(plugin.saveBankFile(given), 0);
+    EXPECT_STREQ(plugin.fileFault(), reason);
+    EXPECT_EQ(fs::file_size(folder / "kept.fxb"), 6u);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
+  };
+  for (int ProbePlugin::*count : {&ProbePlugin::numPrograms, &ProbePlugin::numParams}) {
+    probe.operator->()->*count = INT32_MAX;
+    keeps(load(false), "the plug-in tells of too many programs or parameters");
+    EXPECT_EQ(countOf(probe.takeCalls(), "? "), 0);
+    probe.operator->()->*count = -1;
+    EXPECT_EQ(load(false).saveBankFile(given), count == &ProbePlugin::numParams);
+    probe.operator->()->*count = 2;
+  }
+  probe->numPrograms = 100000;
+  probe->numParams = 1000000;
+  keeps(load(false), "the plug-in has more programs than such a file can hold");
+  probe->numPrograms = probe->numParams = 2;
+
+  OrbPlugin& plugin = load(true);
+  setState();
+  probe->faultAt = ProbePlugin::inProcess;
+  probe->fault = probeThrows;
+  float* outputs[2] = {};
+  EXPECT_FALSE(plugin.processReplacing(nullptr, outputs, 0));
+  probe.takeCalls();
+  keeps(plugin, "the plug-in failed");
+  EXPECT_EQ(plugin.loadBankFile(given), 0);
+  EXPECT_STREQ(plugin.fileFault(), "the plug-in failed");
+  EXPECT_EQ(read(plugin, &OrbPlugin::readProgram, allForms[1]), 0);
+  EXPECT_EQ(probe.takeCalls(), "");
 }
 
 TEST_F(ProgramFiles, dialogs_name_the_file_and_its_path_is_known_while_it_is_in_work)
