@@ -3,19 +3,15 @@
 
 #include "host/program_file.h"
 #include "persist/file_dialog.h"
-#include "persist/whole_file.h"
 
 namespace orbi {
 
 namespace {
 
-/// The most that a size in these files can tell, and the bytes before it.
-constexpr int64_t largestProgramFile = INT32_MAX;
-
 /// Whether it holds a bank; nothing when it isn't whole.
 std::optional<bool> holdsBank(const std::filesystem::path& path, std::string& reason)
 {
-  const std::optional<std::string> bytes = readWholeFile(path, largestProgramFile, reason);
+  const std::optional<std::string> bytes = readProgramFile(path, reason);
   if (!bytes)
     return std::nullopt;
   ProgramFileFault fault;

@@ -1,9 +1,11 @@
 #include "host/program_file.h"
 
 #include "host/program_format.h"
+#include "persist/whole_file.h"
 
 #include <algorithm>
 #include <bit>
+#include <new>
 
 namespace orbi {
 
@@ -12,6 +14,9 @@ using namespace programFormat;
 namespace {
 
 constexpr size_t wordBytes = 4;
+constexpr int64_t largestFile = INT32_MAX; ///< the most that a size in it can tell
+/// Up to where a size or a count tells how much has to follow.
+constexpr int64_t startBytes = headerBytes + reservedBytes + int64_t(wordBytes);
 
 int32_t wordAt(std::string_view bytes, size_t place)
 {
@@ -23,9 +28,14 @@ int32_t wordAt(std::string_view bytes, size_t place)
 
 class Parser {
 public:
-  Parser(std::string_view bytes, ProgramFileFault& fault) : bytes_(bytes), fault_(fault) {}
+  /// The file may be larger than the bytes of it that are at hand.
+  Parser(std::string_view bytes, int64_t fileBytes, ProgramFileFault& fault)
+      : bytes_(bytes), fileBytes_(fileBytes), fault_(fault)
+  {
+  }
 
   std::optional<ParsedProgramFile> parse();
+  bool wantsMore() const { return wantsMore_; } ///< it stopped at bytes that aren't at hand
 
 private:
   bool parseAny();
@@ -40,7 +50,9 @@ private:
   void compareSize(size_t start);
 
   std::string_view bytes_;
+  int64_t fileBytes_;
   size_t place_ = 0;
+  bool wantsMore_ = false;
   ParsedProgramFile file_;
   ProgramFileFault& fault_;
 };
@@ -59,11 +71,14 @@ void Parser::remark(const std::string& reason, size_t byte)
 
 bool Parser::take(int64_t count, std::string_view& part)
 {
-  const auto left = static_cast<int64_t>(bytes_.size() - place_);
+  const int64_t left = fileBytes_ - static_cast<int64_t>(place_);
   if (count > left)
     return fail("is cut short, " + std::to_string(count - left) + " of " + std::to_string(count) +
                     " bytes are missing",
                 place_);
+  wantsMore_ = count > static_cast<int64_t>(bytes_.size() - place_);
+  if (wantsMore_)
+    return false;
   part = bytes_.substr(place_, static_cast<size_t>(count));
   place_ += part.size();
   return true;
@@ -82,14 +97,6 @@ std::optional<ParsedProgramFile> Parser::parse()
 {
   if (!parseAny())
     return std::nullopt;
-  // What was cut may have been nothing that anybody reads; but cut it was.
-  const auto told = static_cast<uint32_t>(wordAt(bytes_, wordBytes));
-  if (told > bytes_.size() - sizeEnd) {
-    fail("is cut short, it tells of " + std::to_string(told) + " bytes and holds " +
-             std::to_string(bytes_.size() - sizeEnd),
-         wordBytes);
-    return std::nullopt;
-  }
   if (place_ < bytes_.size())
     remark("something stands behind its end", place_);
   return std::move(file_);
@@ -125,8 +132,10 @@ bool Parser::parseHeader(ProgramHeader& header)
   if (!takeWord(size) || !takeWord(header.form) || !takeWord(header.formatVersion) ||
       !takeWord(header.pluginId) || !takeWord(header.pluginVersion) || !takeWord(header.count))
     return false;
-  if (header.count < 0)
-    return fail("tells of " + std::to_string(header.count) + " items", place_ - wordBytes);
+  if (header.count < 0) {
+    remark("tells of " + std::to_string(header.count) + " items", place_ - wordBytes);
+    header.count = 0;
+  }
   if (header.formatVersion != version)
     remark("is of the unknown version " + std::to_string(header.formatVersion),
            start + sizeEnd + wordBytes);
@@ -167,9 +176,11 @@ bool Parser::parsePrograms(int32_t count)
 bool Parser::parseChunk(std::string_view& chunk)
 {
   int32_t size = 0;
-  return takeWord(size) &&
-         (size < 0 ? fail("tells of " + std::to_string(size) + " bytes of data", place_ - wordBytes)
-                   : take(size, chunk));
+  if (!takeWord(size))
+    return false;
+  if (size < 0)
+    remark("tells of " + std::to_string(size) + " bytes of data", place_ - wordBytes);
+  return take(std::max(size, 0), chunk);
 }
 
 /// The size of what began at start and ends here.
@@ -196,7 +207,26 @@ float ParsedProgram::parameter(int32_t index) const
 
 std::optional<ParsedProgramFile> parseProgramFile(std::string_view bytes, ProgramFileFault& fault)
 {
-  return Parser(bytes, fault).parse();
+  try {
+    return Parser(bytes, static_cast<int64_t>(bytes.size()), fault).parse();
+  } catch (const std::bad_alloc&) {
+    fault = {"holds more programs than the memory that is left", 0};
+    return std::nullopt;
+  }
+}
+
+std::optional<std::string> readProgramFile(const std::filesystem::path& path, std::string& fault)
+{
+  const std::optional<FileStart> start = readFileStart(path, startBytes, fault);
+  if (!start)
+    return std::nullopt;
+  ProgramFileFault wrong;
+  Parser parser(start->bytes, start->fileBytes, wrong);
+  if (!parser.parse() && !parser.wantsMore()) {
+    fault = wrong.text();
+    return std::nullopt;
+  }
+  return readWholeFile(path, largestFile, fault);
 }
 
 } // namespace orbi

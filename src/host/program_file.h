@@ -45,4 +45,8 @@ struct ParsedProgramFile {
 /// Nothing unless all of the bytes that a plug-in would be given are there. Borrows the bytes.
 std::optional<ParsedProgramFile> parseProgramFile(std::string_view bytes, ProgramFileFault& fault);
 
+/// The bytes of such a file; nothing, and the words, when it can't be read. Its beginning is looked
+/// at first, so that no memory is taken for a file that is something else or is cut short.
+std::optional<std::string> readProgramFile(const std::filesystem::path& path, std::string& fault);
+
 } // namespace orbi

@@ -16,6 +16,15 @@ const char* faultOfFile(const std::filesystem::path& path);
 std::optional<std::string> readWholeFile(const std::filesystem::path& path, int64_t mostBytes,
                                          std::string& fault);
 
+struct FileStart {
+  std::string bytes;
+  int64_t fileBytes;
+};
+
+/// The first bytes of a regular file, at most so many, and its size.
+std::optional<FileStart> readFileStart(const std::filesystem::path& path, int64_t mostBytes,
+                                       std::string& fault);
+
 /// A file's new content, written beside the file and put in its place when it is complete: at every
 /// moment the old one or the new one is there as a whole. What isn't finished is taken away. A link
 /// leads to the file that is replaced; a device is written to as it is.

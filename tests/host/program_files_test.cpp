@@ -310,11 +310,12 @@ TEST_F(ProgramFiles, sizes_and_counts_that_lie_cost_nothing_and_are_named)
   } cases[] = {
       {lie(chunkProgram("N", "xy"), 56, INT32_MAX), "2147483645 of 2147483647", false},
       {lie(chunkBank("xy"), 156, INT32_MAX), "2147483645 of 2147483647", false},
-      {lie(chunkBank("xy"), 156, -5), "-5 bytes", false},
+      {lie(chunkBank("xy"), 156, -5), "-5 bytes", true},
       {lie(allForms[0], 24, INT32_MAX), "is cut short", false},
-      {lie(allForms[0], 24, -1), "-1 items", false},
+      {lie(allForms[0], 24, -1), "-1 items", true},
+      {lie(chunkBank("xy"), 24, -1), "-1 items", true},
       {lie(allForms[2], 24, INT32_MAX), "is cut short", false},
-      {lie(allForms[2], 4, 100000), "tells of 100000 bytes", false},
+      {lie(allForms[2], 4, 100000), "tells of 100000 bytes", true},
       {lie(allForms[2], 164, 0), "holds something else", false},
       {lie(allForms[2], 160, 7), "tells of 7 bytes instead of 52", true},
       {lie(allForms[0], 4, 0), "tells of 0 bytes instead of 56", true},
@@ -323,12 +324,23 @@ TEST_F(ProgramFiles, sizes_and_counts_that_lie_cost_nothing_and_are_named)
       {"CcnK" + be(4) + "what", "is cut short", false},
       {std::string(60, 'x'), "neither", false},
   };
+  std::string words;
   rusage before{}, after{};
   getrusage(RUSAGE_SELF, &before);
+  const std::pair<std::string, const char*> starts[] = {
+      {"junk", "neither"}, {chunkBank("xy"), "is larger than 2047 MiB"}};
+  for (const auto& [start, reason] : starts) {
+    folder.write("large", start);
+    fs::resize_file(folder / "large", int64_t(3) << 30);
+    EXPECT_FALSE(readProgramFile(folder / "large", words));
+    EXPECT_THAT(words, HasSubstr(reason));
+  }
   for (const auto& row : cases) {
     ProgramFileFault fault;
     const auto parsed = parseProgramFile(row.file, fault);
     EXPECT_EQ(parsed.has_value(), row.isRead) << row.reason;
+    folder.write("file", row.file);
+    EXPECT_TRUE(readProgramFile(folder / "file", words) || !row.isRead) << words;
     EXPECT_THAT(parsed && parsed->oddity ? parsed->oddity->text() : fault.text(),
                 HasSubstr(row.reason));
     for (bool withChunks : {false, true})

@@ -103,26 +103,37 @@ std::optional<Fault> showArchive(const SourceFile& file, std::ostream& out)
 
 // Programs and banks
 
-Fault faultOf(const ProgramFileFault& fault)
+/// What it holds borrows the bytes.
+std::optional<ParsedProgramFile> openProgram(const SourceFile& file, std::string& bytes,
+                                             Fault& fault)
 {
-  return {fault.text()};
+  std::optional<std::string> read = readProgramFile(file.path, fault.reason);
+  if (!read)
+    return std::nullopt;
+  bytes = std::move(*read);
+  ProgramFileFault wrong;
+  std::optional<ParsedProgramFile> parsed = parseProgramFile(bytes, wrong);
+  fault.reason = wrong.text();
+  return parsed;
 }
 
 std::optional<Fault> checkProgram(const SourceFile& file)
 {
-  ProgramFileFault fault;
-  const std::optional<ParsedProgramFile> read = parseProgramFile(file.bytes, fault);
+  Fault fault;
+  std::string bytes;
+  const std::optional<ParsedProgramFile> read = openProgram(file, bytes, fault);
   if (!read)
-    return faultOf(fault);
-  return read->oddity ? std::optional(faultOf(*read->oddity)) : std::nullopt;
+    return fault;
+  return read->oddity ? std::optional(Fault{read->oddity->text()}) : std::nullopt;
 }
 
 std::optional<Fault> showProgram(const SourceFile& file, std::ostream& out)
 {
-  ProgramFileFault fault;
-  const std::optional<ParsedProgramFile> read = parseProgramFile(file.bytes, fault);
+  Fault fault;
+  std::string bytes;
+  const std::optional<ParsedProgramFile> read = openProgram(file, bytes, fault);
   if (!read)
-    return faultOf(fault);
+    return fault;
   printProgramFile(out, *read);
   return std::nullopt;
 }
@@ -146,8 +157,8 @@ constexpr FileKind kinds[] = {
     {"XML object file", "xml pxml", "", true, checkXml, showObjectFile<readXmlFile>},
     {"binary object file", "bin", "", true, checkBinary, showObjectFile<readBinaryFile>},
     {"resource archive", "qrf", "", false, checkArchive, showArchive},
-    {"program", "fxp", "", true, checkProgram, showProgram},
-    {"bank", "fxb", "", true, checkProgram, showProgram},
+    {"program", "fxp", "", false, checkProgram, showProgram},
+    {"bank", "fxb", "", false, checkProgram, showProgram},
     {"MIDI file", "mid", "", false, checkSong, nullptr},
 };
 
