@@ -3,6 +3,7 @@
 #include "audio/driver_list.h"
 #include "foundation/class_registry.h"
 #include "midi/merged_input.h"
+#include "platform/file.h"
 #include "platform/message_box.h"
 #include "platform/midi_system.h"
 #include "platform/paths.h"
@@ -82,11 +83,12 @@ std::vector<std::filesystem::path> resourceFolders(const std::filesystem::path& 
   return {folder, shared / "orbiplayer", shared};
 }
 
-/// Whether somebody waits for the status: a window's run always ends well.
+/// Whether somebody waits for the status. A window's run always ends well; as long as there is no
+/// window, every run is one without.
 bool isScripted(const Options& options)
 {
   return options.song || !options.loads.empty() || options.saveProgram || options.saveBank ||
-         (options.headless && options.file && isProgramFile(*options.file));
+         options.file;
 }
 
 int runApplication(Options options, const std::filesystem::path& executable,
@@ -125,6 +127,7 @@ int runApplication(Options options, const std::filesystem::path& executable,
 
 int main(int count, char** values)
 {
+  platform::letWritesFail();
   const std::filesystem::path& executable = platform::executablePath();
   std::string program = executable.stem().string();
   std::vector<std::string> arguments(values + (count > 0 ? 1 : 0), values + count);

@@ -314,11 +314,13 @@ bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
     return false;
   std::string error;
   std::optional<Song> song = readSong(file, error);
-  if (song)
-    songPlayer_->play(std::move(*song));
-  else
+  if (!song) {
     show(error);
-  return song.has_value();
+    exitStatus_ = 1;
+    return false;
+  }
+  songPlayer_->play(std::move(*song));
+  return true;
 }
 
 // ---- running ----

@@ -48,6 +48,10 @@ private:
   int error_ = 0;
 };
 
+/// From here on a write that the system doesn't allow, into a file that grew too large or a pipe
+/// that nobody reads, fails instead of ending the program. Once, at the program's start.
+void letWritesFail();
+
 /// Makes the names in a folder durable, such as after a rename. False on failure.
 bool flushFolder(const std::filesystem::path& folder);
 

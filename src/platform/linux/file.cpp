@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -145,6 +146,12 @@ bool File::resize(std::int64_t bytes)
 bool File::flush()
 {
   return check(uninterrupted([&] { return fsync(descriptor_); }) == 0);
+}
+
+void letWritesFail()
+{
+  for (int number : {SIGXFSZ, SIGPIPE})
+    std::signal(number, SIG_IGN);
 }
 
 bool flushFolder(const std::filesystem::path& folder)
