@@ -77,12 +77,13 @@ float Instrument::parameter(size_t index) const
   return index < parameterCount ? main_.parameters[index] : 0.0f;
 }
 
-void Instrument::setProgram(int program)
+void Instrument::setProgram(int program, uint16_t bank)
 {
   if (program < 0 || program >= programCount)
     return;
   Hold hold(exchange_.taken);
   exchange_.program = program;
+  exchange_.bank = bank;
 }
 
 int Instrument::program()
@@ -113,7 +114,8 @@ std::vector<uint8_t>& Instrument::makeBankChunk()
 
 std::vector<uint8_t>& Instrument::makeProgramChunk()
 {
-  return main_.chunk = writeProgram({main_.parameters, static_cast<uint8_t>(program())});
+  const ChannelState first = channelsAsAsked()[0];
+  return main_.chunk = writeProgram({main_.parameters, first.program, first.bank});
 }
 
 bool Instrument::setBankChunk(const void* data, size_t bytes)
@@ -134,7 +136,7 @@ bool Instrument::setProgramChunk(const void* data, size_t bytes)
     return false;
   for (size_t i = 0; i < parameterCount; ++i)
     setParameter(i, program->parameters[i]);
-  setProgram(program->program);
+  setProgram(program->program, program->bank);
   return true;
 }
 
@@ -205,7 +207,7 @@ ChannelStates Instrument::channelsAsAsked()
   ChannelStates channels = exchange_.channels;
   if (exchange_.program != noProgram) {
     channels[0].program = static_cast<uint8_t>(exchange_.program);
-    channels[0].bank = channels[0].nextBank = 0;
+    channels[0].bank = channels[0].nextBank = exchange_.bank;
   }
   return channels;
 }
@@ -221,7 +223,8 @@ void Instrument::takeChanges()
       exchange_.changedParameters &= ~bit;
     }
   if (exchange_.program != noProgram)
-    synth_.setProgram(static_cast<uint8_t>(std::exchange(exchange_.program, noProgram)));
+    synth_.setProgram(static_cast<uint8_t>(std::exchange(exchange_.program, noProgram)),
+                      exchange_.bank);
   if (synth_.takeChannelsChanged())
     exchange_.channels = synth_.channels();
   exchange_.taken.clear(std::memory_order_release);

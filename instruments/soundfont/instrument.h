@@ -24,7 +24,7 @@ public:
   // Main thread
   void setParameter(size_t index, float value);
   float parameter(size_t index) const;
-  void setProgram(int program);
+  void setProgram(int program, uint16_t bank = 0);
   int program();
   void setProgramName(int program, const char* name);
   std::string programName(int program) const;
@@ -59,6 +59,7 @@ private:
     ParameterValues parameters{};
     uint32_t changedParameters = 0; // bit for index
     int program = noProgram;
+    uint16_t bank = 0;        // of program
     ChannelStates channels{}; // as the audio thread last left them
   } exchange_;
   struct {

@@ -192,6 +192,8 @@ std::vector<uint8_t> writeProgram(const Program& program)
   Writer out(programKind);
   writeParameters(out, program.parameters);
   out.u8(program.program);
+  if (program.bank != 0)
+    out.u16(program.bank);
   return out.finish();
 }
 
@@ -214,6 +216,8 @@ std::optional<Program> readProgram(const void* data, size_t bytes)
   Program program{};
   readParameters(in, program.parameters);
   program.program = in.u8(programCount - 1);
+  if (!in.finished())
+    program.bank = in.u16(highestBank);
   if (!in.finished())
     return std::nullopt;
   return program;

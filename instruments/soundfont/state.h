@@ -44,6 +44,7 @@ struct Bank {
 struct Program {
   ParameterValues parameters;
   uint8_t program;
+  uint16_t bank = 0; ///< at the chunk's end when it isn't 0
 };
 
 /// Chunks: "OSFP", version, kind, payload bytes (all u32 little-endian), payload. Reading answers

@@ -26,6 +26,7 @@ enum Controller {
   dataHigh = 6,
   bankLow = 32,
   dataLow = 38,
+  portamentoStart = 84,
   dataUp = 96,
   dataDown = 97,
   nonRegisteredLow = 98,
@@ -43,12 +44,22 @@ constexpr int toSynth(int channel)
   return channel == drumChannel ? drumChannel : 2 * (channel < drumChannel ? channel : channel - 1);
 }
 
-/// Controllers that a value alone restores; the others do something when they come.
+constexpr uint8_t soundFontNumbers = 120; // NRPN, high byte: the low ones add up to a generator's
+constexpr int noGenerator = 100;
+
+/// Controllers that a value alone restores; the others do something when they come. The key where
+/// portamento starts counts for the next note only and mostly is none, which can't be sent.
 constexpr bool isPlain(int controller)
 {
   return controller != bankHigh && controller != bankLow && controller != dataHigh &&
          controller != dataLow && (controller < dataUp || controller > registeredHigh) &&
-         controller < firstModeMessage;
+         controller != portamentoStart && controller < firstModeMessage;
+}
+
+/// The one byte that selects what low bytes selected one after the other.
+uint8_t selectedBy(int before, int value)
+{
+  return static_cast<uint8_t>(std::min(before + (value <= 102 ? value : 0), noGenerator));
 }
 
 bool isOn(double value)
@@ -200,10 +211,10 @@ void Synth::setParameter(size_t index, float value)
   quietFrames_ = 0; // effects take changes while they run
 }
 
-void Synth::setProgram(uint8_t program)
+void Synth::setProgram(uint8_t program, uint16_t bank)
 {
-  fluid_synth_bank_select(synth_.get(), toSynth(0), 0);
-  channels_[0].nextBank = 0;
+  fluid_synth_bank_select(synth_.get(), toSynth(0), bank);
+  channels_[0].nextBank = bank;
   programChange(0, program);
 }
 
@@ -233,8 +244,13 @@ void Synth::controlChange(int channel, int controller, int value)
     break;
   }
   case nonRegisteredLow:
+    state.numberIsNonRegistered = true;
+    if (state.controllers[nonRegisteredHigh] == soundFontNumbers)
+      value = selectedBy(state.controllers[nonRegisteredLow], value);
+    break;
   case nonRegisteredHigh:
     state.numberIsNonRegistered = true;
+    state.controllers[nonRegisteredLow] = 0;
     break;
   case registeredLow:
   case registeredHigh:
@@ -244,10 +260,20 @@ void Synth::controlChange(int channel, int controller, int value)
     break;
   }
   if (controller == dataHigh || controller == dataLow || controller == dataUp ||
-      controller == dataDown || controller == resetControllers)
+      controller == dataDown) {
+    uint8_t selected = state.controllers[nonRegisteredLow];
     readBack(channel);
-  else if (controller < firstModeMessage)
+    // With its data a generator's number is spent.
+    if (controller == dataHigh && state.numberIsNonRegistered &&
+        state.controllers[nonRegisteredHigh] == soundFontNumbers)
+      selected = 0;
+    state.controllers[nonRegisteredLow] = selected;
+  } else if (controller == resetControllers) {
+    state.numberIsNonRegistered = false;
+    readBack(channel);
+  } else if (controller < firstModeMessage && controller != portamentoStart) {
     state.controllers[controller] = static_cast<uint8_t>(value);
+  }
   channelsChanged_ = true;
 }
 
@@ -259,7 +285,8 @@ void Synth::readBack(int channel)
   ChannelState& state = channels_[channel];
   int value = 0;
   for (int i = 0; i < static_cast<int>(controllerCount); ++i)
-    if (i < firstModeMessage && fluid_synth_get_cc(synth, from, i, &value) == FLUID_OK)
+    if (i < firstModeMessage && i != portamentoStart &&
+        fluid_synth_get_cc(synth, from, i, &value) == FLUID_OK)
       state.controllers[i] = static_cast<uint8_t>(value & 127);
   if (fluid_synth_get_pitch_bend(synth, from, &value) == FLUID_OK)
     state.bend = static_cast<uint16_t>(value);

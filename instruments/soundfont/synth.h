@@ -31,7 +31,7 @@ public:
 
   // Audio thread: allocate nothing and lock nothing
   void setParameter(size_t index, float value);
-  void setProgram(uint8_t program); ///< on the first channel, of bank 0
+  void setProgram(uint8_t program, uint16_t bank); ///< on the first channel
   void midi(uint8_t status, uint8_t data1, uint8_t data2);
   void render(float* const* outputs, int frames); ///< adds
   const ChannelStates& channels() const { return channels_; }

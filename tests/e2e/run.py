@@ -124,10 +124,13 @@ def wrong_options_end_with_2_and_one_line(folder):
 @case
 def a_bank_brings_the_sound_back_to_the_byte(folder):
     folder = pathlib.Path(folder)
-    setup = song(folder, [(0, (0xC0, 24)), (0, (0xB0, 7, 70)), (0, (0xB2, 91, 127)),
-                          (0, (0xC2, 48)), (0, (0xE0, 0, 80)), (9, (0xB0, 1, 90))], name="setup.mid")
-    notes = song(folder, [(0, (0x90, 60, 100)), (0, (0x92, 48, 90)), (480, (0x80, 60, 0)),
-                          (960, (0x82, 48, 0))], name="notes.mid")
+    shaped = [(0, (0xC0, 24)), (0, (0xB0, 7, 70)), (0, (0xB2, 91, 127)),
+                          (0, (0xC2, 48)), (0, (0xE0, 0, 80)), (0, (0xB0, 5, 90)),
+                          (0, (0xB0, 1, 90))]
+    played = [(0, (0x90, 60, 100)), (0, (0x92, 48, 90)), (480, (0x80, 60, 0)), (500, (0x90, 67, 90)),
+              (960, (0x80, 67, 0)), (960, (0x82, 48, 0))]
+    setup, notes, both = (song(folder, events, name=name) for name, events in (
+        ("setup.mid", shaped), ("notes.mid", played), ("both.mid", shaped + played)))
 
     def render(name, *options):
         result = run(PLAYER, "--render", folder / name, "--seconds", "2", *options)
@@ -141,6 +144,7 @@ def a_bank_brings_the_sound_back_to_the_byte(folder):
     check((folder / "a.fxb").read_bytes() == (folder / "b.fxb").read_bytes(), "the banks differ")
     check(before == render("after.wav", "--play", notes, folder / "b.fxb"), "the sound differs")
     check(before != plain, "the bank isn't heard")
+    check(before == render("both.wav", "--play", both), "the bank sounds unlike what it was made from")
     alone = render("alone.wav", "--play", notes, "--load", folder / "b.fxp")
     check(alone not in (before, plain), "a program is the first channel's alone")
     tool = BIN / "orbitool"
@@ -171,11 +175,28 @@ def a_load_or_save_that_fails_changes_nothing_and_ends_with_1(folder):
         out = folder / "out.wav"
         check_one_line(run(sine, "--play", DEMO, "--render", out, "--load", folder / bad), 1, bad)
         check(not out.exists())
+    silent = [argument for argument in short if argument != "--headless"]
+    for bad in ("none.fxb", "none.mid"):
+        check_one_line(run(sine, *silent, folder / bad), 1, bad)
     check(run(sine, *short, "--load", folder / "one.fxp", whole, "--save-bank", kept).returncode == 0)
     check(kept.read_bytes() == content, "a bank that was loaded and saved differs")
     for target in (folder, folder / "no" / "where.fxb"):
         check_one_line(run(sine, *short, "--save-bank", target), 1, str(target))
     check(run(sine, *short, "--save-bank", "/dev/full").returncode == 1)
+    ways = ("--save-bank /dev/stdout | cat", "--save-bank >(cat) | cat")
+    for way in ways:
+        saved = subprocess.run(["bash", "-c", f'"$0" "$@" {way}', sine, *short], capture_output=True,
+                               timeout=60)
+        check(saved.stdout == content and not saved.stderr, way, saved)
+    (folder / "ring.fxb").symlink_to("ring.fxb")
+    check_one_line(run(sine, *short, "--save-bank", folder / "ring.fxb"), 1, "can't be written")
+    check((folder / "ring.fxb").is_symlink(), "a link in a circle was replaced")
+    for length in (251, 252, 255):
+        check(run(sine, *short, "--save-bank", folder / ("n" * length)).returncode == 0, length)
+        check((folder / ("n" * length)).read_bytes() == content, length)
+    check_one_line(run("bash", "-c", 'ulimit -f 0; exec "$0" "$@"', sine, *short, "--save-bank", kept), 1,
+                   "kept.fxb", "can't be written completely")
+    check(kept.read_bytes() == content)
     check(not [path.name for path in folder.iterdir() if "~" in path.name], "something is left over")
 
 

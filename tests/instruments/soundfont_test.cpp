@@ -44,16 +44,16 @@ void dry(Plugin& plugin)
 /// Bends, controllers, tuning by RPN, banks, programs and names away from their defaults.
 void unsettle(Plugin& plugin)
 {
-  plugin.send({{0xB0, 0, 8},    {0xC0, 24, 0},  {0xB0, 0, 0},   {0xB3, 7, 50},  {0xB3, 10, 10},
-               {0xB3, 91, 90},  {0xE3, 0, 80},  {0xB3, 101, 0}, {0xB3, 100, 0}, {0xB3, 6, 12},
-               {0xB4, 101, 0},  {0xB4, 100, 1}, {0xB4, 38, 3},  {0xB4, 6, 90},  {0xC4, 56, 0},
-               {0xB5, 99, 120}, {0xB5, 98, 8},  {0xB5, 38, 0},  {0xB5, 6, 60},  {0xC9, 16, 0},
-               {0xB6, 1, 99},   {0xD6, 70, 0},  {0xB7, 11, 60}, {0xB7, 121, 0}, {0xB8, 74, 20}});
+  plugin.send({{0xB0, 0, 8},    {0xC0, 24, 0},   {0xB0, 0, 0},   {0xB3, 7, 50},  {0xB3, 10, 10},
+               {0xB3, 91, 90},  {0xE3, 0, 80},   {0xB3, 101, 0}, {0xB3, 100, 0}, {0xB3, 6, 12},
+               {0xB4, 101, 0},  {0xB4, 100, 1},  {0xB4, 38, 3},  {0xB4, 6, 90},  {0xC4, 56, 0},
+               {0xB5, 99, 120}, {0xB5, 98, 8},   {0xB5, 38, 0},  {0xB5, 6, 60},  {0xC9, 16, 0},
+               {0xB6, 1, 99},   {0xD6, 70, 0},   {0xB7, 11, 60}, {0xB7, 121, 0}, {0xB8, 74, 20},
+               {0xB1, 5, 90},   {0xB2, 99, 120}, {0xB2, 98, 30}, {0xB2, 98, 18}});
   plugin.set(3, 0.7f);
   plugin.set(8, 0.4f);
   char name[] = "Renamed";
   plugin.call(opSetProgramName, 77, 0, name);
-  plugin.play(512);
 }
 
 Plugin::Sound performance(Plugin& plugin)
@@ -64,7 +64,12 @@ Plugin::Sound performance(Plugin& plugin)
         {static_cast<uint8_t>(0x90 | channel), static_cast<uint8_t>(48 + channel), 100});
   plugin.send(notes);
   Plugin::Sound sound = plugin.play(9000);
-  plugin.send({{0xB4, 123, 0}, {0xE0, 0, 90}, {0xA1, 49, 80}, {0xB5, 6, 30}});
+  plugin.send({{0xB4, 123, 0},
+               {0xE0, 0, 90},
+               {0xA1, 49, 80},
+               {0xB5, 6, 30},
+               {0xB2, 6, 70},
+               {0x91, 61, 90}});
   for (const Plugin::Sound more = plugin.play(9000); size_t i : {0, 1, 2, 3})
     sound[i].insert(sound[i].end(), more[i].begin(), more[i].end());
   return sound;
@@ -170,12 +175,15 @@ TEST_F(SoundFont, every_parameter_is_heard_and_stays_within_its_range)
 
 TEST_F(SoundFont, a_bank_brings_the_same_sound_and_names_back_on_or_off)
 {
-  Running source;
+  Running source, neverRestored;
   unsettle(source);
+  source.play(512);
   const auto bank = source.chunk(0);
   source.off();
   source.on();
   const auto expected = performance(source);
+  unsettle(neverRestored);
+  EXPECT_EQ(performance(neverRestored), expected);
   for (bool running : {false, true}) {
     Plugin other(ORBI_SOUNDFONT_MODULE);
     if (running) {
@@ -197,6 +205,10 @@ TEST_F(SoundFont, a_program_chunk_sets_program_and_parameters_and_no_other_chann
 {
   Plugin source(ORBI_SOUNDFONT_MODULE), other(ORBI_SOUNDFONT_MODULE);
   source.call(opSetProgram, 0, 11);
+  const auto plain = source.chunk(1);
+  source.on();
+  source.send({{0xB0, 0, 8}, {0xC0, 11, 0}});
+  source.play(64);
   source.set(2, 0.875f);
   other.on();
   other.send({{0xC2, 33, 0}});
@@ -205,7 +217,10 @@ TEST_F(SoundFont, a_program_chunk_sets_program_and_parameters_and_no_other_chann
   other.play(64);
   EXPECT_EQ(other.chunk(1), source.chunk(1));
   EXPECT_EQ(other.get(2), 0.875f);
-  EXPECT_NE(other.chunk(0), source.chunk(0)); // channel 3 keeps its program
+  ASSERT_EQ(other.setChunk(1, plain), 1);
+  EXPECT_EQ(other.chunk(1), plain);
+  EXPECT_EQ(plain.size(), source.chunk(1).size() - 2); // the variation's bank
+  EXPECT_NE(other.chunk(0), source.chunk(0));          // channel 3 keeps its program
 }
 
 TEST_F(SoundFont, broken_chunks_change_nothing)
@@ -213,6 +228,7 @@ TEST_F(SoundFont, broken_chunks_change_nothing)
   Plugin source(ORBI_SOUNDFONT_MODULE), other(ORBI_SOUNDFONT_MODULE);
   source.on();
   unsettle(source);
+  source.play(512);
   const auto before = other.chunk(0);
   for (int kind : {0, 1}) {
     const auto good = source.chunk(kind);
@@ -276,6 +292,7 @@ TEST_F(SoundFont, playing_allocates_and_locks_nothing_whatever_comes)
   plugin.on();
   const long allocations = RealtimeWatch::counted().allocations;
   unsettle(plugin);
+  plugin.play(512);
   const long locks =
       RealtimeWatch::counted().locks; // FluidSynth's own, for its effects' parameters
   for (uint8_t i = 0; i < 11; ++i) {
