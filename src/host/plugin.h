@@ -127,7 +127,7 @@ private:
   bool outputProperties(int32_t output, OrbOutputProperties& properties);
   template <class Call>
   bool guard(Call&& call);
-  bool isAsked();
+  bool mayBeAsked();
   bool writeAs(const ProgramFileKind& kind, FStream& stream);
   int32_t readAs(const ProgramFileKind& kind, FStream& stream);
   int32_t saveFile(FFileDialog& dialog, const ProgramFileKind& kind);

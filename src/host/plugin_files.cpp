@@ -107,8 +107,9 @@ int32_t OrbPlugin::readBank(FStream& stream)
   return readAs(bankKind, stream);
 }
 
-/// One that faulted in a block may still hold what a call for its state would wait for.
-bool OrbPlugin::isAsked()
+/// One that faulted in a block may still hold what a call for its state would wait for. Leaves the
+/// words for that, or none.
+bool OrbPlugin::mayBeAsked()
 {
   fileFault_ = isAbandoned() ? noAnswer : hasFaulted() ? failed : nullptr;
   return !fileFault_;
@@ -116,7 +117,7 @@ bool OrbPlugin::isAsked()
 
 bool OrbPlugin::writeAs(const ProgramFileKind& kind, FStream& stream)
 {
-  if (!isAsked())
+  if (!mayBeAsked())
     return false;
   ProgramWriter writer(*this, stream);
   const bool isWhole = (writer.*kind.write)();
@@ -126,7 +127,7 @@ bool OrbPlugin::writeAs(const ProgramFileKind& kind, FStream& stream)
 
 int32_t OrbPlugin::readAs(const ProgramFileKind& kind, FStream& stream)
 {
-  if (!isAsked())
+  if (!mayBeAsked())
     return 0;
   ProgramReader reader(*this, stream);
   const int32_t result = (reader.*kind.read)();
@@ -163,7 +164,7 @@ int32_t OrbPlugin::saveFile(FFileDialog& dialog, const ProgramFileKind& kind)
 {
   const auto path = askFor(dialog, kind, UTranslator::filled(kind.saveTitle, name_), openWrite);
   fileFault_ = nullptr;
-  if (!path || !isAsked())
+  if (!path || !mayBeAsked())
     return 0;
   FFileReplacement file;
   if (!file.open(*path)) {
@@ -173,7 +174,7 @@ int32_t OrbPlugin::saveFile(FFileDialog& dialog, const ProgramFileKind& kind)
   FMemoryStream content;
   {
     const FileInWork inWork(*path);
-    if (!writeAs(kind, content) || !isAsked()) // what it played meanwhile may have been its last
+    if (!writeAs(kind, content) || !mayBeAsked()) // what it played meanwhile may have been its last
       return 0;
   }
   file.stream().write(content.data(), content.size()); // what gets lost is told at the end
@@ -186,7 +187,7 @@ int32_t OrbPlugin::loadFile(FFileDialog& dialog, const ProgramFileKind& kind)
 {
   const auto path = askFor(dialog, kind, UTranslator::text(kind.loadTitle), openRead);
   fileFault_ = nullptr;
-  if (!path || !isAsked())
+  if (!path || !mayBeAsked())
     return 0;
   auto file = make<FFileStream>();
   fileFault_ = faultOfFile(*path);
