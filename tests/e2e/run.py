@@ -129,8 +129,9 @@ def a_bank_brings_the_sound_back_to_the_byte(folder):
                           (0, (0xB0, 1, 90))]
     played = [(0, (0x90, 60, 100)), (0, (0x92, 48, 90)), (480, (0x80, 60, 0)), (500, (0x90, 67, 90)),
               (960, (0x80, 67, 0)), (960, (0x82, 48, 0))]
-    setup, notes, both = (song(folder, events, name=name) for name, events in (
-        ("setup.mid", shaped), ("notes.mid", played), ("both.mid", shaped + played)))
+    setup, notes, both, timed = (song(folder, events, name=name) for name, events in (
+        ("setup.mid", shaped), ("notes.mid", played), ("both.mid", shaped + played),
+        ("timed.mid", [(0, (0xB0, 5, 90)), *played])))
 
     def render(name, *options):
         result = run(PLAYER, "--render", folder / name, "--seconds", "2", *options)
@@ -138,6 +139,7 @@ def a_bank_brings_the_sound_back_to_the_byte(folder):
         return (folder / name).read_bytes()
 
     plain = render("plain.wav", "--play", notes)
+    check(plain == render("timed.wav", "--play", timed), "notes slide though portamento is off")
     render("setup.wav", "--play", setup, "--save-bank", folder / "a.fxb")
     before = render("before.wav", "--play", notes, "--load", folder / "a.fxb",
                     "--save-bank", folder / "b.fxb", "--save-program", folder / "b.fxp")
