@@ -120,12 +120,17 @@ void PMmeMidiOutSocket::sendNow(PMidiEvent& event)
 {
   if (!isOpened() || !handle_)
     return;
+  // Only under the queue's lock does anything begin to wait, and while nothing does, the scheduler
+  // leaves the port alone.
+  const bool isSysex = event.getStatus() == sysexStatus;
+  if (!isSysex && !pending_.load(std::memory_order_acquire) && sendShort(event))
+    return;
   FGuard guard(pendingLock_);
   const bool mustWait = !pendingQueue_.isEmpty() || currentSysex_;
-  auto* sysex = castTo<PSysexEvent>(&event);
+  auto* sysex = isSysex ? castTo<PSysexEvent>(&event) : nullptr;
   if (event.getStatus() >= firstRealtime) {
     sendShort(event); // overtakes
-  } else if (sysex ? sysex->getSize() == 0 : event.getStatus() == sysexStatus) {
+  } else if (isSysex && (!sysex || sysex->getSize() == 0)) {
     return; // nothing to send
   } else if (mustWait) {
     queuePending(event);

@@ -15,6 +15,8 @@ import sys
 import tempfile
 import time
 
+from jack_midi import answering_player, flood, jack_server, probe
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 BIN = BUILD / "bin"
@@ -361,14 +363,9 @@ def no_audio_is_said_and_ends_the_run(folder):
 @case
 def what_comes_out_of_a_jack_server_is_what_a_render_holds(folder):
     folder = pathlib.Path(folder)
-    environment = dict(os.environ, JACK_DEFAULT_SERVER=f"e2e{os.getpid()}", JACK_NO_AUDIO_RESERVATION="1")
     rendered = folder / "render.wav"
     check(run(PLAYER, "--play", DEMO, "--render", rendered, "--seconds", "12").returncode == 0)
-    # Synchronous: the server waits for its clients, so a busy machine loses no cycle.
-    server = subprocess.Popen(["jackd", "-r", "-S", "-n", environment["JACK_DEFAULT_SERVER"], "-d",
-                               "dummy", "-r", "48000", "-p", "256"], env=environment,
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    try:
+    with jack_server(BUILD, 256) as environment:
         recorder = None
         for _ in range(50):
             recorder = subprocess.Popen([BUILD / "tests" / "e2e" / "jack_record", "SoundFont", "6",
@@ -384,9 +381,6 @@ def what_comes_out_of_a_jack_server_is_what_a_render_holds(folder):
         player.send_signal(signal.SIGTERM)
         stats = json.loads(player.communicate(timeout=20)[0])
         check(stats["driver"] == "LOOM JACK Driver" and stats["frames"] == 256, stats)
-    finally:
-        server.terminate()
-        server.wait(timeout=20)
     played = (folder / "played.raw").read_bytes()
     whole = wav(rendered)[4]
     begin = 2 * 48000 * 8  # past the moment in which the ports were connected
@@ -394,6 +388,27 @@ def what_comes_out_of_a_jack_server_is_what_a_render_holds(folder):
     check(place >= 0, "the recording isn't in the render")
     check(place % 8 == 0 and whole[place:place + len(played) - begin] == played[begin:],
           "the recording differs from the render")
+
+
+@case
+def a_note_sounds_with_the_next_period(folder):
+    # The instrument answers in the block, and all events of a block belong to its start: a note that
+    # comes during a cycle is heard where the next one begins.
+    with jack_server(BUILD, 64) as environment, answering_player(BUILD, folder, environment) as end:
+        (period,), *notes = probe(BUILD, environment, "notes", "Answer", 192, timeout=90)
+        stats, _ = end()
+    check(period == 64 and len(notes) == 192 and len({place for place, _ in notes}) == 64, notes)
+    late = [(place, delay) for place, delay in notes if delay != period - place]
+    check(not late, "place in the period and frames until it was heard:", late)
+    check(stats["lost"] == 0, stats)
+
+
+@case
+def sixteen_busy_ports_lose_nothing_and_keep_their_order(folder):
+    result = flood(BUILD, folder, 5)
+    check(result["sent"] == 16 * 50000, result)
+    check(not any(result["lost"]) and not any(result["jumps"]), result)
+    check(result["stats"]["lost"] == 0, result)
 
 
 @case

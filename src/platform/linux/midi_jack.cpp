@@ -130,6 +130,8 @@ bool JackMidi::rescan()
     traces_.worthTrying(now);
     join();
   }
+  if (client_)
+    client_->connectWaiting();
   settle();
   auto inputs = list(inputs_);
   auto outputs = list(outputs_);

@@ -6,6 +6,7 @@
 #include "platform/midi_port_names.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <thread>
 
@@ -168,11 +169,41 @@ jack_port_t* JackClient::addPort(const std::string& name, unsigned long flags)
 void JackClient::removePort(jack_port_t* port)
 {
   --addedPorts_;
+  std::erase_if(waiting_, [port](const Connection& waiting) { return waiting.own == port; });
   if (gone())
     return;
   library_.jack_port_unregister(handle_, port);
   if (addedPorts_ == 0)
     notice_.changed(); // for settle
+}
+
+bool JackClient::connect(jack_port_t* own, const std::string& foreign)
+{
+  const Connection wanted{own, foreign};
+  if (makeConnection(wanted))
+    return true;
+  if (gone() || library_.jack_port_by_name(handle_, foreign.c_str()) == nullptr)
+    return false;
+  waiting_.push_back(wanted);
+  return true;
+}
+
+void JackClient::connectWaiting()
+{
+  if (gone() || waiting_.empty())
+    return;
+  library_.silence();
+  std::erase_if(waiting_, [this](const Connection& waiting) { return makeConnection(waiting); });
+}
+
+bool JackClient::makeConnection(const Connection& connection) const
+{
+  const char* own = library_.jack_port_name(connection.own);
+  const char* foreign = connection.foreign.c_str();
+  const bool isInput = (library_.jack_port_flags(connection.own) & JackPortIsInput) != 0;
+  const int result = isInput ? library_.jack_connect(handle_, foreign, own)
+                             : library_.jack_connect(handle_, own, foreign);
+  return result == 0 || result == EEXIST;
 }
 
 // ---- cycles -------------------------------------------------------------------------------------

@@ -60,6 +60,10 @@ public:
   /// `flags` begin with JackPortIsInput or JackPortIsOutput.
   jack_port_t* addPort(const std::string& name, unsigned long flags);
   void removePort(jack_port_t* port);
+  /// Connects an added port with a foreign one. A client has ports before it becomes active, and
+  /// can't be connected until then: connectWaiting does it later. False without the foreign port.
+  bool connect(jack_port_t* own, const std::string& foreign);
+  void connectWaiting(); ///< whenever anything has changed
   /// Another number for a port of this name that isn't the one that was there.
   std::uint64_t generation(jack_port_t* port);
 
@@ -78,6 +82,12 @@ private:
       : library_(library), notice_(notice)
   {
   }
+  /// That is still to be made.
+  struct Connection {
+    jack_port_t* own;
+    std::string foreign;
+  };
+
   bool setUp();
   void setCallbacks();
   bool mustTakePart() const;
@@ -85,6 +95,7 @@ private:
   bool activate(bool takesPart);
   bool activateOnce(bool takesPart);
   std::vector<std::string> connections(jack_port_t* port) const;
+  bool makeConnection(const Connection& connection) const;
   void waitForPass() const;
   void portConnected(jack_port_id_t one, jack_port_id_t other);
   void portRegistered(jack_port_id_t port, bool isThere);
@@ -97,6 +108,7 @@ private:
   double perFrame_ = 0.0; // as in a cycle
   jack_port_t* virtualInput_ = nullptr;
   int addedPorts_ = 0;
+  std::vector<Connection> waiting_; // main thread
   bool takesPart_ = false;
   bool mayTakePart_ = true; // the server let it so far
   std::atomic<bool> gone_{false};

@@ -5,7 +5,6 @@
 #include "platform/clock.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -59,11 +58,7 @@ void JackOpenPort::makeConnected(const std::string& foreign)
   jack_port_t* port = client_.addPort((isInput ? "from " : "to ") + foreign, direction_);
   if (port == nullptr)
     return;
-  const std::string own = library().jack_port_name(port);
-  const int result = isInput
-                         ? library().jack_connect(client_.handle(), foreign.c_str(), own.c_str())
-                         : library().jack_connect(client_.handle(), own.c_str(), foreign.c_str());
-  if (result == 0 || result == EEXIST) {
+  if (client_.connect(port, foreign)) {
     port_ = port;
     isAdded_ = true;
   } else {
