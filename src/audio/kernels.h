@@ -18,6 +18,8 @@ struct AudioKernels {
 
   // Summing, frames floats each
   void (*addFrames)(const float* source, float* target, int32_t frames);
+  /// As two calls of addFrames, in one pass over the target.
+  void (*addTwice)(const float* first, const float* second, float* target, int32_t frames);
   float (*peakOf)(const float* source, int32_t frames); ///< highest absolute value
 
   // Conversion: little-endian, then with the bytes of each sample reversed

@@ -43,6 +43,13 @@ void addFrames(const float* __restrict source, float* __restrict target, int32_t
     target[i] += source[i];
 }
 
+void addTwice(const float* __restrict first, const float* __restrict second,
+              float* __restrict target, int32_t frames)
+{
+  for (int32_t i = 0; i < frames; ++i)
+    target[i] = (target[i] + first[i]) + second[i];
+}
+
 // Without their sign, floats are in the order of their bits; integers can be compared in any order.
 float peakOf(const float* source, int32_t frames)
 {
@@ -146,6 +153,7 @@ extern const AudioKernels kernels;
 const AudioKernels kernels = {
     .name = ORBI_KERNEL_NAME,
     .addFrames = addFrames,
+    .addTwice = addTwice,
     .peakOf = peakOf,
     .toInt16 = toInt16<Bytes::kept>,
     .toInt24 = toInt24<Bytes::kept>,

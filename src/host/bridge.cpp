@@ -193,9 +193,16 @@ void OrbiPlayerAudioBridge::deliver(int32_t frames)
   if (tap_)
     tap_->processed(outputs_.pointers.data(), static_cast<int32_t>(outputs_.pointers.size()),
                     frames);
-  for (size_t output = 0; output < sumTargets_.size(); ++output)
-    if (float* target = sumTargets_[output])
+  for (size_t output = 0; output < sumTargets_.size(); ++output) {
+    float* target = sumTargets_[output];
+    const size_t next = output + 2; // outputs mostly come as pairs, which go to one pair
+    if (target && next < sumTargets_.size() && sumTargets_[next] == target) {
+      kernels_.addTwice(outputs_.pointers[output], outputs_.pointers[next], target, frames);
+      sumTargets_[next] = nullptr; // done
+    } else if (target) {
       kernels_.addFrames(outputs_.pointers[output], target, frames);
+    }
+  }
 }
 
 // ---- routing ----

@@ -99,5 +99,9 @@ TEST(Kernels, adding_keeps_to_its_frames)
       kernels->addFrames(source.data() + 1, target.data() + 1, int32_t(frames));
       std::fill_n(expected.begin() + 1, frames, 3.0f);
       ASSERT_EQ(target, expected) << frames;
+      const std::vector<float> other(frames + 1, 0.5f);
+      kernels->addTwice(source.data() + 1, other.data() + 1, target.data() + 1, int32_t(frames));
+      std::fill_n(expected.begin() + 1, frames, 5.5f);
+      ASSERT_EQ(target, expected) << frames;
     }
 }
