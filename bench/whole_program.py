@@ -141,8 +141,8 @@ def measure_jack(pairs=3, seconds=30.0):
 
 
 def measure_midi(seconds=60):
-    """Once with a server that waits for its clients, once with one that doesn't, which on a busy machine
-    loses events itself."""
+    """Once with a server that waits for its clients, once with one that doesn't: there a client that
+    comes too late misses a cycle's events or leaves its former ones to be read once more."""
     for synchronous in (True, False):
         with tempfile.TemporaryDirectory() as folder:
             result = flood(BUILD, folder, seconds, synchronous=synchronous)
