@@ -92,14 +92,14 @@ TEST(Thread, is_listed_under_its_id_for_as_long_as_it_runs)
 
 TEST(Thread, each_step_of_priority_is_what_the_system_tells_afterwards)
 {
-  WaitingThread idle{ThreadPriority::idle};
-  EXPECT_EQ(niceOf(idle.thread.id()), 19);
-
   WaitingThread waiting;
   const ThreadId id = waiting.thread.id();
-  const int base = niceOf(id);
+  const int base = niceOf(id); // what the tests were started with
+  WaitingThread idle{ThreadPriority::idle};
+  EXPECT_EQ(niceOf(idle.thread.id()), std::min(base + 19, 19));
+
   EXPECT_TRUE(setThreadPriority(id, ThreadPriority::belowNormal));
-  EXPECT_EQ(niceOf(id), base + 5);
+  EXPECT_EQ(niceOf(id), std::min(base + 5, 19));
   // What needs a right is either granted and visible or refused.
   for (ThreadPriority raised : {ThreadPriority::aboveNormal, ThreadPriority::timeCritical}) {
     const bool applied = setThreadPriority(id, raised);
