@@ -106,6 +106,7 @@ private:
     stream.addBuffer(owned.buffer);
   }
 
+  void lost() override {}
   void shortData(std::uint32_t packed, std::uint32_t milliseconds) override
   {
     const auto status = static_cast<std::uint8_t>(packed);

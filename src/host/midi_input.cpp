@@ -3,6 +3,10 @@
 #include "foundation/class_registry.h"
 #include "foundation/message.h"
 #include "midi/midi_socket.h"
+#include "midi/open_notes.h"
+
+#include <algorithm>
+#include <array>
 
 namespace orbi {
 
@@ -12,6 +16,7 @@ namespace {
 
 constexpr uint8_t noteOff = 0x80;
 constexpr uint8_t noteOn = 0x90;
+constexpr uint8_t allNotesOff = 123;
 
 } // namespace
 
@@ -56,7 +61,7 @@ public:
     const bool removed = CmClass::removeConnection(other);
     // A socket ends by itself what was held through it.
     if (removed && input_ && !castTo<PMidiInSocket>(other))
-      input_->releaseKeys();
+      input_->releaseKeys(heldByConnections());
     return removed;
   }
 
@@ -92,21 +97,39 @@ void OrbiPlayerMidiInput::receive(PMidiEvent& event)
   insert(*copy);
 }
 
+bool OrbiPlayerMidiInput::Ends::take(const PMidiEvent& event)
+{
+  constexpr std::array<uint8_t, perChannel - 128> controllers{64, 66, 69, allNotesOff};
+  if (!letsGo(event))
+    return false;
+  const uint8_t number = event.getData1() & 127;
+  const auto known = std::find(controllers.begin(), controllers.end(), number);
+  const size_t place = endsNote(event) ? number : 128 + size_t(known - controllers.begin());
+  auto bit = has_[event.getChannel() * perChannel + place];
+  const bool isNew = !bit;
+  bit = true;
+  return isNew;
+}
+
 void OrbiPlayerMidiInput::insert(PMidiEvent& event)
 {
   held_.note(event);
-  if (events_.count() >= mostWaiting)
+  if (events_.count() < mostWaiting)
+    endsBehind_.clear();
+  else if (!endsBehind_.take(event))
     return; // no block has run for long, and the next one begins anew
   events_.insertEvent(&event);
   waiting_.store(events_.count(), std::memory_order_relaxed);
 }
 
-void OrbiPlayerMidiInput::releaseKeys()
+void OrbiPlayerMidiInput::releaseKeys(const PHeldKeys::State& heldByOthers)
 {
   FGuard guard(lock_);
   PEvent* last = events_.lastEvent();
   const double time = last ? last->getTime() : -1.0; // behind what waits
-  held_.state().release(time, [this](PMidiEvent& end) {
+  PHeldKeys::State held = held_.state();
+  held -= heldByOthers;
+  held.release(time, [this](PMidiEvent& end) {
     if (auto copy = Ref<PMidiEvent>::adopt(static_cast<PMidiEvent*>(end.clone())))
       insert(*copy);
   });
@@ -151,8 +174,19 @@ void OrbiPlayerMidiInput::clearNotes()
 {
   {
     FGuard guard(lock_);
-    events_.removeAll();
-    waiting_.store(0, std::memory_order_relaxed);
+    PEventQueue all;
+    all.takeAll(events_);
+    Ends ends; // one is enough, as no begin is left
+    for (PEvent* next = all.firstEvent(); next; next = all.firstEvent()) {
+      auto event = Ref<PMidiEvent>::share(static_cast<PMidiEvent*>(next));
+      all.removeAt(0);
+      if (!ends.take(*event))
+        continue;
+      if (endsNote(*event))
+        event->setStatus(noteOff); // a note on without velocity would be taken for a begin
+      events_.insertEvent(event.get());
+    }
+    waiting_.store(events_.count(), std::memory_order_relaxed);
   }
   for (auto& channel : notesOn_->of)
     for (std::atomic<int32_t>& held : channel)

@@ -12,6 +12,7 @@
 #include "orb/orb.h"
 
 #include <atomic>
+#include <bitset>
 #include <memory>
 
 namespace orbi {
@@ -47,15 +48,20 @@ public:
   bool hasEvents() const { return waiting_.load(std::memory_order_relaxed) > 0; }
   /// Takes everything that waits; what lies beyond the maximum is lost. How many were written.
   ORBI_REALTIME int32_t fillEventList(OrbEventList& list, int32_t maximum);
-  void clearNotes(); ///< forgets which keys are held, and what waits. While no block runs
+  /// Forgets which notes the plug-in plays, and drops what waits but for what lets go of keys and
+  /// pedals: it may play on what it began before. While no block runs.
+  void clearNotes();
 
   /// The port in front of this input, which others connect to. Main thread.
   PMidiInput& port() const { return *port_; }
-  void resetMidi();   ///< through the port
-  void releaseKeys(); ///< ends for all keys and pedals that are held. Any thread
+  void resetMidi(); ///< through the port
+  /// Ends for all keys and pedals that are held, but for those that somebody else holds, too. Any
+  /// thread.
+  void releaseKeys(const PHeldKeys::State& heldByOthers = {});
 
 private:
-  static constexpr uint32_t mostWaiting = 65536; ///< events, while nobody takes them
+  /// Events, while nobody takes them. What lets go has room behind, once for each key and pedal.
+  static constexpr uint32_t mostWaiting = 65536;
 
   class Port;
   class Writer;
@@ -65,7 +71,18 @@ private:
   PEventQueue events_;
   /// What was handed over already. Freed by the next who sends, not by the audio thread.
   PEventQueue spent_;
-  PHeldKeys held_; ///< by what arrived; noted under the lock
+  PHeldKeys held_; ///< by what arrived, played or dropped; noted under the lock
+  /// What lets go of something, once each.
+  class Ends {
+  public:
+    bool take(const PMidiEvent& event); ///< false for others, and those that it has
+    void clear() { has_.reset(); }
+
+  private:
+    static constexpr size_t perChannel = 128 + 4; ///< keys, pedals and all notes off
+    std::bitset<16 * perChannel> has_;
+  };
+  Ends endsBehind_; ///< beyond mostWaiting, where no begin follows; under the lock
   FLock lock_{"FLock"};
   std::atomic<uint32_t> waiting_{0}; ///< count of events_, for the test without the lock
   // Written by the audio thread, cleared by the main thread while that one rests. Apart from the

@@ -16,6 +16,7 @@ public:
     std::array<std::array<uint64_t, 2>, 16> keys{};
     std::array<uint8_t, 16> pedals{};
     State& operator|=(const State& other);
+    State& operator-=(const State& other); ///< without what the other one holds
 
     /// Calls send(PMidiEvent&) with a note off for each key, then each pedal's release.
     template <class Send>
@@ -42,18 +43,39 @@ public:
     }
   };
 
-  void note(const PMidiEvent& event);
-  State state() const;
+  // One thread, for each event that goes by. The end of a note counts only when everybody has heard
+  // of it, so whoever leaves meanwhile finds it still held.
+  void noteBegin(const PMidiEvent& event); ///< before it is sent
+  void noteEnd(const PMidiEvent& event);   ///< after it was sent
+  void note(const PMidiEvent& event)
+  {
+    noteBegin(event);
+    noteEnd(event);
+  }
   void clear();
+
+  State state() const;
+  void mark(); ///< for heldSinceMark
+  /// What is held, and what was pressed since the mark though it be let go of again.
+  State heldSinceMark() const;
 
 private:
   static constexpr uint8_t noteOff = 0x80;
   static constexpr uint8_t noteOn = 0x90;
   static constexpr uint8_t controller = 0xB0;
-  static constexpr std::array<uint8_t, 2> pedalControllers{64, 66}; ///< sustain, sostenuto
+  static constexpr std::array<uint8_t, 3> pedalControllers{64, 66, 69}; ///< the second: sostenuto
 
-  std::array<std::array<std::atomic<uint64_t>, 2>, 16> keys_{};
-  std::array<std::atomic<uint8_t>, 16> pedals_{};
+  struct Bits {
+    std::array<std::array<std::atomic<uint64_t>, 2>, 16> keys{};
+    std::array<std::atomic<uint8_t>, 16> pedals{};
+
+    void set(const PMidiEvent& event, bool on);
+    State state() const;
+    void clear();
+  };
+
+  Bits held_;
+  Bits pressed_; ///< since the mark
 };
 
 } // namespace orbi

@@ -42,6 +42,19 @@ void addTexts(const FAttrList* list, CmArray& texts)
 
 } // namespace
 
+/// Holds what its inputs hold.
+class PMergedMidiInput::Output final : public CmClass<Output, PMidiOutput> {
+public:
+  static constexpr const char* className = "PMergedMidiOutput";
+
+  explicit Output(PMergedMidiInput& device) : CmClass(&device, portName, mergedPortKind) {}
+  PHeldKeys::State heldKeys() const override
+  {
+    const auto* device = static_cast<const PMergedMidiInput*>(owner());
+    return device ? device->input().heldByConnections() : PHeldKeys::State{};
+  }
+};
+
 /// An event on its way through a device on this thread; they form a list through all devices.
 struct PMergedMidiInput::Passing {
   Passing(const PMergedMidiInput& through, const PEvent& what)
@@ -67,7 +80,7 @@ struct PMergedMidiInput::Passing {
   static inline constinit thread_local const Passing* innermost = nullptr;
 };
 
-PMergedMidiInput::PMergedMidiInput() : CmClass(portName)
+PMergedMidiInput::PMergedMidiInput() : CmClass(portName), output_(make<Output>(*this))
 {
   addClassID(componentId);
   setNodeFlags(nodeSkipsNotice); // it hears of the ports itself
@@ -157,17 +170,23 @@ bool PMergedMidiInput::isRepeated(const PPort& port) const
   return false;
 }
 
-/// Through here, or by the program's own ways.
 bool PMergedMidiInput::comesIn(const PMidiInSocket& socket) const
 {
-  const bool fails = socket.isActivated() && socket.isConnected() && !socket.isOpened();
-  return !fails && (!filter_.accepts(socket) || !isExcluded(socket));
+  return !socket.fails() && filter_.accepts(socket) && !isExcluded(socket);
 }
 
 void PMergedMidiInput::connect(PPort& port)
 {
   if (!input_->isConnectedTo(&port) && wants(port) && !isExcluded(port))
     port.connect(input_.get());
+}
+
+/// What had the port may have let go of it.
+void PMergedMidiInput::retry(const CmArray& ports)
+{
+  for (CmObject* port : ports)
+    if (auto* socket = castTo<PMidiInSocket>(port); socket && input_->isConnectedTo(socket))
+      socket->retry();
 }
 
 /// Who hears of a connection may take ports away and bring others, so each is looked at again.
@@ -179,6 +198,7 @@ void PMergedMidiInput::followRegistry()
   const auto alive = Ref<PMergedMidiInput>::share(this);
   CmArray selected(CmOwnership::shares);
   registry->collectPorts(filter_, selected);
+  retry(selected);
   for (int pass = 0; pass < 2; ++pass) // again, as another one may have shown that it is dead
     for (CmObject* port : selected)
       connect(*static_cast<PPort*>(port));

@@ -39,12 +39,14 @@ public:
   ORBI_REALTIME_SELDOM void midiReceived(int32_t tag, PEvent& event, PMidiInput& from) override;
 
 private:
+  class Output;
   struct Passing;
 
   bool wants(const PPort& port) const;
   bool isRepeated(const PPort& port) const;
   bool comesIn(const PMidiInSocket& socket) const;
   void connect(PPort& port);
+  void retry(const CmArray& ports);
   void followRegistry();
   void stopFollowing();
   void loadPorts();
@@ -52,7 +54,7 @@ private:
 
   CmArray excluded_{CmOwnership::adopts}; ///< CmString: identifiers
   PPortFilter filter_;
-  Ref<PMidiOutput> output_ = make<PMidiOutput>(this, portName, mergedPortKind);
+  Ref<PMidiOutput> output_;
   Ref<PMidiInput> input_ = make<PMidiInput>(this, portName, mergedPortKind);
   bool isFollowing_ = false;
 };

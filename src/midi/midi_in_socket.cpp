@@ -23,19 +23,34 @@ bool isData(uint8_t byte)
 void PMidiInSocket::sendPlayed(PMidiEvent& event)
 {
   lastTime_.store(event.getTime(), std::memory_order_relaxed);
-  held_.note(event);
+  held_.noteBegin(event);
   send(event);
+  held_.noteEnd(event);
 }
 
-/// What was held before or is held after: who left between the two may have heard of neither end.
+/// The port's other end has gone. The system's thread.
+void PMidiInSocket::letGo()
+{
+  held_.state().release(lastTime_.load(std::memory_order_relaxed),
+                        [this](PMidiEvent& end) { send(end); });
+  held_.clear();
+}
+
+/// What is held before, and what is held or was pressed until nothing comes to the input any more.
+/// Of a key that was let go of before the first look, the input has heard; of each press that it
+/// may have heard of later, the second look tells. One end too many harms nobody, so keys count
+/// that were pressed when it had left already.
 bool PMidiInSocket::removeConnection(PPort* other)
 {
   Ref<PPort> kept = Ref<PPort>::share(other);
+  held_.mark();
   PHeldKeys::State held = held_.state();
   if (!CmClass::removeConnection(other))
     return false;
-  held |= held_.state();
-  if (auto* input = castTo<PInput>(other)) // to which no event comes from here any more
+  held |= held_.heldSinceMark();
+  if (auto* consumer = castTo<PMidiInput>(other))
+    held -= consumer->heldByConnections(this);
+  if (auto* input = castTo<PInput>(other))
     held.release(lastTime_.load(std::memory_order_relaxed),
                  [input](PMidiEvent& end) { input->receive(end); });
   if (!isConnected()) // closed: what is let go of now isn't heard

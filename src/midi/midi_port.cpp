@@ -43,6 +43,15 @@ void PMidiInput::setListener(IMidiListener* listener, int32_t tag)
   listenerTag_ = tag;
 }
 
+PHeldKeys::State PMidiInput::heldByConnections(const PPort* except) const
+{
+  PHeldKeys::State held;
+  for (int32_t i = 0; i < countConnections(); ++i)
+    if (const auto* output = castTo<PMidiOutput>(connectionAt(i)); output && output != except)
+      held |= output->heldKeys();
+  return held;
+}
+
 bool PMidiInput::receive(PEvent& event)
 {
   if (listener_)

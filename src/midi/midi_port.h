@@ -1,6 +1,6 @@
 #pragma once
 
-#include "midi/midi_event.h"
+#include "midi/held_keys.h"
 #include "studio/port.h"
 
 #include <atomic>
@@ -40,6 +40,9 @@ public:
   const char* getType() const override { return midiPortType; }
   const char* getSubtype() const override { return kindWord_.c_str(); }
 
+  /// What is held down by what came out here, as far as that is known. Main thread.
+  virtual PHeldKeys::State heldKeys() const { return {}; }
+
 private:
   const std::string kindWord_;
 };
@@ -60,6 +63,9 @@ public:
   /// Borrowed; null for none. While nothing is connected.
   void setListener(IMidiListener* listener, int32_t tag = 0);
   IMidiListener* listener() const { return listener_; }
+
+  /// What is held through any of its connections but one. Main thread.
+  PHeldKeys::State heldByConnections(const PPort* except = nullptr) const;
 
   bool receive(PEvent& event) override;              ///< always true here
   int32_t handleMessage(FMessage& message) override; ///< "Reset MIDI": "Channel", "Reduced"

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "foundation/lock.h"
-#include "midi/held_keys.h"
 #include "midi/midi_port.h"
 #include "studio/event_queue.h"
 
@@ -12,8 +11,8 @@ namespace orbi {
 
 /// What both directions of sockets have in common: a socket stands for a port of the system and has
 /// it open only while it is wanted, which is while its device is active and something is connected.
-/// A port that doesn't open leaves the socket silent until the next connection or start. Main
-/// thread.
+/// A port that doesn't open leaves the socket silent until the next connection, start or retry.
+/// Main thread.
 template <class Port>
 class PMidiSocket : public Port {
 public:
@@ -31,6 +30,14 @@ public:
     if (this->isConnected())
       open();
     activated_ = true;
+  }
+
+  /// Whether it should be open and isn't.
+  bool fails() const { return activated_ && this->isConnected() && !isOpened(); }
+  void retry()
+  {
+    if (fails())
+      open();
   }
 
   void deactivate() override
@@ -98,12 +105,15 @@ public:
   /// Whether it shows once more what comes in through this one.
   virtual bool repeats(const PMidiInSocket&) const { return false; }
 
-  /// The input that is left gets the ends of all that is held.
+  /// The input that is left gets the ends of what is held, unless another of its connections holds
+  /// that, too.
   bool removeConnection(PPort* other) override;
+  PHeldKeys::State heldKeys() const override { return held_.state(); }
   void deactivate() override;
 
 protected:
   void sendPlayed(PMidiEvent& event); ///< and remembers held keys. The system's thread
+  void letGo();                       ///< sends the ends of what is held. The system's thread
   /// Takes a piece of what the system gives as long messages, and sends each system exclusive
   /// message that gets complete. The time is that of messages which begin here. The system's
   /// thread.

@@ -181,8 +181,11 @@ void PMmeMidiDevice::update(CmObject* subject, int32_t code)
 
 bool PMmeMidiDevice::rescan()
 {
-  if (!system_->rescan())
+  if (!system_->rescan()) {
+    for (int32_t i = 0; i < socketCount<PMmeMidiInSocket>(); ++i)
+      socketAt<PMmeMidiInSocket>(i)->reopenLost();
     return false;
+  }
   bool hasChanged = dropMissing<PMmeMidiInSocket>(system_->inputs());
   hasChanged |= dropMissing<PMmeMidiOutSocket>(system_->outputs());
   hasChanged |= addNew<PMmeMidiInSocket>(system_->inputs());
@@ -192,7 +195,8 @@ bool PMmeMidiDevice::rescan()
   return hasChanged;
 }
 
-/// Those that stay learn their place in the new list, and one that is back is opened anew.
+/// Those that stay learn their place in the new list, and one that is back or failed is opened
+/// anew.
 template <class Socket>
 bool PMmeMidiDevice::dropMissing(std::span<const platform::MidiPortInfo> ports)
 {
@@ -208,6 +212,9 @@ bool PMmeMidiDevice::dropMissing(std::span<const platform::MidiPortInfo> ports)
         socket->deactivate();
         socket->activate();
       }
+      if constexpr (bringsIn<Socket>)
+        socket->reopenLost();
+      socket->retry();
       continue;
     }
     hasDropped = true;

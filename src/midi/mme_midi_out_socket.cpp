@@ -16,7 +16,7 @@ namespace {
 constexpr uint8_t sysexStatus = 0xF0;
 constexpr uint8_t firstRealtime = 0xF8;
 constexpr uint32_t mostPending = 65536; ///< events behind a long message that doesn't get on
-constexpr int mostFailures = 50;        ///< of ends of notes at a port without room, one a pass
+constexpr int mostFailures = 50;        ///< of what lets go at a port without room, one a pass
 
 uint32_t packed(const PMidiEvent& event)
 {
@@ -108,11 +108,11 @@ bool PMmeMidiOutSocket::sendShort(const PMidiEvent& event)
   return isTaken;
 }
 
-/// What the port doesn't take is lost, but a note must not sound for ever because its end met a
-/// port without room. One that has gone for good isn't waited for long.
+/// What the port doesn't take is lost, but a note must not sound for ever because what ends it met
+/// a port without room. One that has gone for good isn't waited for long.
 bool PMmeMidiOutSocket::mayTryAgain(const PMidiEvent& event)
 {
-  return endsNote(event) && failures_ < mostFailures && ++failures_ > 0;
+  return letsGo(event) && failures_ < mostFailures && ++failures_ > 0;
 }
 
 /// With the queue's lock held. Who sends an event keeps it, so it is copied where it has to wait.
@@ -145,7 +145,7 @@ void PMmeMidiOutSocket::sendNow(PMidiEvent& event)
 
 void PMmeMidiOutSocket::queuePending(const PMidiEvent& event)
 {
-  if (pendingQueue_.count() >= (endsNote(event) ? 2 * mostPending : mostPending))
+  if (pendingQueue_.count() >= (letsGo(event) ? 2 * mostPending : mostPending))
     return;
   auto copy = Ref<PMidiEvent>::adopt(static_cast<PMidiEvent*>(event.clone()));
   if (!copy)

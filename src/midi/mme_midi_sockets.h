@@ -39,6 +39,7 @@ public:
   bool follow(PMmePort port) { return port_.follow(std::move(port)); }
   bool isBridge() const override { return port_.info.isBridge; }
   bool repeats(const PMidiInSocket& other) const override;
+  void reopenLost();    ///< what somebody else took the connection of
   void applyPriority(); ///< to the system's thread that calls, where there is one of its own
 
 protected:
@@ -56,6 +57,7 @@ private:
   void shortData(uint32_t packed, uint32_t milliseconds) override;
   void longData(platform::MidiBuffer& header, uint32_t milliseconds) override;
   void longError(platform::MidiBuffer& header, uint32_t milliseconds) override;
+  void lost() override { letGo(); }
 
   PMmeMidiDevice& device_;
   PMmePort port_;

@@ -10,6 +10,15 @@ inline bool endsNote(const PMidiEvent& event)
   return event.getStatus() == 0x80 || (event.getStatus() == 0x90 && event.getData2() == 0);
 }
 
+/// Without which something would sound on: the end of a note, a pedal's release, all notes off.
+inline bool letsGo(const PMidiEvent& event)
+{
+  const uint8_t number = event.getData1();
+  const bool isPedal = number == 64 || number == 66 || number == 69;
+  return endsNote(event) ||
+         (event.getStatus() == 0xB0 && (number == 123 || (isPedal && event.getData2() < 64)));
+}
+
 inline bool beginsNote(const PMidiEvent& event)
 {
   return event.getStatus() == 0x90 && event.getData2() > 0;

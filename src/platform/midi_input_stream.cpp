@@ -151,6 +151,7 @@ void MidiInputStream::breakOff(std::uint32_t milliseconds)
   now_ = milliseconds;
   abandonSysex();
   status_ = 0;
+  handler_.lost();
 }
 
 // ---- buffers ------------------------------------------------------------------------------------

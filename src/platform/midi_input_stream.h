@@ -13,7 +13,7 @@ public:
 
   void addBuffer(MidiBuffer& buffer);
   void feed(std::span<const std::uint8_t> bytes, std::uint32_t milliseconds);
-  void breakOff(std::uint32_t milliseconds); ///< bytes were lost
+  void breakOff(std::uint32_t milliseconds); ///< bytes were lost, or nobody sends any more
   void reset();                              ///< gives all buffers back and forgets what is open
 
 private:

@@ -86,9 +86,19 @@ public:
     started_ = false;
     stream_.reset();
   }
+  bool isLost() const override
+  {
+    const Inside inside(cable_->lock);
+    return isCut_;
+  }
+  void cut() ///< inside the cable's lock
+  {
+    isCut_ = true;
+    stream_.breakOff(MidiSystem::milliseconds() - startedAt_);
+  }
   void take(std::span<const std::uint8_t> bytes, std::optional<std::uint32_t> stamp)
   {
-    if (started_)
+    if (started_ && !isCut_)
       stream_.feed(bytes, stamp.value_or(MidiSystem::milliseconds() - startedAt_));
   }
 
@@ -96,6 +106,7 @@ private:
   const std::shared_ptr<Cable> cable_;
   MidiInputStream stream_;
   bool started_ = false;
+  bool isCut_ = false;
   std::uint32_t startedAt_ = 0;
 };
 
@@ -211,6 +222,16 @@ void MidiLoopback::unplug(const std::string& portName)
   {
     const std::lock_guard guard(shared_->mutex);
     std::erase(shared_->cables, cable);
+  }
+  notice_.changed();
+}
+
+void MidiLoopback::cut(const std::string& portName)
+{
+  if (const auto cable = find(portName)) {
+    const Inside inside(cable->lock);
+    if (cable->input != nullptr)
+      cable->input->cut();
   }
   notice_.changed();
 }

@@ -19,6 +19,7 @@ public:
   // The test's side, on any one thread unless said otherwise
   void plug(const std::string& portName, bool isVirtual = false); ///< a change, as is unplug
   void unplug(const std::string& portName); ///< its open ports stay, and are silent
+  void cut(const std::string& portName);    ///< as who takes a connection away in a patch bay
   /// What a device plays, on any thread: raw bytes, cut as they may be. False without the port.
   bool play(std::string_view portName, std::span<const std::uint8_t> bytes);
   void setStamp(std::optional<std::uint32_t> milliseconds); ///< of what comes; none: the real time

@@ -8,26 +8,52 @@ namespace orbi::platform {
 
 namespace {
 
-/// The letters and digits alone: bridges write other characters of a name in their own ways.
-std::string essence(std::string_view text)
+constexpr std::size_t leastLetters = 3; // of a name that tells one thing from another
+
+/// Of letters and digits alone: bridges write other characters of a name in their own ways.
+std::vector<std::string> wordsOf(std::string_view text)
 {
-  std::string result;
+  std::vector<std::string> words;
+  bool isInside = false;
   for (const char c : text) {
     const char lower = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    if ((lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9'))
-      result += lower;
+    const bool counts = (lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9');
+    if (counts && !isInside)
+      words.emplace_back();
+    if (counts)
+      words.back() += lower;
+    isInside = counts;
   }
-  return result;
+  return words;
+}
+
+/// Whether whole words from this one on make up the name, wherever the spaces are.
+bool beginsWith(std::span<const std::string> words, std::string_view name)
+{
+  for (const std::string& word : words) {
+    if (!name.starts_with(word))
+      return false;
+    name.remove_prefix(word.size());
+    if (name.empty())
+      return true;
+  }
+  return false;
 }
 
 } // namespace
 
 bool repeats(const MidiPortInfo& port, const MidiPortInfo& other)
 {
-  if (!port.isBridge || other.isBridge)
+  if (!port.isBridge || other.isBridge || other.isVirtual)
     return false;
-  const std::string wanted = essence(other.origin);
-  return !wanted.empty() && essence(port.origin).find(wanted) != std::string::npos;
+  std::string wanted;
+  for (const std::string& word : wordsOf(other.origin))
+    wanted += word;
+  const std::vector<std::string> words = wordsOf(port.origin);
+  for (std::size_t i = 0; i < words.size() && wanted.size() >= leastLetters; ++i)
+    if (beginsWith(std::span(words).subspan(i), wanted))
+      return true;
+  return false;
 }
 
 std::uint32_t MidiSystem::milliseconds()

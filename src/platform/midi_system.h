@@ -54,6 +54,10 @@ public:
 
   /// A piece of a message whose end will not come, as it broke off or found no buffer.
   virtual void longError(MidiBuffer& buffer, std::uint32_t milliseconds) = 0;
+
+  /// The last connection has gone, or messages were lost: what is held down by what came so far may
+  /// never be let go of.
+  virtual void lost() = 0;
 };
 
 /// An open input. Closed by its destructor, after which no call comes any more and the buffers that
@@ -70,6 +74,9 @@ public:
   /// Ends what `start` began and gives all buffers back through `longData`: what lies in the one
   /// that was being filled is told by its `recorded`, the others' is as the caller left it.
   virtual void reset() = 0;
+
+  /// Nothing comes any more, as somebody took the connection away; opened anew it may. Main thread.
+  virtual bool isLost() const { return false; }
 
   /// The one on which the handler is called, when the port has it for itself; else 0.
   virtual ThreadId thread() const { return 0; }

@@ -92,7 +92,8 @@ void PPortRegistry::dropOldPlain()
     if (index_.find(id))
       continue;
     --tooMany;
-    settingsByID_.erase(id);
+    if (auto known = settingsByID_.find(id); known != settingsByID_.end() && known->second == entry)
+      settingsByID_.erase(known); // a file may hold two of one port
     settings_.remove(entry);
   }
 }

@@ -118,6 +118,10 @@ TEST_F(MergedInput, hardware_that_two_families_show_plays_once)
   direct->activate();
   merged->setExcluded(*direct, false);
   EXPECT_THAT(connected(), ElementsAre("Bridge", "Direct")) << "the bridge has it for itself";
+  direct->opens = true;
+  add("Pads"); // a change, at which it is tried again
+  application.runPasses();
+  EXPECT_THAT(connected(), ElementsAre("Direct", "Pads"));
 }
 
 TEST_F(MergedInput, a_port_that_is_left_out_stays_out_across_restarts_and_when_it_comes_back)

@@ -54,7 +54,7 @@ public:
 class InSocket final : public PMidiInSocket {
 public:
   explicit InSocket(CmObject* owner = nullptr) : PMidiInSocket(owner, "in") {}
-  using PMidiInSocket::assembleSysex;
+  using PMidiInSocket::assembleSysex, PMidiInSocket::sendPlayed;
   bool open() override
   {
     setOpened(true);
@@ -270,6 +270,42 @@ TEST(MidiInSocket, assembles_messages_over_any_pieces)
   socket->bring({0xF0, 9});
   socket->disconnectAll(); // closed or not, nobody hears of it
   EXPECT_THAT(listener.messages, ElementsAre(std::vector<uint8_t>{0xF0, 2, 3, 4, 0xF7}));
+}
+
+TEST(MidiInSocket, input_that_leaves_while_a_player_plays_has_heard_the_end_of_each_note)
+{
+  struct Keys final : IMidiListener {
+    void midiReceived(int32_t, PEvent& event, PMidiInput&) override
+    {
+      isDown = static_cast<PMidiEvent&>(event).getStatus() == 0x90;
+    }
+    std::atomic<bool> isDown{false};
+  } keys;
+  auto socket = make<InSocket>();
+  auto input = make<PMidiInput>(nullptr, "input", "system");
+  input->setListener(&keys);
+  auto other = make<PMidiInput>(nullptr, "other", "system"); // keeps the port open
+  socket->connect(other.get());
+  std::atomic<bool> plays{true};
+  Crowd player(1, [&] {
+    while (plays)
+      for (int status : {0x90, 0x80}) {
+        PMidiEvent played = event(status, 60, 100);
+        socket->sendPlayed(played);
+      }
+  });
+  int hanging = 0;
+  for (int round = 0; round < 300; ++round) {
+    socket->connect(input.get());
+    for (int i = 0; i < round % 50; ++i)
+      std::this_thread::yield();
+    socket->disconnect(input.get());
+    hanging += keys.isDown;
+  }
+  plays = false;
+  player.join();
+  socket->disconnectAll();
+  EXPECT_EQ(hanging, 0);
 }
 
 TEST(MidiInSocket, gives_up_a_message_that_never_ends)

@@ -223,13 +223,15 @@ TEST_F(MmeMidiOutSocket, ends_of_notes_get_through_when_it_closes_or_there_is_no
 
   sink->isFull = true;
   send({0xB0, 7, 1});
+  send({0xB0, 64, 0});
   send({0x80, 60, 0});
   send({0x90, 61, 1});
   socket->pump(0.0);
   sink->isFull = false;
-  socket->pump(0.0);
-  socket->pump(0.0);
-  EXPECT_THAT(sink->take(), ElementsAre(Bytes{0x80, 60, 0}, Bytes{0x90, 61, 1}));
+  for (int pass = 0; pass < 3; ++pass)
+    socket->pump(0.0);
+  EXPECT_THAT(sink->take(),
+              ElementsAre(Bytes{0xB0, 64, 0}, Bytes{0x80, 60, 0}, Bytes{0x90, 61, 1}));
   sink->isFull = true;
   for (int note = 0; note < 3; ++note)
     send({0x80, 60, 0});
@@ -341,12 +343,13 @@ TEST_F(MmeMidiDevice, port_that_goes_ends_its_notes_and_comes_back_as_it_was)
   device->findOutput("Pads")->connect(input.get());
   device->findOutput("Keys")->setUserName("My keys");
   play("Keys", {0x90, 60, 100, 64, 100, 0x80, 60, 0, 0x91, 70, 90, 0xB1, 64, 127, 0xB0, 66, 9});
+  play("Keys", {0xB0, 69, 127, 0x99, 36, 100}); // the last is another's, too
   play("Pads", {0x99, 36, 100});
   listener.take();
   loop->unplug("Keys");
   EXPECT_TRUE(device->rescan());
-  EXPECT_THAT(listener.take(),
-              ElementsAre(Bytes{0x80, 64, 0}, Bytes{0x81, 70, 0}, Bytes{0xB1, 64, 0}));
+  EXPECT_THAT(listener.take(), ElementsAre(Bytes{0x80, 64, 0}, Bytes{0xB0, 69, 0},
+                                           Bytes{0x81, 70, 0}, Bytes{0xB1, 64, 0}));
   EXPECT_FALSE(device->findOutput("Keys"));
   EXPECT_EQ(input->countConnections(), 1);
   play("Pads", {0x89, 36, 0}); // whose place in the list is another one now
@@ -368,6 +371,19 @@ TEST_F(MmeMidiDevice, port_that_goes_ends_its_notes_and_comes_back_as_it_was)
   EXPECT_THAT(listener.take(), ElementsAre(Bytes{0x80, 1, 0}));
   play("Keys", {0x90, 3, 4});
   EXPECT_EQ(listener.take().size(), 1u);
+}
+
+TEST_F(MmeMidiDevice, port_whose_connection_is_taken_away_ends_its_notes_and_is_opened_anew)
+{
+  makeDevice({"Keys"});
+  device->findOutput("Keys")->connect(input.get());
+  play("Keys", {0x90, 60, 100, 0xB0, 64, 127});
+  listener.take();
+  loop->cut("Keys");
+  EXPECT_THAT(listener.take(), ElementsAre(Bytes{0x80, 60, 0}, Bytes{0xB0, 64, 0}));
+  EXPECT_FALSE(device->rescan());
+  play("Keys", {0x90, 61, 100});
+  EXPECT_THAT(listener.take(), ElementsAre(Bytes{0x90, 61, 100}));
 }
 
 TEST_F(MmeMidiDevice, ids_of_ports_that_do_not_come_any_more_are_forgotten)

@@ -113,6 +113,7 @@ private:
   {
     take("error", buffer, milliseconds);
   }
+  void lost() override { write("lost", 0); }
   void take(const char* what, orbi::platform::MidiBuffer& buffer, std::uint32_t milliseconds)
   {
     write(std::string(what) + " " + hex({buffer.data, buffer.recorded}), milliseconds);

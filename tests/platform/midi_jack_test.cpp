@@ -318,8 +318,31 @@ TEST_F(JackMidi, virtual_ports_carry_what_others_connect)
   }));
   EXPECT_EQ(ear.lines()[0], "fe 00 00 00");
   EXPECT_EQ(peer_->heard()[0], "b0 02 01");
+  jack_disconnect(peer_->client(), "peer:out", "Tester MIDI:in");
+  EXPECT_TRUE(waitFor([&] { return ear.lines().back() == "lost"; }));
+  EXPECT_FALSE(input->isLost()) << "whoever likes may come back";
   input.reset();
   EXPECT_NE(midi_->openInput(0, ear), nullptr);
+}
+
+TEST_F(JackMidi, connection_that_somebody_takes_away_is_told_and_lets_the_port_be_opened_anew)
+{
+  MidiEar ear;
+  auto input = openInput("peer out", ear);
+  const auto plays = [&] {
+    return waitFor([&] {
+      peer_->play({{0x90, 60, 1}});
+      return !ear.lines().empty() && ear.lines().back() == "90 3c 01 00";
+    });
+  };
+  EXPECT_TRUE(plays());
+  jack_disconnect(peer_->client(), "peer:out", "Tester MIDI:from peer-out");
+  EXPECT_TRUE(waitFor([&] { return input->isLost(); }));
+  EXPECT_EQ(ear.lines().back(), "lost");
+  input.reset();
+  input = openInput("peer out", ear);
+  EXPECT_TRUE(plays());
+  EXPECT_FALSE(input->isLost());
 }
 
 TEST_F(JackMidi, server_that_dies_leaves_all_closable_and_one_that_starts_is_joined)
@@ -344,7 +367,9 @@ TEST_F(JackMidi, server_that_dies_leaves_all_closable_and_one_that_starts_is_joi
     EXPECT_FALSE(output->shortMessage(0xF8));
     ear.keepBuffers();
     input->reset();
-    EXPECT_EQ(ear.lines().size(), 2U) << "the buffers come back";
+    const Lines told = ear.lines();
+    EXPECT_EQ(told.size() - std::size_t(std::ranges::count(told, "lost")), 2U)
+        << "the buffers come back";
     if (signal == SIGTERM) { // or stay open beside those on the next server
       input.reset();
       output.reset();

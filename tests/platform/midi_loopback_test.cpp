@@ -90,6 +90,10 @@ TEST(MidiPorts, that_a_bridge_shows_once_more_are_known_by_the_name_of_what_is_b
     EXPECT_FALSE(repeats(bridged, unnamed));
   }
   EXPECT_FALSE(repeats({"", false, 0, "firewire_pcm:001_MidiIn", true}, keys));
+  const MidiPortInfo monkeys{"", false, 0, "a2j:Monkeys UM [24] (capture): UM", true};
+  EXPECT_FALSE(repeats(monkeys, {"Keys", false, 0, "Keys"})) << "a part of a word";
+  EXPECT_FALSE(repeats(monkeys, {"UM 1", false, 0, "UM"})) << "says too little";
+  EXPECT_FALSE(repeats(monkeys, {"Monkeys In", true, 0, "Monkeys"})) << "our own";
 }
 
 TEST(MidiLoopback, no_call_comes_after_closing_while_others_play)

@@ -204,7 +204,7 @@ std::vector<MidiPortInfo> AlsaMidi::list(Direction& direction)
   std::vector<MidiPortNamer::Port> ports{
       {"", midiPortName(instrumentName_, instrumentName_ + direction.virtualSuffix)}};
   direction.addresses.push_back({client_->id(), direction.virtualPort, false});
-  direction.found.push_back({"", true, 0, instrumentName_});
+  direction.found.push_back({"", true});
   collect(direction, ports);
 
   std::vector<MidiPortInfo> list = std::move(direction.found);
@@ -281,6 +281,7 @@ bool AlsaMidi::open(Direction& direction, std::size_t index, AlsaOpenPort& opene
   opened.port = port;
   opened.own = std::move(own);
   opened.closed = [] {};
+  opened.lost = [this] { notice_.changed(); };
   if (isInput) {
     ++connectedInputs_;
     opened.closed = [this] {

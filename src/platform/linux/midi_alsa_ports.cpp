@@ -52,12 +52,27 @@ std::uint32_t AlsaInput::stamp(std::int64_t time) const
   return static_cast<std::uint32_t>(std::max<std::int64_t>(time - startedAt_, 0) / 1'000'000);
 }
 
+/// Events, or the last connection: the sequencer tells a port of what others do with it.
+void AlsaInput::lose()
+{
+  stream_.breakOff(stamp(steadyNanoseconds()));
+  if (!port_.own || port_.client->isWrittenTo(port_.port))
+    return;
+  lost_.store(true, std::memory_order_relaxed);
+  port_.lost();
+}
+
 void AlsaInput::take(const snd_seq_event_t* event)
 {
   if (event == nullptr) {
-    stream_.breakOff(stamp(steadyNanoseconds()));
+    lose();
     return;
   }
+  if (event->type == SND_SEQ_EVENT_PORT_SUBSCRIBED && event->dest.port == port_.port)
+    lost_.store(false, std::memory_order_relaxed);
+  if (event->type == SND_SEQ_EVENT_PORT_UNSUBSCRIBED && event->dest.port == port_.port &&
+      !port_.client->isWrittenTo(port_.port))
+    lose();
   std::uint8_t room[mostAlsaEventBytes];
   const auto bytes = bytesOfAlsaEvent(*event, room);
   if (!bytes.empty() && event->dest.port == port_.port)

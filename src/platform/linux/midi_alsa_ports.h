@@ -7,6 +7,7 @@
 #include "platform/midi_input_stream.h"
 #include "platform/semaphore.h"
 
+#include <atomic>
 #include <functional>
 #include <optional>
 
@@ -19,6 +20,7 @@ struct AlsaOpenPort {
   int port;                        ///< there
   std::unique_ptr<AlsaClient> own; ///< null for a virtual port, which is there all the time
   std::function<void()> closed;    ///< called at the end
+  std::function<void()> lost = {}; ///< of an own client: by the reading thread
 };
 
 class AlsaInput final : public MidiInputPort {
@@ -29,10 +31,12 @@ public:
   void addBuffer(MidiBuffer& buffer) override { stream_.addBuffer(buffer); }
   bool start() override;
   void reset() override;
+  bool isLost() const override { return lost_.load(std::memory_order_relaxed); }
   ThreadId thread() const override { return reader_.thread(); }
 
 private:
   void take(const snd_seq_event_t* event);
+  void lose();
   std::uint32_t stamp(std::int64_t time) const;
 
   const AlsaOpenPort port_;
@@ -41,6 +45,7 @@ private:
   AlsaReader reader_;
   bool started_ = false;
   std::int64_t startedAt_ = 0; // nanoseconds of the steady clock
+  std::atomic<bool> lost_{false};
 };
 
 /// Holds the done notices of long messages back for as long as the bytes take on a wire. The

@@ -88,13 +88,14 @@ void JackMidi::letGoOfLost()
   nextLook_ = steadyNanoseconds() + lookInterval;
 }
 
-/// The application's loop comes back when nobody may be connecting any more.
+/// The application's loop comes back when the client has to do something more.
 void JackMidi::settle()
 {
   RunLoop* loop = RunLoop::instance();
-  if (!client_ || client_->settle() || loop == nullptr || quietTimer_ != 0)
+  const std::int64_t again = client_ ? client_->settle() : 0;
+  if (again == 0 || loop == nullptr || quietTimer_ != 0)
     return;
-  quietTimer_ = loop->addTimer(JackClient::quietTime / 1'000'000, [this] {
+  quietTimer_ = loop->addTimer(again / 1'000'000 + 1, [this] {
     notice_.changed();
     dropTimer();
   });

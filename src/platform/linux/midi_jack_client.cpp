@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <thread>
+#include <utility>
 
 namespace orbi::platform {
 
@@ -16,6 +17,8 @@ namespace {
 
 constexpr std::size_t longestPortName = 200;
 constexpr int mostTries = 4;
+constexpr std::uint32_t mostDoublings = 5;       // of the time after which it is tried again
+constexpr std::int64_t longestPass = 20'000'000; // nanoseconds, of a server that has gone
 
 void ignoreWords(const char*) {}
 
@@ -68,7 +71,7 @@ bool JackClient::setUp()
     return false;
   perFrame_ = 1e6 / std::max(library_.jack_get_sample_rate(handle_), 1U);
   setCallbacks();
-  return library_.jack_activate(handle_) == 0;
+  return isActive_ = library_.jack_activate(handle_) == 0;
 }
 
 void JackClient::setCallbacks()
@@ -119,7 +122,7 @@ std::uint64_t JackClient::generation(jack_port_t* port)
 {
   const std::lock_guard guard(departuresMutex_);
   const auto found = departures_.find(port);
-  const std::uint64_t count = found != departures_.end() ? found->second : 0;
+  const std::uint64_t count = refusals_ + (found != departures_.end() ? found->second : 0U);
   return count << 32 | static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(port));
 }
 
@@ -147,7 +150,7 @@ std::vector<std::string> JackClient::connections(jack_port_t* port) const
 jack_port_t* JackClient::addPort(const std::string& name, unsigned long flags)
 {
   ++addedPorts_;
-  if (!gone() && !takesPart_ && mayTakePart_)
+  if (!gone() && !takesPart_ && refusedAt_ == 0)
     takePart(true);
   std::string base = name;
   std::replace(base.begin(), base.end(), ':', '-');
@@ -182,7 +185,7 @@ bool JackClient::connect(jack_port_t* own, const std::string& foreign)
   const Connection wanted{own, foreign};
   if (makeConnection(wanted))
     return true;
-  if (gone() || library_.jack_port_by_name(handle_, foreign.c_str()) == nullptr)
+  if (gone() || !isThere(foreign))
     return false;
   waiting_.push_back(wanted);
   return true;
@@ -193,7 +196,16 @@ void JackClient::connectWaiting()
   if (gone() || waiting_.empty())
     return;
   library_.silence();
-  std::erase_if(waiting_, [this](const Connection& waiting) { return makeConnection(waiting); });
+  for (Connection& waiting : waiting_)
+    ++waiting.tries;
+  std::erase_if(waiting_, [this](const Connection& waiting) {
+    return !isThere(waiting.foreign) || makeConnection(waiting);
+  });
+}
+
+bool JackClient::isThere(const std::string& foreign) const
+{
+  return library_.jack_port_by_name(handle_, foreign.c_str()) != nullptr;
 }
 
 bool JackClient::makeConnection(const Connection& connection) const
@@ -213,30 +225,54 @@ bool JackClient::mustTakePart() const
   return addedPorts_ > 0 || library_.jack_port_connected(virtualInput_) > 0;
 }
 
-bool JackClient::settle()
+/// Nanoseconds for which the refusal holds still.
+std::int64_t JackClient::refusedFor() const
 {
-  const bool must = !gone() && mayTakePart_ && mustTakePart();
-  if (gone() || takesPart_ == must)
-    return true;
-  if (steadyNanoseconds() - connectedAt_.load() < quietTime)
-    return false;
-  takePart(must);
-  return true;
+  const std::int64_t until = refusedAt_ + (refusalTime << std::min(refusals_, mostDoublings));
+  return refusedAt_ == 0 ? 0 : std::max<std::int64_t>(until - steadyNanoseconds(), 0);
+}
+
+std::int64_t JackClient::settle()
+{
+  if (gone())
+    return 0;
+  if (const std::int64_t refused = refusedFor(); refused > 0)
+    return refused;
+  const bool wasRefused = std::exchange(refusedAt_, 0) != 0;
+  refusals_ += wasRefused; // ports that couldn't be opened are others now, which may
+  const bool isQuiet = steadyNanoseconds() - connectedAt_.load() >= quietTime;
+  const bool must = mustTakePart();
+  if (takesPart_ != must || !isActive_) {
+    if (!isQuiet)
+      return quietTime;
+    takePart(must);
+  }
+  if (refusedAt_ != 0)
+    return refusedFor();
+  const bool mustConnect = std::ranges::any_of(
+      waiting_, [](const Connection& waiting) { return waiting.tries < mostTries; });
+  // The process thread notices some cycles later what was connected, or isn't any more.
+  return mustConnect || !isQuiet ? quietTime : 0;
 }
 
 void JackClient::takePart(bool takesPart)
 {
   library_.silence();
-  const std::string own = library_.jack_port_name(virtualInput_);
   const std::vector<std::string> others = connections(virtualInput_);
   usersRest_.store(true);
   waitForPass();
-  mayTakePart_ = activate(takesPart) || !takesPart;
-  if (!mayTakePart_)
-    activate(false);
+  isActive_ = activate(takesPart);
+  if (!isActive_) {
+    refusedAt_ = steadyNanoseconds();
+    isActive_ = takesPart && activate(false);
+  }
+  if (!takesPart_)
+    for (std::size_t place = 0; place < usedPlaces_.load(); ++place)
+      if (JackCycleUser* user = users_[place].load())
+        user->cyclesEnd();
   for (const std::string& other : others)
     if (!gone())
-      library_.jack_connect(handle_, other.c_str(), own.c_str());
+      connect(virtualInput_, other);
 }
 
 /// A server that is busy gives up waiting for its own next cycle, so it is asked more than once.
@@ -283,11 +319,13 @@ void JackClient::detach(JackCycleUser& user)
   waitForPass();
 }
 
-/// After this the process thread has seen what was stored before.
+/// After this the process thread has seen what was stored before. One whose server has gone may
+/// have ended in the midst of a pass.
 void JackClient::waitForPass() const
 {
   const std::uint32_t pass = passes_.load();
-  while (pass % 2 != 0 && passes_.load() == pass)
+  const std::int64_t limit = steadyNanoseconds() + longestPass;
+  while (pass % 2 != 0 && passes_.load() == pass && !(gone() && steadyNanoseconds() > limit))
     std::this_thread::sleep_for(std::chrono::microseconds(50));
 }
 

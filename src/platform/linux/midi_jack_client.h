@@ -26,6 +26,8 @@ class JackCycleUser {
 public:
   virtual ~JackCycleUser() = default;
   virtual void process(const JackCycle& cycle) = 0;
+  /// There are no cycles from now on, and thus no connection. Main thread.
+  virtual void cyclesEnd() {}
 };
 
 /// The program as a client of one server, from joining it until one of them ends.
@@ -63,18 +65,20 @@ public:
   /// Connects an added port with a foreign one. A client has ports before it becomes active, and
   /// can't be connected until then: connectWaiting does it later. False without the foreign port.
   bool connect(jack_port_t* own, const std::string& foreign);
-  void connectWaiting(); ///< whenever anything has changed
+  void connectWaiting(); ///< whenever anything has changed, and when settle says so
   /// Another number for a port of this name that isn't the one that was there.
   std::uint64_t generation(jack_port_t* port);
 
   // Cycles
-  /// Takes part in cycles from now on, or not any more, as its connections want it. False when that
-  /// has to wait until nobody connects anything for `quietTime`: what a patch bay connects in the
-  /// midst of it would fail.
-  bool settle();
-  static constexpr std::int64_t quietTime = 100'000'000;  ///< nanoseconds
-  std::uint32_t passes() const { return passes_.load(); } ///< two more with each cycle
-  bool attach(JackCycleUser& user);                       ///< false when there are too many
+  /// Takes part in cycles from now on, or not any more, as its connections want it. Answers after
+  /// how many nanoseconds it is to be called again, or 0. Nothing is done until nobody has
+  /// connected anything for `quietTime`, as what a patch bay connects in the midst of it would
+  /// fail; and what the server refused is tried again after `refusalTime`, and ever more seldom.
+  std::int64_t settle();
+  static constexpr std::int64_t quietTime = 100'000'000;     ///< nanoseconds
+  static constexpr std::int64_t refusalTime = 2'000'000'000; ///< nanoseconds
+  std::uint32_t passes() const { return passes_.load(); }    ///< two more with each cycle
+  bool attach(JackCycleUser& user);                          ///< false when there are too many
   void detach(JackCycleUser& user); ///< when it returns, the user is not in use any more
 
 private:
@@ -86,6 +90,7 @@ private:
   struct Connection {
     jack_port_t* own;
     std::string foreign;
+    int tries = 0; ///< that failed
   };
 
   bool setUp();
@@ -94,8 +99,10 @@ private:
   void takePart(bool takesPart);
   bool activate(bool takesPart);
   bool activateOnce(bool takesPart);
+  std::int64_t refusedFor() const;
   std::vector<std::string> connections(jack_port_t* port) const;
   bool makeConnection(const Connection& connection) const;
+  bool isThere(const std::string& foreign) const;
   void waitForPass() const;
   void portConnected(jack_port_id_t one, jack_port_id_t other);
   void portRegistered(jack_port_id_t port, bool isThere);
@@ -110,7 +117,9 @@ private:
   int addedPorts_ = 0;
   std::vector<Connection> waiting_; // main thread
   bool takesPart_ = false;
-  bool mayTakePart_ = true; // the server let it so far
+  bool isActive_ = false;      // without this nobody can connect anything
+  std::int64_t refusedAt_ = 0; // when the server let it not take part; 0 while it does
+  std::uint32_t refusals_ = 0; // that are over
   std::atomic<bool> gone_{false};
   std::atomic<std::int64_t> connectedAt_{0}; // when the last one was, or wasn't any more
 

@@ -81,6 +81,7 @@ bool JackInput::start()
   if (started_)
     return true;
   startedAt_ = latest_ = port_.library().jack_get_time();
+  wasConnected_ = false;
   return started_ = port_.client().attach(*this);
 }
 
@@ -102,9 +103,18 @@ void JackInput::process(const JackCycle& cycle)
     const auto offset = static_cast<std::uint64_t>(event.time * cycle.perFrame);
     // The server smooths the times of its cycles: one may lie before the start or overlap the last.
     latest_ = std::max<jack_time_t>(cycle.begin + offset, latest_);
-    stream_.feed({event.buffer, event.size},
-                 static_cast<std::uint32_t>((latest_ - startedAt_) / 1000));
+    stream_.feed({event.buffer, event.size}, stamp());
   }
+  followConnection(port_.isConnected());
+}
+
+void JackInput::followConnection(bool isConnected)
+{
+  if (wasConnected_ && !isConnected)
+    stream_.breakOff(stamp());
+  if (wasConnected_ != isConnected && !port_.isVirtual())
+    lost_.store(!isConnected, std::memory_order_relaxed);
+  wasConnected_ = isConnected;
 }
 
 // ---- JackOutput ---------------------------------------------------------------------------------

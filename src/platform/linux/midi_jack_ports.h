@@ -4,6 +4,7 @@
 #include "platform/linux/single_ring.h"
 #include "platform/midi_input_stream.h"
 
+#include <atomic>
 #include <vector>
 
 namespace orbi::platform {
@@ -53,15 +54,21 @@ public:
   void addBuffer(MidiBuffer& buffer) override { stream_.addBuffer(buffer); }
   bool start() override;
   void reset() override;
+  bool isLost() const override { return lost_.load(std::memory_order_relaxed); }
 
 private:
   void process(const JackCycle& cycle) override;
+  void cyclesEnd() override { followConnection(false); }
+  void followConnection(bool isConnected);
+  std::uint32_t stamp() const { return static_cast<std::uint32_t>((latest_ - startedAt_) / 1000); }
 
   const JackOpenPort port_;
   MidiInputStream stream_;
   jack_time_t startedAt_ = 0; // microseconds of the server's clock
   jack_time_t latest_ = 0;    // of an event; the process thread's
   bool started_ = false;
+  bool wasConnected_ = false; // process thread
+  std::atomic<bool> lost_{false};
 };
 
 /// What is sent waits in a ring for the next cycle. Pieces of SysEx are put together there, since
