@@ -86,12 +86,21 @@ public:
   };
   const Mouse& mouse() const { return mouse_; }
   void clearPress() { mouse_.button = 0; }
-  int32_t countClick(const UWindow& window, uint32_t button, Point screen, int64_t milliseconds);
+  int32_t countClick(UWindow& window, const UMouseEvent& press); ///< 1, or 2 for a second one
 
   // Routing
   bool routeKey(const UKeyCode& key); ///< a key-down along its chain; whether somebody took it
   bool routeKeyUp(const UKeyCode& key);
-  bool routeWheel(int32_t axis, int32_t distance, Point screen); ///< in whole notches
+  static constexpr int32_t verticalAxis = 0;
+  static constexpr int32_t horizontalAxis = 1;
+  /// In the window system's steps, 120 a notch; what isn't a whole notch waits for the rest.
+  bool turnWheel(int32_t axis, int32_t distance, Point screen);
+
+  // Popups, of which the one in front holds the pointer for all
+  UPopupWindow* frontPopup() const;          ///< that takes input; null for none
+  UPopupWindow* popupAt(Point screen) const; ///< likewise
+  bool isBehindPopup(const UWindow& window) const;
+  void pressedOutsidePopups();
 
   void showBusy(bool busy); ///< the pointer that says that the program is at work
   bool isBusy() const { return busy_; }
@@ -111,15 +120,20 @@ private:
 
   // For windows
   void opened(UWindow& window);
-  void activated(UWindow& window);
-  void deactivated(UWindow& window);
   void toFront(UWindow& window);
   void closed(UWindow& window);
   void retire(std::unique_ptr<UWindowProc> proc); ///< ends it once none of its events is under way
+  void sweepSoon();
   void sweep();
   void forget(UView& view);
-  UPopupWindow* popupUnder(UWindow& window, Point screen) const;
-  int32_t wholeNotches(int32_t axis, int32_t distance);
+  template <class Condition>
+  UWindow* front(const Condition& condition) const;
+  platform::Screen screenAt(Point screen) const;
+  UWindow* windowOf(const platform::Window& window) const;
+  bool routeWheel(int32_t axis, int32_t notches, Point screen);
+  bool routeToPointer(const UKeyCode& key);
+  bool routeFocusKey(const UKeyCode& key);
+  bool routeToDocument(const UKeyCode& key);
 
   static inline UDesktop* instance_ = nullptr;
 
@@ -127,7 +141,7 @@ private:
   double scale_;
   std::vector<Ref<UWindow>> windows_;
   std::vector<std::unique_ptr<UWindowProc>> retired_;
-  UWindow* activeWindow_ = nullptr;
+  UWindow* activeWindow_ = nullptr; ///< of the list, like the next
   UWindow* frame_ = nullptr;
   Mouse mouse_;
   int32_t wheelRest_[2] = {};

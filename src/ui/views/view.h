@@ -17,6 +17,7 @@ class UWindow;
 /// What the pointer did, in the coordinates of the view that hears of it.
 struct UMouseEvent {
   Point where;
+  Point screen;           ///< on the root of all screens
   uint32_t button = 0;    ///< that went down or up; 0 for a move and a click by key
   uint32_t buttons = 0;   ///< down now
   uint32_t modifiers = 0; ///< bits of platform::Modifiers
@@ -112,7 +113,9 @@ public:
 
   // The pointer
   virtual bool hits(Point) const { return true; } ///< whether a point in its bounds is its own
-  UView* viewAt(Point point); ///< the deepest that is visible and hit; null when it isn't itself
+  enum class Reach { visible, enabled };
+  /// The deepest view that is visible, or enabled as well, and hit; null when it isn't itself.
+  UView* viewAt(Point point, Reach reach = Reach::visible);
   /// True takes the pointer: moves and the release come here, wherever it goes.
   virtual bool mouseDown(const UMouseEvent&) { return false; }
   virtual void mouseMoved(const UMouseEvent&) {} ///< while it lies over the view or is taken

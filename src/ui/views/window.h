@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/run_loop.h"
 #include "ui/views/base_view.h"
 
 #include <filesystem>
@@ -21,7 +22,7 @@ public:
   static constexpr const char* closeMessage = "closeWindow"; ///< posted: closes for real
 
   /// What dependents are told.
-  enum Notice : int32_t { goneNotice = 2, beforeCloseNotice = 3 };
+  enum Notice : int32_t { goneNotice = 2, beforeCloseNotice = 3 }; ///< gone: closed
   enum State : uint32_t { stateMaximized = 0x2, stateMinimized = 0x4, stateOffscreen = 0x10 };
   enum class Stored { apply, ignore }; ///< what the settings hold of it
   /// Notifications of the controls in it.
@@ -42,6 +43,7 @@ public:
   void closeNow();         ///< "Before Close", state, end; safe in an event of its own
   virtual void closed() {} ///< it has; the last call from the desktop
   virtual platform::WindowKind kind() const { return platform::WindowKind::document; }
+  virtual bool takesInput() const { return true; } ///< false for what is only shown
 
   // Place and state
   UWindow* window() override { return this; }
@@ -55,12 +57,12 @@ public:
   void maximize(); ///< nothing without the style; at once or when it opens
   void minimize(); ///< likewise
   void restore();
-  void center(); ///< in its owner or on the screen
+  void centerIn(const UWindow* window); ///< or on the pointer's screen
   void setTitle(std::string_view title) override;
   double opacity() const { return opacity_; }
   void setOpacity(double share);
-  bool isActive() const;
-  void bringToFront(); ///< and activates
+  virtual bool isActive() const; ///< has the keys
+  void bringToFront();           ///< and activates
   void flash();
   UWindow* owner() const { return owner_; }
   Point toScreen(Point point) const { return {place_.left + point.x, place_.top + point.y}; }
@@ -80,8 +82,8 @@ public:
 
   // Focus and pointer
   UView* focusView() const { return focusView_; }
-  bool setFocusView(UView* view); ///< null for none
-  void focusNext(bool backwards);
+  bool setFocusView(UView* view);                 ///< null for none
+  bool focusNext(bool backwards);                 ///< false without a view that takes it
   UView* mouseView() const { return mouseView_; } ///< that took the pointer
   UView* hoverView() const { return hoverView_; } ///< under it
   bool takeMouse(UView& view);
@@ -111,10 +113,12 @@ public:
   virtual void onCloseRequest();
   virtual void onMouseMove(const UMouseEvent& event);
   virtual void onMouseLeave();
+  virtual void onClick(Point) {}                      ///< before each press, whatever lies there
   virtual void onMouseDown(const UMouseEvent& event); ///< left and middle
   virtual void onRightMouseDown(const UMouseEvent& event);
   virtual void onMouseUp(const UMouseEvent& event);
   virtual bool onWheel(FMessage& message, Point where);
+  virtual void onCaptureLost() { cancelMouse(); }
   virtual void onTimer();
   virtual void onDestroyed(); ///< by someone else
 
@@ -135,7 +139,10 @@ protected:
   virtual bool remembersSize() const { return hasStyle(styleRememberSize); }
   virtual bool remembersLocation() const { return hasStyle(styleRememberPlace); }
   void invalidateInParent(const Rect& rect) override;
+  static Rect movedInto(const Rect& place, const Rect& area);
+  void tellFocus(bool has); ///< the focus view has the keys, or not any more
   /// To the window's controller and to those of the forms in it.
+  void tellControllers(FMessage& message);
   void tellControllers(const char* id, uint32_t state = 0, const UPoint* oldSize = nullptr);
 
 private:
@@ -148,18 +155,30 @@ private:
     int64_t due;
   };
 
-  void forget(UView& view); ///< with all in it
+  void letGo(UView& view);       ///< with all in it: no focus, no pointer
+  void viewRemoved(UView& view); ///< is about to be, likewise
   void setHoverView(UView* view);
-  void hoverAt(Point point);
-  void startTimer();
+  void hoverAt(const UMouseEvent& event);
+  void dragBy(const UMouseEvent& event);
+  void restartTimer();
+  bool remembers() const;
+  Size limitedSize(Size size) const;
   void saveState();
   void loadStoredState();
   void applyLimits();
+  void showAsWanted();
+  void closeOwned();
   void layoutBars();
-  void syncPlace();
-  void beginSizing(Size from);
+  void growBy(int32_t height);
+  void tellTimer();
+  void applySize(Size from);
   void endSizing();
-  void dragWindow(const UMouseEvent& event);
+  void stopTimers();
+  void scaleChanged();
+  void pressView(UView& view, const UMouseEvent& event);
+  void enterState(State state, const char* before, const char* after);
+  void requestState(State state);
+  platform::RunLoop::TimerId startTimer(int64_t milliseconds, void (UWindow::*call)());
   UMouseEvent inView(const UMouseEvent& event, const UView& view) const;
 
   Rect place_;
@@ -176,13 +195,14 @@ private:
   UView* mouseView_ = nullptr;
   UView* hoverView_ = nullptr;
   Point lastMouse_;
-  Point dragFrom_;
+  Point dragFrom_; ///< from the origin to where it was taken
+  platform::Cursor shownCursor_ = platform::Cursor::arrow;
   bool dragging_ = false;
   bool closing_ = false;
   bool sizing_ = false;
   std::vector<TimedView> timed_;
-  int timer_ = 0;
-  int sizingTimer_ = 0;
+  platform::RunLoop::TimerId timer_ = 0;
+  platform::RunLoop::TimerId sizingTimer_ = 0;
 };
 
 } // namespace orbi

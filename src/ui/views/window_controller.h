@@ -1,12 +1,12 @@
 #pragma once
 
 #include "foundation/array.h"
-#include "ui/views/window.h"
+#include "ui/views/windows.h"
 
 namespace orbi {
 
 /// Ties a window to a form: answers the names of the form's values and decides whether the window
-/// may close. Values are borrowed members or owned ones that were handed over.
+/// may close. It goes before neither: whoever lives on is taken off the other.
 class UWindowController : public CmClass<UWindowController, CmObject>, public FController {
 public:
   static constexpr const char* className = "UWindowController";

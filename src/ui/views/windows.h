@@ -28,8 +28,8 @@ protected:
   bool remembersLocation() const override { return true; }
 };
 
-/// Dialog that doesn't stop the rest of the program. Return and Escape press its default and its
-/// cancel button.
+/// Dialog that doesn't stop the rest of the program. Return and Escape press the views named
+/// "default" and "cancel".
 class UDialog : public CmClass<UDialog, UWindow> {
 public:
   static constexpr const char* className = "UDialog";
@@ -50,16 +50,19 @@ public:
   virtual bool canEnd(int32_t) { return true; }
   void closed() override;
 
-  void setDefaultButton(UView* button) { defaultButton_ = button; } ///< borrowed, lies in it
-  void setCancelButton(UView* button) { cancelButton_ = button; }
+  // By name, so that one that is taken out is none any more
+  static constexpr const char* defaultName = "default";
+  static constexpr const char* cancelName = "cancel";
+  UView* defaultButton() { return findView(defaultName); } ///< that Return presses; null for none
+  UView* cancelButton() { return findView(cancelName); }   ///< Escape; else that closes
 
 protected:
-  bool ended_ = false;
+  void begin() { ended_ = false, result_ = cancelled; }
+  bool hasEnded() const { return ended_; }
 
 private:
   int32_t result_ = cancelled;
-  UView* defaultButton_ = nullptr;
-  UView* cancelButton_ = nullptr;
+  bool ended_ = false;
 };
 
 /// Dialog with a run loop of its own: presses on other windows only make it flash.
@@ -74,7 +77,7 @@ public:
   /// Opens it in the middle of its owner, runs until it has ended and tells the answer; cancelled
   /// when it can't open or the program quits.
   int32_t run(UWindow* owner = nullptr);
-  bool isRunning() const { return isOpen() && !ended_; }
+  bool isRunning() const { return isOpen() && !hasEnded(); }
 };
 
 /// Popup that closes on a press outside. While it is open the pointer and the keys are its own; one
@@ -95,12 +98,14 @@ public:
   /// Where it is when it would leave the screen: moved back onto it.
   void placeAt(Point screen, Size size);
 
-  virtual bool takesInput() const { return true; } ///< false for what is only shown
+  bool isActive() const override { return isOpen() && takesInput(); }
   virtual void pressedOutside() { closeNow(); }
+  void onCaptureLost() override;
   bool keyDown(const UKeyCode& key) override; ///< Escape closes
 
 private:
-  UView* formerControl_ = nullptr; ///< had the keys before
+  friend class UDesktop;
+  UView* formerControl_ = nullptr; ///< had the keys before; a view that goes is taken off
 };
 
 /// Covers a screen.
