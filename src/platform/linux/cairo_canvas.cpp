@@ -165,13 +165,11 @@ void CairoCanvas::fillVertical(const Rect& rect, double radius, Color top, Color
 {
   if (rect.isEmpty())
     return;
-  cairo_pattern_t* gradient =
-      library_.cairo_pattern_create_linear(0.0, rect.top, 0.0, rect.bottom);
+  cairo_pattern_t* gradient = library_.cairo_pattern_create_linear(0.0, rect.top, 0.0, rect.bottom);
   double place = 0.0;
   for (const Color color : {top, bottom}) {
-    library_.cairo_pattern_add_color_stop_rgba(gradient, place, unit(color.red),
-                                               unit(color.green), unit(color.blue),
-                                               unit(color.alpha) * opacity_);
+    library_.cairo_pattern_add_color_stop_rgba(gradient, place, unit(color.red), unit(color.green),
+                                               unit(color.blue), unit(color.alpha) * opacity_);
     place = 1.0;
   }
   library_.cairo_set_source(cairo_, gradient);
@@ -283,11 +281,11 @@ void CairoCanvas::image(Image& image, const Rect& from, const Rect& to)
   if (pixels.empty() || from.isEmpty() || to.isEmpty())
     return;
   cairo_surface_t* whole = library_.cairo_image_surface_create_for_data(
-      reinterpret_cast<unsigned char*>(pixels.data()), CAIRO_FORMAT_ARGB32, size.width,
-      size.height, size.width * 4);
+      reinterpret_cast<unsigned char*>(pixels.data()), CAIRO_FORMAT_ARGB32, size.width, size.height,
+      size.width * 4);
   // A part of its own, so that smoothing never reaches what lies beside it.
-  cairo_surface_t* part = library_.cairo_surface_create_for_rectangle(
-      whole, from.left, from.top, from.width(), from.height());
+  cairo_surface_t* part = library_.cairo_surface_create_for_rectangle(whole, from.left, from.top,
+                                                                      from.width(), from.height());
   library_.cairo_save(cairo_);
   clip(to);
   library_.cairo_translate(cairo_, to.left, to.top);

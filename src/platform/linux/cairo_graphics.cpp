@@ -94,8 +94,8 @@ size_t CairoGraphics::byteAt(std::string_view text, const Font& font, double off
   int index = 0;
   int charactersAfter = 0;
   const double inside = std::isfinite(offset) ? std::clamp(offset, 0.0, layout.width) : 0.0;
-  library_.pango_layout_xy_to_index(layout.pango, static_cast<int>(inside * PANGO_SCALE), 0,
-                                    &index, &charactersAfter);
+  library_.pango_layout_xy_to_index(layout.pango, static_cast<int>(inside * PANGO_SCALE), 0, &index,
+                                    &charactersAfter);
   Places places;
   places.walk(text, SIZE_MAX, static_cast<size_t>(index));
   for (; charactersAfter > 0 && places.byte < text.size(); --charactersAfter)

@@ -54,8 +54,7 @@ std::unique_ptr<CairoImage> CairoImage::make(const DrawingLibrary& library, Size
   void* memory = std::calloc(static_cast<size_t>(pixels), sizeof(uint32_t));
   if (memory == nullptr)
     return nullptr;
-  return std::unique_ptr<CairoImage>(
-      new CairoImage(library, size, static_cast<uint32_t*>(memory)));
+  return std::unique_ptr<CairoImage>(new CairoImage(library, size, static_cast<uint32_t*>(memory)));
 }
 
 CairoImage::~CairoImage()

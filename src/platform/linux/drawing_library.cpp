@@ -23,8 +23,7 @@ bool DrawingLibrary::load(std::string& error)
 #define ORBI_DRAWING_FIND(name) &&find(name, #name)
   return open(cairo_, "libcairo.so.2") ORBI_CAIRO_FUNCTIONS(ORBI_DRAWING_FIND) &&
          open(pango_, "libpango-1.0.so.0") ORBI_PANGO_FUNCTIONS(ORBI_DRAWING_FIND) &&
-         open(pangoCairo_, "libpangocairo-1.0.so.0")
-             ORBI_PANGOCAIRO_FUNCTIONS(ORBI_DRAWING_FIND) &&
+         open(pangoCairo_, "libpangocairo-1.0.so.0") ORBI_PANGOCAIRO_FUNCTIONS(ORBI_DRAWING_FIND) &&
          open(gobject_, "libgobject-2.0.so.0") ORBI_GOBJECT_FUNCTIONS(ORBI_DRAWING_FIND);
 #undef ORBI_DRAWING_FIND
 }

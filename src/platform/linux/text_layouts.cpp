@@ -72,10 +72,10 @@ TextLayouts::Face& TextLayouts::face(const Font& font)
   library_.pango_font_description_set_family(description, validUtf8(font.face).c_str());
   const double size = std::isfinite(font.size) ? std::clamp(font.size, 1.0, largestFont) : 12.0;
   library_.pango_font_description_set_absolute_size(description, size * PANGO_SCALE);
-  library_.pango_font_description_set_weight(description, font.bold ? PANGO_WEIGHT_BOLD
-                                                                    : PANGO_WEIGHT_NORMAL);
-  library_.pango_font_description_set_style(description, font.italic ? PANGO_STYLE_ITALIC
-                                                                     : PANGO_STYLE_NORMAL);
+  library_.pango_font_description_set_weight(description,
+                                             font.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+  library_.pango_font_description_set_style(description,
+                                            font.italic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
   PangoFontMetrics* found = library_.pango_context_get_metrics(context_, description, nullptr);
   FontMetrics metrics;
   metrics.ascent = double(library_.pango_font_metrics_get_ascent(found)) / PANGO_SCALE;
@@ -113,9 +113,9 @@ void TextLayouts::composeKey(std::string_view text, const Font& font, const Shap
   append(key_, shape.width);
   append(key_, shape.height);
   append(key_, font.size);
-  const auto bits =
-      static_cast<unsigned>(shape.justify) << 4 | unsigned(shape.wraps) << 3 |
-      unsigned(shape.ellipsis) << 2 | unsigned(font.bold) << 1 | unsigned(font.italic);
+  const auto bits = static_cast<unsigned>(shape.justify) << 4 | unsigned(shape.wraps) << 3 |
+                    unsigned(shape.ellipsis) << 2 | unsigned(font.bold) << 1 |
+                    unsigned(font.italic);
   key_ += static_cast<char>(bits);
   key_ += font.face;
   append(key_, text.size());
