@@ -62,23 +62,30 @@ void UApplication::messageLoop()
   startIdleTimer();
   wantIdle();
   while (!isQuitting() && !runLoop_.quitRequested())
-    turn();
+    turn(platform::RunLoop::forever);
   runLoop_.removeTimer(idleTimer_);
   idleTimer_ = 0;
 }
 
-void UApplication::turn()
+bool UApplication::turn(int64_t milliseconds)
 {
-  runLoop_.runOnce(platform::RunLoop::forever);
+  const bool happened = runLoop_.runOnce(milliseconds);
   if (idleWanted_.exchange(false, std::memory_order_relaxed))
     idle();
   runPasses();
+  return happened;
+}
+
+void UApplication::handlePending()
+{
+  runPasses(); // what was just changed is invalid before the windows draw
+  for (int turns = 0; turns < 100 && turn(0); ++turns) {}
 }
 
 void UApplication::runModal(UModalDialog& dialog)
 {
   while (dialog.isRunning() && !isQuitting() && !runLoop_.quitRequested())
-    turn();
+    turn(platform::RunLoop::forever);
 }
 
 void UApplication::runPasses()

@@ -79,6 +79,7 @@ public:
 
   /// Turns of the loop with all that follows each, until the dialog has ended or the program quits.
   void runModal(UModalDialog& dialog);
+  void handlePending(); ///< turns for what waits, from within a long piece of work
 
   // Who gets what before, beside and after the windows
   using PreFilter = std::function<bool(const UWindowMessage&)>;
@@ -105,7 +106,7 @@ protected:
 
 private:
   void messageLoop();
-  void turn();
+  bool turn(int64_t milliseconds); ///< of the loop, with all that follows it
   void startIdleTimer();
 
   static inline UApplication* instance_ = nullptr;

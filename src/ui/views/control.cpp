@@ -22,7 +22,7 @@ void UControl::setValue(UValue* value)
   if (value == value_)
     return;
   endEdit();
-  if (value_)
+  if (value_ && FDependencies::instance()) // else it may have gone without a word
     value_->removeDependent(this);
   value_ = value;
   if (value_)

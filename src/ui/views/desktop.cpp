@@ -2,6 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "ui/application.h"
+#include "ui/views/graphics.h"
 #include "ui/views/tool_tips.h"
 #include "ui/views/window_proc.h"
 
@@ -43,6 +44,7 @@ UDesktop::UDesktop(platform::WindowSystem& system)
     : system_(system), scale_(system.scale()), toolTips_(std::make_unique<UToolTips>(*this))
 {
   instance_ = this;
+  UGraphics::setInstance(&system_.graphics());
   system_.setListener(this);
 }
 
@@ -54,6 +56,7 @@ UDesktop::~UDesktop()
     messenger->remove(static_cast<CmObject*>(this));
   retired_.clear();
   system_.setListener(nullptr);
+  UGraphics::setInstance(nullptr);
   instance_ = nullptr;
 }
 

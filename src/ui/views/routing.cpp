@@ -16,8 +16,7 @@ namespace {
 constexpr std::array<std::string_view, 3> typingClasses = {"Edit", "Button", "Combobox"};
 constexpr int32_t wheelNotch = 120;
 
-template <class Handler>
-bool offer(const Handler& handler, const UKeyCode& key)
+bool offer(const UApplication::KeyHandler& handler, const UKeyCode& key)
 {
   return handler && handler(key);
 }

@@ -4,6 +4,7 @@
 #include "foundation/message.h"
 #include "ui/views/basic/theme.h"
 #include "ui/views/desktop.h"
+#include "ui/views/graphics.h"
 
 namespace orbi {
 

@@ -5,6 +5,7 @@
 #include "platform/clock.h"
 #include "ui/application.h"
 #include "ui/views/desktop.h"
+#include "ui/views/graphics.h"
 #include "ui/views/size_grip.h"
 #include "ui/views/window_proc.h"
 #include "ui/views/window_properties.h"
@@ -417,9 +418,7 @@ void UWindow::layoutBars()
     menuBar_->setRect({0, 0, all.right, menuBar_->preferredSize().height});
   if (!statusView_)
     return;
-  UDesktop* desktop = UDesktop::instance();
-  const auto metrics = desktop ? desktop->graphics().metrics({}) : platform::FontMetrics{};
-  const auto height = static_cast<int32_t>(std::ceil(metrics.ascent + metrics.descent));
+  const int32_t height = UGraphics::lineHeight({});
   statusView_->setRect({0, all.bottom - height, all.right, all.bottom});
 }
 

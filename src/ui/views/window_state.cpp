@@ -106,7 +106,7 @@ void UWindow::loadWindow(const FAttributes& attributes)
 /// A size that was stored, within the form's limits and such as a window can have.
 Size UWindow::limitedSize(Size size) const
 {
-  constexpr int32_t farthest = 32767;
+  static constexpr int32_t farthest = 32767;
   const auto limited = [](int32_t value, int32_t least, int32_t most) {
     value = std::max(value, std::max(least, 1));
     return std::min(value, most > 0 ? most : farthest);
