@@ -28,12 +28,25 @@ void PMidiInSocket::sendPlayed(PMidiEvent& event)
   held_.noteEnd(event);
 }
 
-/// The port's other end has gone. The system's thread.
+/// The port's other end has gone. What another input holds, too, ends as well: who connects to whom
+/// is the main thread's knowledge, and a note that hangs is worse than one that is cut. The
+/// system's thread.
 void PMidiInSocket::letGo()
 {
   held_.state().release(lastTime_.load(std::memory_order_relaxed),
                         [this](PMidiEvent& end) { send(end); });
   held_.clear();
+}
+
+/// To one of its inputs, the ends of what is held here and through no other of that one's
+/// connections.
+void PMidiInSocket::letGoOf(PHeldKeys::State held, PPort* other)
+{
+  if (auto* consumer = castTo<PMidiInput>(other))
+    held -= consumer->heldByConnections(this);
+  if (auto* input = castTo<PInput>(other))
+    held.release(lastTime_.load(std::memory_order_relaxed),
+                 [input](PMidiEvent& end) { input->receive(end); });
 }
 
 /// What is held before, and what is held or was pressed until nothing comes to the input any more.
@@ -48,11 +61,7 @@ bool PMidiInSocket::removeConnection(PPort* other)
   if (!CmClass::removeConnection(other))
     return false;
   held |= held_.heldSinceMark();
-  if (auto* consumer = castTo<PMidiInput>(other))
-    held -= consumer->heldByConnections(this);
-  if (auto* input = castTo<PInput>(other))
-    held.release(lastTime_.load(std::memory_order_relaxed),
-                 [input](PMidiEvent& end) { input->receive(end); });
+  letGoOf(held, other);
   if (!isConnected()) // closed: what is let go of now isn't heard
     held_.clear();
   return true;
@@ -64,8 +73,8 @@ void PMidiInSocket::deactivate()
   if (!isActivated())
     return;
   CmClass::deactivate();
-  held_.state().release(lastTime_.load(std::memory_order_relaxed),
-                        [this](PMidiEvent& end) { send(end); });
+  for (int32_t i = 0; i < countConnections(); ++i)
+    letGoOf(held_.state(), connectionAt(i));
   held_.clear();
 }
 

@@ -121,6 +121,7 @@ protected:
   void dropPartialSysex() { partialSysex_ = {}; } ///< while no call of the system's comes
 
 private:
+  void letGoOf(PHeldKeys::State held, PPort* other);
   size_t appendData(std::span<const uint8_t> bytes);
 
   Ref<PSysexEvent> partialSysex_;      ///< being assembled

@@ -156,6 +156,7 @@ PMmeMidiDevice::PMmeMidiDevice(std::unique_ptr<platform::MidiSystem> system, Sca
 
 PMmeMidiDevice::~PMmeMidiDevice()
 {
+  retain(); // who hears of the ports' end may hold the device for a moment
   useSystemTimestamp().removeDependent(this);
   useSystemTimestamp().setTarget(nullptr, 0);
   if (isActivated_)
@@ -184,6 +185,8 @@ bool PMmeMidiDevice::rescan()
   if (!system_->rescan()) {
     for (int32_t i = 0; i < socketCount<PMmeMidiInSocket>(); ++i)
       socketAt<PMmeMidiInSocket>(i)->reopenLost();
+    for (int32_t i = 0; i < socketCount<PMmeMidiOutSocket>(); ++i)
+      socketAt<PMmeMidiOutSocket>(i)->reopenLost();
     return false;
   }
   bool hasChanged = dropMissing<PMmeMidiInSocket>(system_->inputs());
@@ -212,8 +215,7 @@ bool PMmeMidiDevice::dropMissing(std::span<const platform::MidiPortInfo> ports)
         socket->deactivate();
         socket->activate();
       }
-      if constexpr (bringsIn<Socket>)
-        socket->reopenLost();
+      socket->reopenLost();
       socket->retry();
       continue;
     }

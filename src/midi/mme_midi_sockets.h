@@ -86,6 +86,7 @@ public:
   double pump(double now) override;
   void allNotesOffNow() override;
   bool hasWaiting() const; ///< whether pumping may have anything to do
+  void reopenLost();       ///< what somebody else took the connection of
 
 protected:
   bool open() override;

@@ -223,9 +223,9 @@ std::vector<std::string> UTranslator::menuNames() const
 {
   std::vector<std::string> names;
   for (const ULanguage& language : languages_)
-    names.push_back(language.name);
+    names.emplace_back(language.name);
   if (names.empty())
-    names.push_back(builtInLanguage);
+    names.emplace_back(builtInLanguage);
   return names;
 }
 

@@ -55,8 +55,8 @@ public:
   /// A piece of a message whose end will not come, as it broke off or found no buffer.
   virtual void longError(MidiBuffer& buffer, std::uint32_t milliseconds) = 0;
 
-  /// The last connection has gone, or messages were lost: what is held down by what came so far may
-  /// never be let go of.
+  /// A connection has gone, or messages were lost: what is held down by what came so far may never
+  /// be let go of.
   virtual void lost() = 0;
 };
 
@@ -104,6 +104,10 @@ public:
   /// The first `recorded` bytes, which may be a piece of a message. False as above; then `done`
   /// doesn't come.
   virtual bool longMessage(MidiBuffer& buffer) = 0;
+
+  /// Nobody hears it any more, as somebody took the connection away; opened anew it may be heard.
+  /// Main thread.
+  virtual bool isLost() { return false; }
 };
 
 /// All MIDI ports of one family, seen from the program: an input brings MIDI in. One thread, the

@@ -361,10 +361,11 @@ TEST_F(MmeMidiDevice, port_that_goes_ends_its_notes_and_comes_back_as_it_was)
   ASSERT_TRUE(back);
   EXPECT_EQ(back->getUserName(), "My keys");
   back->connect(input.get());
-  play("Keys", {0x90, 1, 2});
-  EXPECT_EQ(listener.take().size(), 1u);
+  play("Keys", {0x90, 1, 2, 0x90, 2, 2});
+  play("Pads", {0x90, 2, 2});
+  EXPECT_EQ(listener.take().size(), 3u);
 
-  loop->unplug("Keys"); // and back before anybody looks
+  loop->unplug("Keys"); // and back before anybody looks, with a key that another holds on
   loop->plug("Keys");
   device->rescan();
   EXPECT_EQ(device->findOutput("Keys"), back);

@@ -318,6 +318,8 @@ TEST_F(JackMidi, virtual_ports_carry_what_others_connect)
   }));
   EXPECT_EQ(ear.lines()[0], "fe 00 00 00");
   EXPECT_EQ(peer_->heard()[0], "b0 02 01");
+  EXPECT_TRUE(peer_->connected("Tester MIDI:out", "Tester MIDI:in")) << "who stays";
+  peer_->play({{0xFE}});
   jack_disconnect(peer_->client(), "peer:out", "Tester MIDI:in");
   EXPECT_TRUE(waitFor([&] { return ear.lines().back() == "lost"; }));
   EXPECT_FALSE(input->isLost()) << "whoever likes may come back";
@@ -343,6 +345,17 @@ TEST_F(JackMidi, connection_that_somebody_takes_away_is_told_and_lets_the_port_b
   input = openInput("peer out", ear);
   EXPECT_TRUE(plays());
   EXPECT_FALSE(input->isLost());
+
+  DoneCounter done;
+  const auto output = midi_->openOutput(indexOf(midi_->outputs(), "peer in"), done);
+  ASSERT_NE(output, nullptr);
+  EXPECT_TRUE(waitFor([&] {
+    output->shortMessage(0x3C80);
+    return !peer_->heard().empty();
+  }));
+  EXPECT_FALSE(output->isLost());
+  jack_disconnect(peer_->client(), "Tester MIDI:to peer-in", "peer:in");
+  EXPECT_TRUE(waitFor([&] { return output->isLost(); }));
 }
 
 TEST_F(JackMidi, server_that_dies_leaves_all_closable_and_one_that_starts_is_joined)

@@ -52,7 +52,8 @@ std::uint32_t AlsaInput::stamp(std::int64_t time) const
   return static_cast<std::uint32_t>(std::max<std::int64_t>(time - startedAt_, 0) / 1'000'000);
 }
 
-/// Events, or the last connection: the sequencer tells a port of what others do with it.
+/// Events, or a connection: the sequencer tells a port of what others do with it. Of several
+/// players none has keys of its own, so the first that leaves lets go of all.
 void AlsaInput::lose()
 {
   stream_.breakOff(stamp(steadyNanoseconds()));
@@ -70,8 +71,7 @@ void AlsaInput::take(const snd_seq_event_t* event)
   }
   if (event->type == SND_SEQ_EVENT_PORT_SUBSCRIBED && event->dest.port == port_.port)
     lost_.store(false, std::memory_order_relaxed);
-  if (event->type == SND_SEQ_EVENT_PORT_UNSUBSCRIBED && event->dest.port == port_.port &&
-      !port_.client->isWrittenTo(port_.port))
+  if (event->type == SND_SEQ_EVENT_PORT_UNSUBSCRIBED && event->dest.port == port_.port)
     lose();
   std::uint8_t room[mostAlsaEventBytes];
   const auto bytes = bytesOfAlsaEvent(*event, room);

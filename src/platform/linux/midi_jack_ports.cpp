@@ -81,7 +81,7 @@ bool JackInput::start()
   if (started_)
     return true;
   startedAt_ = latest_ = port_.library().jack_get_time();
-  wasConnected_ = false;
+  connections_ = 0;
   return started_ = port_.client().attach(*this);
 }
 
@@ -105,16 +105,17 @@ void JackInput::process(const JackCycle& cycle)
     latest_ = std::max<jack_time_t>(cycle.begin + offset, latest_);
     stream_.feed({event.buffer, event.size}, stamp());
   }
-  followConnection(port_.isConnected());
+  followConnections(port_.connections());
 }
 
-void JackInput::followConnection(bool isConnected)
+/// Of several players none has keys of its own, so the first that leaves lets go of all.
+void JackInput::followConnections(int connections)
 {
-  if (wasConnected_ && !isConnected)
+  if (connections < connections_)
     stream_.breakOff(stamp());
-  if (wasConnected_ != isConnected && !port_.isVirtual())
-    lost_.store(!isConnected, std::memory_order_relaxed);
-  wasConnected_ = isConnected;
+  if (connections != connections_ && !port_.isVirtual())
+    lost_.store(connections == 0, std::memory_order_relaxed);
+  connections_ = connections;
 }
 
 // ---- JackOutput ---------------------------------------------------------------------------------
@@ -169,6 +170,13 @@ bool JackOutput::longMessage(MidiBuffer& buffer)
 {
   used_ = true;
   return !port_.client().gone() && ring_.push({&buffer, 0});
+}
+
+bool JackOutput::isLost()
+{
+  const bool isConnected = port_.isConnected();
+  wasConnected_ = wasConnected_ || isConnected;
+  return wasConnected_ && !isConnected && !port_.isVirtual() && !port_.client().gone();
 }
 
 void JackOutput::process(const JackCycle& cycle)

@@ -24,7 +24,8 @@ public:
   JackClient& client() const { return client_; }
   const JackLibrary& library() const { return client_.library(); }
   bool isVirtual() const { return isOpen_ != nullptr; }
-  bool isConnected() const { return library().jack_port_connected(port_) > 0; }
+  bool isConnected() const { return connections() > 0; }
+  int connections() const { return library().jack_port_connected(port_); }
   void* buffer(jack_nframes_t frames) const
   {
     return library().jack_port_get_buffer(port_, frames);
@@ -58,8 +59,8 @@ public:
 
 private:
   void process(const JackCycle& cycle) override;
-  void cyclesEnd() override { followConnection(false); }
-  void followConnection(bool isConnected);
+  void cyclesEnd() override { followConnections(0); }
+  void followConnections(int connections);
   std::uint32_t stamp() const { return static_cast<std::uint32_t>((latest_ - startedAt_) / 1000); }
 
   const JackOpenPort port_;
@@ -67,7 +68,7 @@ private:
   jack_time_t startedAt_ = 0; // microseconds of the server's clock
   jack_time_t latest_ = 0;    // of an event; the process thread's
   bool started_ = false;
-  bool wasConnected_ = false; // process thread
+  int connections_ = 0; // process thread
   std::atomic<bool> lost_{false};
 };
 
@@ -81,6 +82,7 @@ public:
 
   bool shortMessage(std::uint32_t packed) override;
   bool longMessage(MidiBuffer& buffer) override;
+  bool isLost() override;
 
 private:
   struct Entry {
@@ -103,7 +105,8 @@ private:
   IMidiOutputHandler& handler_;
   SingleRing<Entry, 1024> ring_;
   bool attached_ = false;
-  bool used_ = false; // something was sent; the sender's
+  bool used_ = false;         // something was sent; the sender's
+  bool wasConnected_ = false; // as the server makes a connection late; the main thread's
 
   struct {
     int patience = 16;               // cycles that it still waits for its connection
