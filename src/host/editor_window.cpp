@@ -2,6 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "foundation/message.h"
+#include "framework/application.h"
 #include "host/plugin.h"
 #include "host/plugin_host.h"
 #include "persist/translator.h"
@@ -26,9 +27,10 @@ constexpr int32_t step = 20;               // from one editor's place to the nex
 /// Plug-ins know Ctrl and the fourth key by each other's bits.
 uint32_t pluginModifiers(uint32_t modifiers)
 {
-  using namespace platform;
-  return (modifiers & (shiftKey | altKey)) | ((modifiers & controlKey) ? superKey : 0) |
-         ((modifiers & superKey) ? controlKey : 0);
+  constexpr uint32_t control = platform::controlKey;
+  constexpr uint32_t fourth = platform::superKey;
+  const uint32_t kept = modifiers & (platform::shiftKey | platform::altKey);
+  return kept | (modifiers & control ? fourth : 0) | (modifiers & fourth ? control : 0);
 }
 
 /// As one signed byte where it fits in one.
@@ -59,12 +61,16 @@ bool OrbPluginHost::openEditor(OrbPlugin& plugin)
   auto window =
       make<OrbPlugEditorWind>(plugin, Point{index * step + step, index * step + 50}, size, title);
   plugin.editorWindow = window.get();
+  if (application && application->isSingleWindow() && application->menuBar())
+    window->setMenuBar(Ref<UView>::share(application->menuBar()));
   if (!window->open(nullptr, UWindow::Stored::ignore)) {
     plugin.editorWindow = nullptr;
     return false;
   }
-  if (UApplication* application = UApplication::instance())
+  if (application) {
     application->addIdle(window.get());
+    application->wantBusyIdle();
+  }
   return true;
 }
 

@@ -2,9 +2,11 @@
 
 #include "foundation/class_registry.h"
 #include "foundation/messenger.h"
+#include "persist/translator.h"
 #include "ui/application.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orbi {
 
@@ -54,6 +56,19 @@ UMenuItem* UMenu::find(int32_t tag) const
 {
   const size_t index = indexOf(tag);
   return index < items_.size() ? items_[index].get() : nullptr;
+}
+
+void UMenu::translate()
+{
+  if (std::exchange(isTranslated_, true))
+    return;
+  title_.set(UTranslator::text(title_.text()));
+  for (const Ref<UMenuItem>& item : items_) {
+    if (item->subMenu())
+      item->subMenu()->translate();
+    if (!item->isSeparator())
+      item->setTitle(UTranslator::text(item->title().text()));
+  }
 }
 
 // Use

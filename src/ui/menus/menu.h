@@ -85,6 +85,9 @@ public:
   size_t indexOf(int32_t tag) const; ///< the number of entries for none
   UMenuItem* find(int32_t tag) const;
 
+  /// Replaces titles, which are keys of the translation, by their texts; once.
+  void translate();
+
   // Use
   void prepare();               ///< asks for the state of each entry
   bool choose(UMenuItem& item); ///< false when it can't be chosen at the moment
@@ -100,6 +103,7 @@ private:
   uint32_t style_ = 0;
   CmObject* target_ = nullptr;
   Choice choice_;
+  bool isTranslated_ = false;
   std::vector<Ref<UMenuItem>> items_;
 };
 

@@ -149,7 +149,7 @@ void UMenuBar::openNeighbour(int32_t step)
   const auto size = static_cast<int32_t>(menus_.size());
   const auto next = static_cast<size_t>((static_cast<int32_t>(*current_) + step + size) % size);
   if (openMenu(next))
-    window_->keyDown({0, ::orbi::keyDown, 0}); // its first entry
+    window_->keyDown({0, keyArrowDown, 0}); // its first entry
 }
 
 bool UMenuBar::pointerMovedTo(Point screen)
@@ -232,17 +232,17 @@ bool UMenuBar::walk(const UKeyCode& key)
     return true;
   };
   switch (key.key) {
-  case keyLeft:
+  case keyArrowLeft:
     return moveBy(-1);
-  case keyRight:
+  case keyArrowRight:
     return moveBy(1);
-  case ::orbi::keyDown:
-  case keyUp:
+  case keyArrowDown:
+  case keyArrowUp:
   case keyReturn:
   case keyEnter:
   case keySpace:
     if (openMenu(*current_))
-      window_->keyDown({0, ::orbi::keyDown, 0});
+      window_->keyDown({0, keyArrowDown, 0});
     return true;
   default:
     break;
@@ -250,7 +250,7 @@ bool UMenuBar::walk(const UKeyCode& key)
   const auto title = key.has(platform::controlKey) ? std::nullopt : titleBy(letterOf(key));
   stop();
   if (title && openMenu(*title))
-    window_->keyDown({0, ::orbi::keyDown, 0});
+    window_->keyDown({0, keyArrowDown, 0});
   return title || key.key == keyEscape || key.key == keyAlt || key.key == keyF1 + 9;
 }
 

@@ -38,7 +38,7 @@ UMenuWindow* UMenuWindow::show(Ref<UMenu> menu, UWindow* owner, const Rect& anch
     origin.x = anchor.left - size.width;
   if (!beside && origin.y + size.height > area.bottom && anchor.top - size.height >= area.top)
     origin.y = anchor.top - size.height;
-  return open(window, owner, Rect::at(origin, size));
+  return openAt(window, owner, Rect::at(origin, size));
 }
 
 UMenuWindow* UMenuWindow::showAt(Ref<UMenu> menu, UWindow* owner, Point screen,
@@ -57,14 +57,14 @@ UMenuWindow* UMenuWindow::showAt(Ref<UMenu> menu, UWindow* owner, Point screen,
   size.height = std::min(size.height, desktop->workArea(screen).height());
   if (under && index < items.size())
     screen.y -= window->view_->topOf(index);
-  UMenuWindow* opened = open(window, owner, Rect::at(screen, size));
+  UMenuWindow* opened = openAt(window, owner, Rect::at(screen, size));
   if (opened && under && index < items.size() && under->canBeChosen())
     opened->view_->setCurrent(index);
   return opened;
 }
 
 /// Null when the display refuses. The desktop keeps the window while it is open.
-UMenuWindow* UMenuWindow::open(const Ref<UMenuWindow>& window, UWindow* owner, const Rect& place)
+UMenuWindow* UMenuWindow::openAt(const Ref<UMenuWindow>& window, UWindow* owner, const Rect& place)
 {
   window->placeAt(place.origin(), place.size());
   window->view_->setRect(window->bounds());
@@ -158,10 +158,10 @@ bool UMenuWindow::keyDown(const UKeyCode& key)
   const auto current = view_->current();
   const bool hasSub = current && menu_->items()[*current]->subMenu();
   switch (key.key) {
-  case keyUp:
+  case keyArrowUp:
     view_->step(-1);
     return true;
-  case ::orbi::keyDown:
+  case keyArrowDown:
     view_->step(1);
     return true;
   case keyHome:
@@ -170,13 +170,13 @@ bool UMenuWindow::keyDown(const UKeyCode& key)
   case keyEnd:
     view_->stepToEdge(1);
     return true;
-  case keyRight:
+  case keyArrowRight:
     if (hasSub)
       openSubMenu(*current, true);
     else
       moveOn(1);
     return true;
-  case keyLeft:
+  case keyArrowLeft:
     if (parent_)
       parent_->closeSubMenu();
     else

@@ -52,7 +52,7 @@ public:
   void closed() override;
 
 private:
-  static UMenuWindow* open(const Ref<UMenuWindow>& window, UWindow* owner, const Rect& place);
+  static UMenuWindow* openAt(const Ref<UMenuWindow>& window, UWindow* owner, const Rect& place);
   UMenuWindow& root();
   bool moveOn(int32_t step);
   void activateCurrent();

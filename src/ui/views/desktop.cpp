@@ -303,6 +303,7 @@ void UDesktop::pressedOutsidePopups()
 
 int32_t UDesktop::countClick(UWindow& window, const UMouseEvent& press)
 {
+  lastKey_ = {};
   const bool isNear = std::abs(press.screen.x - mouse_.pressedAt.x) <= clickRadius &&
                       std::abs(press.screen.y - mouse_.pressedAt.y) <= clickRadius;
   const bool isSecond = mouse_.window == &window && mouse_.button == press.button && isNear &&

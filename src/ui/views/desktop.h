@@ -91,6 +91,7 @@ public:
   // Routing
   bool routeKey(const UKeyCode& key); ///< a key-down along its chain; whether somebody took it
   bool routeKeyUp(const UKeyCode& key);
+  const UKeyCode& lastKey() const { return lastKey_; } ///< that went down, unless a press followed
   static constexpr int32_t verticalAxis = 0;
   static constexpr int32_t horizontalAxis = 1;
   /// In the window system's steps, 120 a notch; what isn't a whole notch waits for the rest.
@@ -144,6 +145,7 @@ private:
   UWindow* activeWindow_ = nullptr; ///< of the list, like the next
   UWindow* frame_ = nullptr;
   Mouse mouse_;
+  UKeyCode lastKey_;
   int32_t wheelRest_[2] = {};
   bool busy_ = false;
   std::unique_ptr<UToolTips> toolTips_;

@@ -16,7 +16,8 @@ namespace {
 constexpr std::array<std::string_view, 3> typingClasses = {"Edit", "Button", "Combobox"};
 constexpr int32_t wheelNotch = 120;
 
-bool offer(const UApplication::KeyHandler& handler, const UKeyCode& key)
+/// A copy, as a handler may take itself off.
+bool offer(UApplication::KeyHandler handler, const UKeyCode& key)
 {
   return handler && handler(key);
 }
@@ -50,8 +51,10 @@ bool UDesktop::keyPressed(platform::Window& window, const platform::KeyEvent& ev
   if (std::ranges::count(typingClasses, system_.focusedChildClass()) != 0)
     return false;
   bool isTaken = false;
-  for (const UKeyCode& key : keyCodesOf(event))
+  for (const UKeyCode& key : keyCodesOf(event)) {
+    lastKey_ = key;
     isTaken = routeKey(key) || isTaken;
+  }
   return isTaken;
 }
 

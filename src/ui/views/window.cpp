@@ -93,6 +93,7 @@ void UWindow::showAsWanted()
   const uint32_t wanted = state_ & (stateMaximized | stateMinimized);
   state_ = 0;
   restartTimer();
+  made();
   system()->show();
   if (wanted & stateMaximized)
     maximize();

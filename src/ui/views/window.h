@@ -41,6 +41,7 @@ public:
   virtual bool canClose(); ///< asks the application and the controller ("MsgCloseRequest")
   void close();            ///< posts, so that the caller's stack unwinds first
   void closeNow();         ///< "Before Close", state, end; safe in an event of its own
+  virtual void made() {}   ///< by the window system, and about to be shown
   virtual void closed() {} ///< it has; the last call from the desktop
   virtual platform::WindowKind kind() const { return platform::WindowKind::document; }
   virtual bool takesInput() const { return true; } ///< false for what is only shown
@@ -123,6 +124,7 @@ public:
   virtual void onDestroyed(); ///< by someone else
 
   bool keyDown(const UKeyCode&) override { return false; } ///< as the desktop's top window
+  bool keyUp(const UKeyCode& key) override { return menuBar_ && menuBar_->keyUp(key); }
   /// "Idle" becomes `idle`, "closeWindow" closes; for the rest see UBaseView.
   int32_t handleMessage(FMessage& message) override;
   virtual void idle() {} ///< when it was put on the application's idle list

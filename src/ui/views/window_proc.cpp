@@ -171,8 +171,11 @@ void UWindowProc::pointerMoved(const platform::PointerEvent& raw)
     window->onMouseLeave();
     return;
   }
-  if (!target)
+  if (!target) {
+    if (auto* popup = castTo<UPopupWindow>(&*window))
+      popup->pointerOutside(event);
     return;
+  }
   target->onMouseMove(inWindow(event, *target));
   desktop_->toolTips().pointerMoved(*target);
 }

@@ -100,6 +100,7 @@ public:
 
   bool isActive() const override { return isOpen() && takesInput(); }
   virtual void pressedOutside() { closeNow(); }
+  virtual void pointerOutside(const UMouseEvent&) {} ///< moved where no popup is
   void onCaptureLost() override;
   bool keyDown(const UKeyCode& key) override; ///< Escape closes
 
