@@ -58,6 +58,7 @@ bool OrbPluginHost::openEditor(OrbPlugin& plugin)
   std::string title = plugin.productString();
   if (title.empty())
     title = moduleName(plugin.openIndex);
+  auto* application = castTo<GApplication>(UApplication::instance());
   auto window =
       make<OrbPlugEditorWind>(plugin, Point{index * step + step, index * step + 50}, size, title);
   plugin.editorWindow = window.get();

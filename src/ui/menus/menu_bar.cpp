@@ -188,6 +188,13 @@ void UMenuBar::mouseLeft()
   invalidate();
 }
 
+void UMenuBar::attached()
+{
+  UView::attached();
+  for (const Ref<UMenu>& menu : menus_)
+    menu->translate();
+}
+
 void UMenuBar::detached()
 {
   closeMenu();

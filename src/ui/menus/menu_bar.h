@@ -33,6 +33,7 @@ public:
   void mouseLeft() override;
   bool keyDown(const UKeyCode& key) override;
   bool keyUp(const UKeyCode& key) override;
+  void attached() override; ///< its titles are translated, if they weren't yet
   void detached() override;
 
 private:
