@@ -15,22 +15,18 @@ public:
   bool open(SystemLibrary& library, const char* name)
   {
     library_ = &library;
-    return library.load(name) || fail(std::string("The library ") + name + " is missing.");
+    return library.load(name) || failToOpen(name);
   }
 
   template <typename Function>
   bool find(Function*& function, const char* name) ///< in the one opened last
   {
-    return library_->find(function, name) ||
-           fail(std::string("A library of the system is too old, it lacks ") + name + '.');
+    return library_->find(function, name) || failToFind(name);
   }
 
 private:
-  bool fail(std::string line)
-  {
-    error_ = std::move(line);
-    return false;
-  }
+  bool failToOpen(const char* name);
+  bool failToFind(const char* name);
 
   std::string& error_;
   const SystemLibrary* library_ = nullptr;
