@@ -51,7 +51,10 @@ public:
     changed();
   }
   void setVoices(int count) { voices_.store(count, relaxed); }
-  void changed() { changes_.fetch_add(1, relaxed); } ///< anything that somebody may show; any thread
+  void changed()
+  {
+    changes_.fetch_add(1, relaxed);
+  } ///< anything that somebody may show; any thread
 
   // Reading, on any thread
   Strikes strikes(int channel) const

@@ -209,8 +209,8 @@ void Instrument::startAudio()
   stopped_.store(false);
 }
 
-/// Off, this only notes the state: turning on starts the synth with it. Programs that still wait are
-/// taken again, as another thread may have added to them.
+/// Off, this only notes the state: turning on starts the synth with it. Programs that still wait
+/// are taken again, as another thread may have added to them.
 void Instrument::restart(const ChannelStates& channels)
 {
   stopAudio();

@@ -442,8 +442,7 @@ void Synth::renderDoubled(float* const* outputs, int frames)
 /// Nothing sounds and nothing echoes: rendering would only yield zeros.
 bool Synth::diedAway() const
 {
-  return quietFrames_ >= quietFramesToSleep &&
-         voices() == 0;
+  return quietFrames_ >= quietFramesToSleep && voices() == 0;
 }
 
 void Synth::listenForSilence(float* const* outputs, int frames)

@@ -41,8 +41,8 @@ public:
   void midi(uint8_t status, uint8_t data1, uint8_t data2);
   void render(float* const* outputs, int frames); ///< adds
   const ChannelStates& channels() const { return channels_; }
-  bool takeChannelsChanged(); ///< whether channels() differ from the last time
-  int voices() const;         ///< sounding now
+  bool takeChannelsChanged();         ///< whether channels() differ from the last time
+  int voices() const;                 ///< sounding now
   void takeOver(const Synth& former); ///< its parameters and channels, but not its notes
 
 private:

@@ -171,8 +171,7 @@ void Canvas::fillCircle(Point center, double radius, Color top, Color bottom)
   cairo_.cairo_fill(context_.get());
 }
 
-void Canvas::arc(Point center, double radius, double from, double to, double thickness,
-                 Color color)
+void Canvas::arc(Point center, double radius, double from, double to, double thickness, Color color)
 {
   use(color);
   cairo_.cairo_new_path(context_.get());

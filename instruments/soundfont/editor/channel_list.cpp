@@ -71,9 +71,9 @@ void ChannelList::drawRow(Canvas& canvas, int channel)
   canvas.text(name, shown.name, {style::textSize, isChosen ? style::text : style::quietText});
   canvas.fillRounded(meter, 2.5, style::well);
   if (sounds)
-    canvas.fillRounded({meter.x, meter.y, std::max(meter.height, meter.width * shown.level),
-                        meter.height},
-                       2.5, mix(style::accent, {0xFFFFFF}, 0.25 * shown.level));
+    canvas.fillRounded(
+        {meter.x, meter.y, std::max(meter.height, meter.width * shown.level), meter.height}, 2.5,
+        mix(style::accent, {0xFFFFFF}, 0.25 * shown.level));
 }
 
 void ChannelList::press(const Pointer& pointer)
@@ -99,8 +99,7 @@ void ChannelList::leave()
 
 void ChannelList::wheel(Point, double notches)
 {
-  session_.channel =
-      std::clamp(session_.channel - (notches > 0 ? 1 : -1), 0, channelCount - 1);
+  session_.channel = std::clamp(session_.channel - (notches > 0 ? 1 : -1), 0, channelCount - 1);
 }
 
 bool ChannelList::look(double seconds)

@@ -10,7 +10,16 @@ namespace soundfont {
 
 /// A key as the host tells it.
 struct EditorKey {
-  enum Code { end = 9, home = 10, left = 11, up = 12, right = 13, down = 14, pageUp = 15, pageDown = 16 };
+  enum Code {
+    end = 9,
+    home = 10,
+    left = 11,
+    up = 12,
+    right = 13,
+    down = 14,
+    pageUp = 15,
+    pageDown = 16
+  };
   enum Modifier { shift = 1, alt = 2, command = 4, control = 8 };
 
   int32_t character = 0; ///< 0 where the key has none
@@ -24,12 +33,13 @@ class Editor {
 public:
   virtual ~Editor() = default; ///< closes
 
-  virtual const OrbRect* rect() = 0; ///< in pixels; null where there is no window system
+  virtual const OrbRect* rect() = 0;   ///< in pixels; null where there is no window system
   virtual void open(void* parent) = 0; ///< the native window; the wish to open may fail silently
   virtual void close() = 0;
-  virtual void idle() = 0;                       ///< costs next to nothing
+  virtual void idle() = 0;                        ///< costs next to nothing
   virtual bool keyDown(const EditorKey& key) = 0; ///< false: not used
-  virtual bool wheel(double notches) = 0; ///< where the pointer was last, positive away from the user
+  virtual bool
+  wheel(double notches) = 0; ///< where the pointer was last, positive away from the user
 };
 
 /// The system's kind of editor. The instrument outlives it.

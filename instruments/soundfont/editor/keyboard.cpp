@@ -110,12 +110,14 @@ void Keyboard::drawWhite(Canvas& canvas, int key)
   Rect rect = canvas.snapped(keyRect(key));
   rect.width -= canvas.pixel(); // the gap to the next one
   const bool lit = isLit(key);
-  const Color top = lit ? mix(style::whiteKey, style::accent, 0.55) : mix(style::whiteKey, {0x000000}, 0.1);
+  const Color top =
+      lit ? mix(style::whiteKey, style::accent, 0.55) : mix(style::whiteKey, {0x000000}, 0.1);
   const Color bottom = lit ? style::accent : style::whiteKey;
   // The upper corners lie above the clip.
   canvas.fillRounded({rect.x, rect.y - 8, rect.width, rect.height + 8}, 4, top, bottom);
   if (key % octave == 0)
-    canvas.text({rect.x, rect.bottom() - 20, rect.width, 16}, "C" + std::to_string(key / octave - 1),
+    canvas.text({rect.x, rect.bottom() - 20, rect.width, 16},
+                "C" + std::to_string(key / octave - 1),
                 {9, lit ? style::background : style::faintText, false, Justify::center});
 }
 

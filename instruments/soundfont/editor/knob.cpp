@@ -84,7 +84,7 @@ void Knob::draw(Canvas& canvas)
     return Point{center.x + std::cos(angle) * distance, center.y + std::sin(angle) * distance};
   };
   canvas.line(on(radius - 13), on(radius - 8), 2, style::text);
-  const Rect label{bounds_.x - 4, dial.bottom() + 2, bounds_.width + 8, textHeight};
+  const Rect label{bounds_.x, dial.bottom() + 2, bounds_.width, textHeight};
   canvas.text(label, name_, {style::smallSize, style::quietText, false, Justify::center});
   canvas.text({label.x, label.bottom() - 2, label.width, textHeight}, valueText(),
               {style::smallSize, lively ? style::accent : style::text, false, Justify::center});
@@ -136,7 +136,8 @@ void Knob::leave()
 void Knob::wheel(Point, double notches)
 {
   asked_ = session_.instrument.parameter(index_);
-  turn(notches * (static_cast<Parameter>(index_) == Parameter::chorusVoices ? 1.0 / 16 : wheelStep));
+  turn(notches *
+       (static_cast<Parameter>(index_) == Parameter::chorusVoices ? 1.0 / 16 : wheelStep));
 }
 
 bool Knob::look(double)

@@ -16,10 +16,14 @@ constexpr double shortestThumb = 28;
 constexpr int rowsPerNotch = 3;
 constexpr auto longestPause = 900ms; // between the letters of one name
 
-constexpr const char* families[] = {
-    "Piano",    "Chromatic percussion", "Organ", "Guitar",    "Bass",         "Strings",
-    "Ensemble", "Brass",                "Reed",  "Pipe",      "Synth lead",   "Synth pad",
-    "Effects",  "Ethnic",               "Percussive", "Sound effects"};
+constexpr const char* families[] = {"Piano",      "Chromatic percussion",
+                                    "Organ",      "Guitar",
+                                    "Bass",       "Strings",
+                                    "Ensemble",   "Brass",
+                                    "Reed",       "Pipe",
+                                    "Synth lead", "Synth pad",
+                                    "Effects",    "Ethnic",
+                                    "Percussive", "Sound effects"};
 constexpr int familySize = 8;
 
 std::string groupOf(const Preset& preset)
@@ -88,7 +92,8 @@ Rect PresetList::thumbRect() const
     return {};
   const double height =
       std::max(shortestThumb, bounds_.height * bounds_.height / (bounds_.height + longest));
-  return {bounds_.right() - 7, bounds_.y + (bounds_.height - height) * scroll_ / longest, 5, height};
+  return {bounds_.right() - 7, bounds_.y + (bounds_.height - height) * scroll_ / longest, 5,
+          height};
 }
 
 int PresetList::presetAt(Point at) const
@@ -139,11 +144,13 @@ void PresetList::drawRow(Canvas& canvas, int row)
                        isChosen ? style::chosen : style::hovered);
   if (isChosen)
     canvas.fillRounded({rect.x, rect.y + 5, 3, rect.height - 10}, 1.5, style::accent);
-  canvas.text({rect.x, rect.y, numberWidth, rect.height}, std::to_string(preset->program + 1),
-              {style::smallSize, isChosen ? style::accent : style::faintText, false,
-               Justify::right});
+  canvas.text(
+      {rect.x, rect.y, numberWidth, rect.height}, std::to_string(preset->program + 1),
+      {style::smallSize, isChosen ? style::accent : style::faintText, false, Justify::right});
   canvas.text({rect.x + numberWidth + 12, rect.y, rect.width - numberWidth - 20, rect.height},
-              rows_[row].text, {style::textSize, isChosen ? style::text : mix(style::quietText, style::text, 0.45), isChosen});
+              rows_[row].text,
+              {style::textSize, isChosen ? style::text : mix(style::quietText, style::text, 0.45),
+               isChosen});
 }
 
 void PresetList::press(const Pointer& pointer)
@@ -256,7 +263,8 @@ void PresetList::type(char letter)
   const auto count = static_cast<int>(rows_.size());
   const int from = std::max(chosenRow_, 0) + (typed_.size() == 1 ? 1 : 0);
   for (int i = 0; i < count; ++i)
-    if (const int row = (from + i) % count; rows_[row].preset && startsWith(rows_[row].text, typed_))
+    if (const int row = (from + i) % count;
+        rows_[row].preset && startsWith(rows_[row].text, typed_))
       return choose(row);
 }
 

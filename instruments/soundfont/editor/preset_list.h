@@ -21,9 +21,9 @@ public:
   void wheel(Point at, double notches) override;
   bool look(double seconds) override;
 
-  void step(int by);   ///< to another preset, as far as there are any
+  void step(int by);      ///< to another preset, as far as there are any
   void type(char letter); ///< letters in quick succession search for a name
-  bool isTyping() const; ///< whether the next one goes on with the same name
+  bool isTyping() const;  ///< whether the next one goes on with the same name
   int rowsInSight() const;
 
 private:
