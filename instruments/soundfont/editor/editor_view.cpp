@@ -104,9 +104,11 @@ EditorView::~EditorView() = default;
 void EditorView::addEffects()
 {
   constexpr double knobHeight = 84;
-  add<Knob>(Rect{outputPanel.x + padding, outputPanel.y + 12, 72, knobHeight}, Parameter::gain,
-            "Gain");
-  add<VoiceCount>(Rect{outputPanel.right() - padding - 90, outputPanel.y + 28, 90, 56});
+  constexpr double knobWidth = (effectsWidth - 2 * listInset) / 4;
+  add<Knob>(Rect{outputPanel.x + listInset, outputPanel.y + 13, knobWidth, knobHeight},
+            Parameter::gain, "Gain");
+  const double textLeft = outputPanel.x + listInset + knobWidth + 12;
+  add<NowPlaying>(Rect{textLeft, outputPanel.y + 21, outputPanel.right() - padding - textLeft, 66});
   for (const EffectUnit& unit : effectUnits) {
     add<Switch>(Rect{unit.panel.right() - padding - 30, unit.panel.y + 11, 30, 16}, unit.on);
     const double width =

@@ -83,23 +83,33 @@ void Header::setInvites(bool invites)
   redraw();
 }
 
-void VoiceCount::draw(Canvas& canvas)
+void NowPlaying::draw(Canvas& canvas)
 {
-  const Rect number{bounds_.x, bounds_.y, bounds_.width, bounds_.height - 16};
-  canvas.text(number, std::to_string(shown_),
-              {24, shown_ > 0 ? style::text : style::faintText, false, Justify::right});
-  canvas.text({bounds_.x, bounds_.bottom() - 20, bounds_.width, 16},
-              shown_ == 1 ? "voice" : "voices",
-              {style::smallSize, style::quietText, false, Justify::right});
+  const Rect name{bounds_.x, bounds_.y, bounds_.width, 24};
+  canvas.text(name, session_.presetName(channel_), {17, style::text, true});
+  const std::string place = "Channel " + std::to_string(channel_ + 1) + "  \u00B7  Bank " +
+                            std::to_string(chosen_.bank) + "  \u00B7  Program " +
+                            std::to_string(chosen_.program + 1);
+  canvas.text({bounds_.x, name.bottom(), bounds_.width, 20}, place,
+              {style::smallSize, style::quietText});
+  canvas.text({bounds_.x, name.bottom() + 20, bounds_.width, 20},
+              std::to_string(voices_) + (voices_ == 1 ? " voice" : " voices"),
+              {style::smallSize, voices_ > 0 ? style::accent : style::faintText});
 }
 
-bool VoiceCount::look(double)
+bool NowPlaying::look(double)
 {
-  if (const int voices = session_.instrument.activity().voices(); voices != shown_) {
-    shown_ = voices;
+  const Activity& activity = session_.instrument.activity();
+  const Activity::Chosen chosen = activity.chosen(session_.channel);
+  const int voices = activity.voices();
+  if (channel_ != session_.channel || font_ != session_.font || chosen_ != chosen ||
+      voices_ != voices)
     redraw();
-  }
-  return shown_ > 0;
+  channel_ = session_.channel;
+  font_ = session_.font;
+  chosen_ = chosen;
+  voices_ = voices;
+  return voices_ > 0;
 }
 
 } // namespace soundfont

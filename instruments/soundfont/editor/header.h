@@ -25,8 +25,8 @@ private:
   bool invites_ = false;
 };
 
-/// How many voices sound.
-class VoiceCount final : public Part {
+/// What the chosen channel plays, and how many voices sound on all of them.
+class NowPlaying final : public Part {
 public:
   using Part::Part;
 
@@ -34,7 +34,10 @@ public:
   bool look(double seconds) override;
 
 private:
-  int shown_ = 0;
+  std::shared_ptr<const Font> font_;
+  int channel_ = -1;
+  Activity::Chosen chosen_{};
+  int voices_ = 0;
 };
 
 } // namespace soundfont

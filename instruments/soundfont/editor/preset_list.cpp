@@ -119,6 +119,13 @@ void PresetList::draw(Canvas& canvas)
   canvas.begin(bounds_);
   for (int i = first; i < end; ++i)
     drawRow(canvas, i);
+  constexpr double fade = 20; // what is cut off by an edge vanishes towards it
+  const Rect list{bounds_.x, bounds_.y, bounds_.width - barWidth, fade};
+  if (scroll_ > 0)
+    canvas.fillRounded(list, 0, style::panel, style::panel.at(0));
+  if (scroll_ < longestScroll())
+    canvas.fillRounded({list.x, bounds_.bottom() - fade, list.width, fade}, 0, style::panel.at(0),
+                       style::panel);
   const Rect thumb = thumbRect();
   if (!thumb.empty())
     canvas.fillRounded(thumb, 2.5, grip_ >= 0 ? style::quietText : style::faintText.at(0.7));
