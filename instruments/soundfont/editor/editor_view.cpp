@@ -137,6 +137,7 @@ void EditorView::press(const Pointer& pointer)
   held_ = partAt(pointer.at);
   if (held_)
     held_->press(pointer);
+  lookAgain();
 }
 
 void EditorView::move(const Pointer& pointer)
@@ -169,6 +170,14 @@ void EditorView::wheel(Point at, double notches)
 {
   if (Part* part = partAt(at))
     part->wheel(at, notches);
+  lookAgain();
+}
+
+/// What comes next may build on what this has changed.
+void EditorView::lookAgain()
+{
+  for (const auto& part : parts_)
+    part->look(0);
 }
 
 bool EditorView::keyByCode(const EditorKey& key)
@@ -205,6 +214,14 @@ bool EditorView::keyByCode(const EditorKey& key)
 }
 
 bool EditorView::key(const EditorKey& key)
+{
+  const bool used = useKey(key);
+  if (used)
+    lookAgain();
+  return used;
+}
+
+bool EditorView::useKey(const EditorKey& key)
 {
   if (key.modifiers & (EditorKey::alt | EditorKey::command | EditorKey::control))
     return false;

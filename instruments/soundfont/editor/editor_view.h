@@ -18,7 +18,7 @@ public:
   explicit EditorView(Instrument& instrument);
   ~EditorView();
 
-  // Input, in units. After each, look() has the parts notice what has changed.
+  // Input, in units
   void press(const Pointer& pointer);
   void move(const Pointer& pointer);
   void release();
@@ -37,7 +37,9 @@ private:
   Kind& add(Arguments&&... arguments);
   void addEffects();
   Part* partAt(Point at) const;
+  bool useKey(const EditorKey& key);
   bool keyByCode(const EditorKey& key);
+  void lookAgain();
   void takeFontNews();
   void drawGround(Canvas& canvas);
 
