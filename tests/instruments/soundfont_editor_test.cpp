@@ -44,7 +44,8 @@ public:
     return {bytes, static_cast<size_t>(xcb_get_image_data_length(image.get()))};
   }
 
-  /// Drags this list of URIs onto the window and answers whether it was taken.
+  /// Drags this list of URIs onto a top window, as file managers do it, and answers whether it was
+  /// taken.
   bool drop(xcb_window_t window, const std::string& uris)
   {
     const xcb_window_t source = makeWindow(root(), 1, 1, 0);
@@ -76,7 +77,9 @@ private:
     event.window = window;
     event.type = atom(type);
     std::memcpy(event.data.data32, data, sizeof data);
-    xcb_send_event(connection(), 0, window, 0, reinterpret_cast<const char*>(&event));
+    xcb_window_t proxy = 0;
+    std::memcpy(&proxy, property(window, "XdndProxy").data(), sizeof proxy);
+    xcb_send_event(connection(), 0, proxy, 0, reinterpret_cast<const char*>(&event));
     sync();
   }
   void handOver(const xcb_selection_request_event_t& request, const std::string& uris)
@@ -333,17 +336,19 @@ TEST_F(SoundFontEditor,
   Shown plugin(*user_);
   plugin.on();
   const auto without = plugin.chunk(0);
-  EXPECT_FALSE(user_->drop(plugin.window, "http://example.org/a.sf2\r\n"));
+  ASSERT_TRUE(
+      plugin.becomes([&] { return user_->property(plugin.parent, "XdndProxy").size() == 4; }));
   ASSERT_TRUE(plugin.becomes([&] { return user_->pixelAt(middleCX, whitesTop) != 0; }));
+  EXPECT_FALSE(user_->drop(plugin.parent, "http://example.org/a.sf2\r\n"));
   const std::string standing = user_->picture(headline);
-  EXPECT_TRUE(user_->drop(plugin.window, "file:///proc/self/status\r\n"));
+  EXPECT_TRUE(user_->drop(plugin.parent, "file:///proc/self/status\r\n"));
   EXPECT_TRUE(plugin.becomes([&] { return user_->picture(headline) != standing; })); // it says so
   EXPECT_EQ(plugin.chunk(0), without);
 
   plugin.send({{0x90, 60, 100}, {0xC1, 48, 0}, {0xB1, 7, 90}});
   const long allocations = RealtimeWatch::counted().allocations;
   ASSERT_TRUE(plugin.becomes([&] { // refused while the bad one is still looked at
-    user_->drop(plugin.window, OtherFont::uri() + "\r\n");
+    user_->drop(plugin.parent, OtherFont::uri() + "\r\n");
     plugin.play(256);
     return plugin.chunk(0).size() > without.size();
   }));

@@ -92,7 +92,7 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
   xcb_.xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atoms_.aware, XCB_ATOM_ATOM,
                            32, 1, &supported);
   const xcb_window_t top = topWindow(window_);
-  if (top == window_ || hasProperty(top, atoms_.aware) || hasProperty(top, atoms_.proxy))
+  if (top == window_ || hasProperty(top, atoms_.proxy))
     return;
   invited_ = top;
   for (xcb_window_t from : {window_, top})

@@ -10,8 +10,8 @@ namespace soundfont {
 /// and drop protocol that X11 desktops share.
 class DropTarget {
 public:
-  /// Also invites drops on the top window above, which is where programs look, unless the host
-  /// takes them itself.
+  /// Also has drops on the top window above, which is where programs look, come here: the editor
+  /// fills it. One that has given them to somebody else keeps that.
   DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_window_t window);
   void withdraw(); ///< the invitation, before the window goes
 

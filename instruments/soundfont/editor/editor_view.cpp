@@ -118,7 +118,7 @@ void EditorView::addEffects()
     for (const EffectKnob& knob : unit.knobs) {
       add<Knob>(
           Rect{x, unit.panel.y + titleHeight + (room - knobHeight) / 2 - 4, width, knobHeight},
-          knob.parameter, knob.name);
+          knob.parameter, knob.name, unit.on);
       x += width;
     }
   }

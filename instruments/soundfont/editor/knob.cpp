@@ -54,10 +54,17 @@ std::string textOf(Unit unit, double value)
   return text;
 }
 
+bool isOn(const Session& session, Parameter parameter)
+{
+  return session.instrument.parameter(static_cast<size_t>(parameter)) >= 0.5f;
+}
+
 } // namespace
 
-Knob::Knob(Session& session, const Rect& bounds, Parameter parameter, const char* name)
-    : Part(session, bounds), index_(static_cast<size_t>(parameter)), name_(name)
+Knob::Knob(Session& session, const Rect& bounds, Parameter parameter, const char* name,
+           std::optional<Parameter> neededOn)
+    : Part(session, bounds), index_(static_cast<size_t>(parameter)), name_(name),
+      neededOn_(neededOn)
 {
 }
 
@@ -76,18 +83,25 @@ void Knob::draw(Canvas& canvas)
   const bool lively = held_ || hovered_;
   canvas.arc(center, radius, startAngle, startAngle + fullTurn, 3, style::well);
   if (share > 0)
-    canvas.arc(center, radius, startAngle, angle, 3, style::accent.at(lively ? 1.0 : 0.85));
+    canvas.arc(center, radius, startAngle, angle, 3,
+               style::accent.at(!works_  ? 0.25
+                                : lively ? 1.0
+                                         : 0.85));
   const Color top = lively ? Color{0x454B57} : Color{0x3A3F4A};
   canvas.fillCircle(center, radius - 5, mix(top, {0xFFFFFF}, 0.12), style::panelEdge);
   canvas.fillCircle(center, radius - 6, top, Color{0x2B2F38});
   const auto on = [&](double distance) {
     return Point{center.x + std::cos(angle) * distance, center.y + std::sin(angle) * distance};
   };
-  canvas.line(on(radius - 13), on(radius - 8), 2, style::text);
+  canvas.line(on(radius - 13), on(radius - 8), 2, works_ ? style::text : style::faintText);
   const Rect label{bounds_.x, dial.bottom() + 2, bounds_.width, textHeight};
   canvas.text(label, name_, {style::smallSize, style::quietText, false, Justify::center});
   canvas.text({label.x, label.bottom() - 2, label.width, textHeight}, valueText(),
-              {style::smallSize, lively ? style::accent : style::text, false, Justify::center});
+              {style::smallSize,
+               !works_  ? style::faintText
+               : lively ? style::accent
+                        : style::text,
+               false, Justify::center});
 }
 
 void Knob::turn(double by)
@@ -142,21 +156,18 @@ void Knob::wheel(Point, double notches)
 
 bool Knob::look(double)
 {
-  if (const float value = session_.instrument.parameter(index_); value != shown_) {
-    shown_ = value;
+  const float value = session_.instrument.parameter(index_);
+  const bool works = !neededOn_ || isOn(session_, *neededOn_);
+  if (value != shown_ || works != works_)
     redraw();
-  }
+  shown_ = value;
+  works_ = works;
   return false;
 }
 
 Switch::Switch(Session& session, const Rect& bounds, Parameter parameter)
-    : Part(session, bounds), index_(static_cast<size_t>(parameter))
+    : Part(session, bounds), parameter_(parameter)
 {
-}
-
-bool Switch::isOn() const
-{
-  return session_.instrument.parameter(index_) >= 0.5f;
 }
 
 void Switch::draw(Canvas& canvas)
@@ -170,12 +181,13 @@ void Switch::draw(Canvas& canvas)
 
 void Switch::press(const Pointer&)
 {
-  session_.instrument.setParameter(index_, isOn() ? 0.0f : 1.0f);
+  session_.instrument.setParameter(static_cast<size_t>(parameter_),
+                                   isOn(session_, parameter_) ? 0.0f : 1.0f);
 }
 
 bool Switch::look(double)
 {
-  if (const bool on = isOn(); on != shown_) {
+  if (const bool on = isOn(session_, parameter_); on != shown_) {
     shown_ = on;
     redraw();
   }

@@ -2,13 +2,17 @@
 
 #include "soundfont/editor/part.h"
 
+#include <optional>
+
 namespace soundfont {
 
 /// One parameter as a knob with its name and value. Dragging up and down or the wheel turns it, a
 /// double click brings the preset value back.
 class Knob final : public Part {
 public:
-  Knob(Session& session, const Rect& bounds, Parameter parameter, const char* name);
+  /// Shows dimly while the switch that it needs is off.
+  Knob(Session& session, const Rect& bounds, Parameter parameter, const char* name,
+       std::optional<Parameter> neededOn = std::nullopt);
 
   void draw(Canvas& canvas) override;
   void press(const Pointer& pointer) override;
@@ -25,9 +29,11 @@ private:
 
   const size_t index_;
   const char* const name_;
+  const std::optional<Parameter> neededOn_;
   float shown_ = -1;
   double asked_ = 0; ///< finer than what the parameter takes, so that slow drags add up
   double lastY_ = 0;
+  bool works_ = true;
   bool held_ = false;
   bool hovered_ = false;
 };
@@ -42,9 +48,7 @@ public:
   bool look(double seconds) override;
 
 private:
-  bool isOn() const;
-
-  const size_t index_;
+  const Parameter parameter_;
   bool shown_ = false;
 };
 
