@@ -1,5 +1,4 @@
 // How another SoundFont comes into the instrument.
-#include "soundfont/hold.h"
 #include "soundfont/instrument.h"
 
 #include <chrono>
