@@ -214,6 +214,8 @@ double Canvas::widthOf(std::string_view text, const TextStyle& style)
 
 void Canvas::text(const Rect& rect, std::string_view text, const TextStyle& style)
 {
+  if (rect.width <= 0)
+    return;
   useFont(style);
   std::string shown = drawable(text);
   double width = extents(shown).x_advance;
