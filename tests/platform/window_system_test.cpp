@@ -398,4 +398,97 @@ TEST_F(WindowSystemTest, a_display_that_goes_is_told_once_and_everything_then_is
   EXPECT_NE(error, "");
 }
 
+// ---- beside a window manager --------------------------------------------------------------------
+
+TEST_F(WindowSystemTest, a_managed_window_says_what_it_is_and_stands_where_it_was_asked_to)
+{
+  startManager();
+  const auto window = open(at({200, 150, 500, 350}));
+  const xcb_window_t id = idOf(window->handle());
+  EXPECT_EQ(user->property(id, "WM_CLASS"), std::string("Test Player\0DocKind\0", 20));
+  EXPECT_EQ(user->property(id, "_NET_WM_NAME"), "T\xc3\xa9st \xef\xbf\xbd");
+  EXPECT_TRUE(user->has(id, "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_NORMAL"));
+  ASSERT_TRUE(until([&] { return window->frameExtents().top > 0; }));
+  EXPECT_EQ(window->client(), (Rect{200, 150, 500, 350}));
+  EXPECT_EQ(user->pixelAt(200, 150), bluePixel);
+  window->setClient({300, 250, 700, 550});
+  ASSERT_TRUE(until([&] {
+    return listener.size == Size{400, 300} && listener.moved == Point{300, 250};
+  }));
+  settle();
+  EXPECT_EQ(user->pixelAt(300, 250), bluePixel);
+  EXPECT_EQ(user->pixelAt(699, 549), bluePixel);
+
+  Listener panelListener;
+  WindowOptions options = at({600, 600, 700, 650}, WindowKind::panel);
+  options.owner = window.get();
+  options.sizable = options.placed = false;
+  const auto panel = system->makeWindow(options, panelListener);
+  panel->show();
+  ASSERT_TRUE(until([&] { return panelListener.active && !listener.active; }));
+  const xcb_window_t panelId = idOf(panel->handle());
+  EXPECT_TRUE(user->has(panelId, "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_UTILITY"));
+  EXPECT_TRUE(user->has(panelId, "_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR"));
+  EXPECT_EQ(user->property(panelId, "WM_TRANSIENT_FOR"),
+            std::string(reinterpret_cast<const char*>(&id), sizeof id));
+  window->activate();
+  ASSERT_TRUE(until([&] { return listener.active && !panelListener.active; }));
+}
+
+TEST_F(WindowSystemTest, states_come_and_go_with_the_manager)
+{
+  startManager();
+  const auto window = open(at({200, 150, 500, 350}));
+  const auto becomes = [&](WindowState state) {
+    return until([&] { return window->state() == state && listener.state == state; });
+  };
+  listener.onEvent = [&](const char*) {};
+  window->setState(WindowState::maximized);
+  ASSERT_TRUE(becomes(WindowState::maximized));
+  ASSERT_TRUE(until([&] { return listener.size.width > 1000; }));
+  window->setState(WindowState::minimized);
+  ASSERT_TRUE(becomes(WindowState::minimized));
+  window->setState(WindowState::maximized);
+  ASSERT_TRUE(becomes(WindowState::maximized));
+  window->setState(WindowState::normal);
+  ASSERT_TRUE(becomes(WindowState::normal));
+  ASSERT_TRUE(until([&] { return window->client() == Rect{200, 150, 500, 350}; }));
+  window->hide();
+  EXPECT_FALSE(window->isVisible());
+  ASSERT_TRUE(until([&] { return !listener.active; }));
+  window->setState(WindowState::maximized);
+  listener.size = {};
+  window->show();
+  ASSERT_TRUE(until([&] { return listener.size.width > 1000; }));
+  EXPECT_TRUE(user->has(idOf(window->handle()), "_NET_WM_STATE", "_NET_WM_STATE_MAXIMIZED_VERT"));
+}
+
+// ---- the desktop --------------------------------------------------------------------------------
+
+TEST_F(WindowSystemTest, scale_and_screens_follow_the_desktop)
+{
+  EXPECT_EQ(system->scale(), 1.0);
+  ASSERT_EQ(system->screens().size(), 1u);
+  EXPECT_EQ(system->screens()[0].bounds, (Rect{0, 0, 1280, 1024}));
+  const auto set = [&](const char* name, xcb_atom_t type, uint8_t format, uint32_t count,
+                       const void* data) {
+    xcb_change_property(user->connection(), XCB_PROP_MODE_REPLACE, user->root(), user->atom(name),
+                        type, format, count, data);
+    user->sync();
+  };
+  const std::string resources = "Xcursor.size: 24\nXft.dpi:\t142.6\n*multiClickTime: 250";
+  set("RESOURCE_MANAGER", XCB_ATOM_STRING, 8, uint32_t(resources.size()), resources.data());
+  const uint32_t area[] = {0, 30, 1280, 900};
+  set("_NET_WORKAREA", XCB_ATOM_CARDINAL, 32, 4, area);
+  ASSERT_TRUE(until([&] { return screenChanges > 0; }));
+  settle();
+  EXPECT_EQ(system->scale(), 1.5);
+  EXPECT_EQ(system->doubleClickMilliseconds(), 250);
+  EXPECT_EQ(system->screens()[0].workArea, (Rect{0, 30, 1280, 930}));
+  const int before = screenChanges;
+  set("_NET_WORKAREA", XCB_ATOM_CARDINAL, 32, 4, area);
+  settle();
+  EXPECT_EQ(screenChanges, before);
+}
+
 #endif

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 /// Whoever sits before an X server: a hand on the pointer and the keys, and an eye on what it
@@ -100,7 +101,20 @@ public:
         return true;
     return false;
   }
-  bool hasManager() const { return !property(root(), "_NET_SUPPORTING_WM_CHECK").empty(); }
+  /// Whether a manager takes care of new windows; those that claim the root earlier may still miss
+  /// some.
+  bool hasManager()
+  {
+    const xcb_window_t probe = makeWindow(root(), 9, 9, 0);
+    bool managed = false;
+    for (int i = 0; i < 20 && !managed; ++i) {
+      usleep(5000);
+      managed = !property(probe, "WM_STATE").empty();
+    }
+    xcb_destroy_window(connection_, probe);
+    sync();
+    return managed;
+  }
   xcb_window_t focus() const
   {
     const auto answer =
