@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <thread>
 
 using namespace orbi::platform;
 using testing::ElementsAre;
@@ -356,14 +357,7 @@ TEST_F(WindowSystemTest, a_listener_may_destroy_its_window_within_any_event)
     user->click(150, 150);
     user->press(4);
     user->release(4);
-    xcb_client_message_event_t close{};
-    close.response_type = XCB_CLIENT_MESSAGE;
-    close.format = 32;
-    close.window = id;
-    close.type = user->atom("WM_PROTOCOLS");
-    close.data.data32[0] = user->atom("WM_DELETE_WINDOW");
-    xcb_send_event(user->connection(), 0, id, 0, reinterpret_cast<const char*>(&close));
-    user->sync();
+    user->send(id, "WM_PROTOCOLS", {user->atom("WM_DELETE_WINDOW")});
     ASSERT_TRUE(until([&] { return !window; })) << event;
     listener.onEvent = [](const char*) {};
     listener.active = false;
@@ -489,6 +483,99 @@ TEST_F(WindowSystemTest, scale_and_screens_follow_the_desktop)
   set("_NET_WORKAREA", XCB_ATOM_CARDINAL, 32, 4, area);
   settle();
   EXPECT_EQ(screenChanges, before);
+}
+
+// ---- other programs -----------------------------------------------------------------------------
+
+TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
+{
+  const xcb_window_t other = user->makeWindow(user->root(), 5, 5, XCB_EVENT_MASK_PROPERTY_CHANGE);
+  system->setClipboard("gr\xc3\xbc\xc3\x9f \xe2\x82\xac");
+  EXPECT_EQ(system->clipboard(), "gr\xc3\xbc\xc3\x9f \xe2\x82\xac");
+  settle();
+  for (const auto& [target, expected] :
+       {std::pair{"UTF8_STRING", "gr\xc3\xbc\xc3\x9f \xe2\x82\xac"},
+        {"STRING", "gr\xfc\xdf ?"},
+        {"PIXMAP", ""}}) {
+    xcb_convert_selection(user->connection(), other, user->atom("CLIPBOARD"), user->atom(target),
+                          user->atom("HERE"), XCB_CURRENT_TIME);
+    user->sync();
+    settle();
+    EXPECT_EQ(user->property(other, "HERE"), expected) << target;
+    xcb_delete_property(user->connection(), other, user->atom("HERE"));
+  }
+
+  // One that hands out a long text in parts, and knows no other form than the old one.
+  user->own(other, "CLIPBOARD");
+  while (user->reply(xcb_poll_for_event(user->connection()))) {}
+  std::thread owner([&] {
+    const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    for (int i = 0; i < 2; ++i) {
+      const auto event = user->await(XCB_SELECTION_REQUEST);
+      ASSERT_TRUE(event);
+      const auto& request = reinterpret_cast<const xcb_selection_request_event_t&>(*event);
+      if (request.target != XCB_ATOM_STRING) {
+        user->answer(request, XCB_ATOM_NONE);
+        continue;
+      }
+      xcb_change_window_attributes(user->connection(), request.requestor, XCB_CW_EVENT_MASK,
+                                   &events);
+      user->set(request.requestor, request.property, "INCR", "");
+      user->answer(request, request.property);
+      for (const std::string& part :
+           {std::string(100000, 'a'), std::string(7, '\xe9'), std::string()}) {
+        for (;;) {
+          const auto change = user->await(XCB_PROPERTY_NOTIFY);
+          ASSERT_TRUE(change);
+          if (reinterpret_cast<const xcb_property_notify_event_t&>(*change).state ==
+              XCB_PROPERTY_DELETE)
+            break;
+        }
+        user->set(request.requestor, request.property, "STRING", part);
+      }
+    }
+  });
+  const std::string read = system->clipboard();
+  owner.join();
+  EXPECT_EQ(read.size(), 100014u);
+  EXPECT_TRUE(read.ends_with("a\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9"));
+}
+
+TEST_F(WindowSystemTest, files_that_are_dropped_arrive_with_their_place)
+{
+  const auto window = open(at({100, 100, 300, 200}));
+  const xcb_window_t id = idOf(window->handle());
+  const xcb_window_t source = user->makeWindow(user->root(), 5, 5, 0);
+  user->own(source, "XdndSelection");
+  const auto drag = [&](const std::string& list) {
+    user->send(id, "XdndEnter",
+               {source, 5u << 24, user->atom("text/plain"), user->atom("text/uri-list")});
+    user->send(id, "XdndPosition", {source, 0, 150u << 16 | 120, 0, user->atom("XdndActionCopy")});
+    settle();
+    const auto status = user->await(XCB_CLIENT_MESSAGE);
+    ASSERT_TRUE(status);
+    EXPECT_EQ(reinterpret_cast<xcb_client_message_event_t&>(*status).data.data32[1] & 1, 1u);
+    user->send(id, "XdndDrop", {source});
+    settle();
+    const auto asked = user->await(XCB_SELECTION_REQUEST);
+    ASSERT_TRUE(asked);
+    const auto& request = reinterpret_cast<const xcb_selection_request_event_t&>(*asked);
+    user->set(request.requestor, request.property, "text/uri-list", list);
+    user->answer(request, request.property);
+    settle();
+  };
+  drag("# "
+       "two\r\nfile:///tmp/a%20b%ff%2\r\nfile://elsewhere/x\r\nhttp://x/y\r\nfile://localhost/"
+       "z\r\nfile:///n%00\r\n");
+  EXPECT_EQ(listener.told.back(), "drop 50,20");
+  EXPECT_THAT(listener.files, ElementsAre("/tmp/a b\xff%2", "/z"));
+  listener.told.clear();
+  const auto finished = user->await(XCB_CLIENT_MESSAGE);
+  ASSERT_TRUE(finished);
+  EXPECT_EQ(reinterpret_cast<xcb_client_message_event_t&>(*finished).type,
+            user->atom("XdndFinished"));
+  drag("nothing of ours");
+  EXPECT_TRUE(listener.told.empty());
 }
 
 #endif
