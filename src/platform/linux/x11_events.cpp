@@ -308,10 +308,11 @@ void X11WindowSystem::focusIn(const xcb_focus_in_event_t& event)
     return;
   if (isOwn(event.detail))
     window->handleOwnFocus();
+  if (!isOwn(event.detail) && !isVirtual(event.detail))
+    return;
   if (inputMethod_)
     inputMethod_->focus(*window);
-  if (isOwn(event.detail) || isVirtual(event.detail))
-    window->handleFocus(true);
+  window->handleFocus(true);
 }
 
 void X11WindowSystem::focusOut(const xcb_focus_out_event_t& event)
