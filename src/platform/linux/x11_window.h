@@ -117,6 +117,7 @@ private:
   bool mapped_ = false;
   bool active_ = false;
   bool wantsActivation_ = false; // as soon as it is mapped
+  bool wantsMaximizing_ = false;
   bool painting_ = false;
   cairo_region_t* damage_;
   const DrawingLibrary& drawing_;

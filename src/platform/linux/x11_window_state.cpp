@@ -21,6 +21,7 @@ void X11Window::show()
   else if (!system_->hasManager() && state_ == WindowState::maximized)
     maximizeByHand(true);
   wantsActivation_ = !isPopup() && state_ != WindowState::minimized;
+  wantsMaximizing_ = state_ == WindowState::maximized;
   noteUserTime();
   writeStates();
   writeHints();
@@ -182,6 +183,11 @@ void X11Window::handleMapped()
   mapped_ = true;
   const bool activates = wantsActivation_ && !active_;
   wantsActivation_ = false;
+  // A manager that was still busy with hiding it has wiped out what it was asked for before.
+  if (wantsMaximizing_ && system_->hasManager())
+    changeState(true, display().atoms.netWmStateMaximizedVert,
+                display().atoms.netWmStateMaximizedHorz);
+  wantsMaximizing_ = false;
   if (activates)
     activate();
 }
