@@ -15,7 +15,8 @@ namespace orbi::platform {
   use(cairo_arc)                            use(cairo_clip)                                        \
   use(cairo_clip_extents)                   use(cairo_close_path)                                  \
   use(cairo_create)                         use(cairo_destroy)                                     \
-  use(cairo_device_finish)                  use(cairo_fill)                                        \
+  use(cairo_device_destroy)                 use(cairo_device_finish)                               \
+  use(cairo_device_reference)               use(cairo_fill)                                        \
   use(cairo_font_options_create)            use(cairo_font_options_destroy)                        \
   use(cairo_font_options_set_antialias)     use(cairo_font_options_set_hint_metrics)               \
   use(cairo_font_options_set_hint_style)    use(cairo_get_source)                                  \
@@ -27,8 +28,7 @@ namespace orbi::platform {
   use(cairo_pattern_add_color_stop_rgba)    use(cairo_pattern_create_linear)                       \
   use(cairo_pattern_destroy)                use(cairo_pattern_set_extend)                          \
   use(cairo_pattern_set_filter)             use(cairo_rectangle)                                   \
-  use(cairo_region_contains_point)          use(cairo_region_create)                               \
-  use(cairo_region_create_rectangle)        use(cairo_region_destroy)                              \
+  use(cairo_region_create)                  use(cairo_region_destroy)                              \
   use(cairo_region_get_extents)             use(cairo_region_get_rectangle)                        \
   use(cairo_region_intersect_rectangle)     use(cairo_region_is_empty)                             \
   use(cairo_region_num_rectangles)          use(cairo_region_union_rectangle)                      \
@@ -37,10 +37,9 @@ namespace orbi::platform {
   use(cairo_set_line_join)                  use(cairo_set_line_width)                              \
   use(cairo_set_operator)                   use(cairo_set_source)                                  \
   use(cairo_set_source_rgba)                use(cairo_set_source_surface)                          \
-  use(cairo_status)                         use(cairo_stroke)                                      \
+  use(cairo_stroke)                                                                                \
   use(cairo_surface_create_for_rectangle)   use(cairo_surface_destroy)                             \
-  use(cairo_surface_flush)                  use(cairo_surface_finish)                              \
-  use(cairo_surface_get_device)             use(cairo_surface_set_device_offset)                   \
+  use(cairo_surface_finish)                 use(cairo_surface_get_device)                          \
   use(cairo_surface_status)                 use(cairo_surface_write_to_png)                        \
   use(cairo_translate)                      use(cairo_xcb_surface_create)
 
