@@ -40,7 +40,10 @@ public:
     limits[1] = largest;
   }
   platform::WindowState state() const override { return state_; }
-  void setState(platform::WindowState state) override { listener.windowStateChanged(state_ = state); }
+  void setState(platform::WindowState state) override
+  {
+    listener.windowStateChanged(state_ = state);
+  }
   void setTitle(std::string_view title) override { options.title = title; }
   void setIcon(platform::Image&) override {}
   void setOpacity(double share) override { opacity = share; }
@@ -64,6 +67,7 @@ public:
     press(at);
     release(at);
   }
+  void pause(); ///< too long for a double click
 
 private:
   platform::PointerEvent event(platform::Point at, uint32_t button, uint32_t buttons) const;
@@ -192,6 +196,11 @@ inline void FakeWindow::move(platform::Point at, uint32_t buttons)
 inline void FakeWindow::release(platform::Point at, uint32_t button)
 {
   listener.buttonReleased(event(at, button, 0));
+}
+
+inline void FakeWindow::pause()
+{
+  system_.clock += 1000;
 }
 
 /// Logs what it hears, as "<name>:<event>".

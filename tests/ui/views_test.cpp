@@ -1,8 +1,8 @@
 #include "ui/fake_windows.h"
 #include "ui/values/int_value.h"
+#include "ui/views/basic/button.h"
 #include "ui/views/control.h"
 #include "ui/views/radio_group.h"
-#include "ui/views/basic/button.h"
 
 using namespace orbi;
 
@@ -24,13 +24,14 @@ TEST_F(Views, press_goes_to_the_front_view_that_is_shown_and_enabled)
   native.click({50, 50});
   EXPECT_EQ(taken(), "front:down 10,10 front:up front:enter ");
   front.setEnabled(false);
+  native.pause();
   native.click({50, 50});
   EXPECT_EQ(taken(), "front:leave back:down 40,40 back:up front:enter ");
   front.setEnabled(true);
   front.setVisible(false);
+  native.pause();
   native.click({50, 50});
-  EXPECT_EQ(taken(), "front:leave back:down 40,40 twice back:up back:enter ")
-      << "the desktop counts clicks by place";
+  EXPECT_EQ(taken(), "front:leave back:down 40,40 back:up back:enter ");
 }
 
 TEST_F(Views, taken_pointer_stays_with_its_view_until_the_release)
@@ -41,6 +42,7 @@ TEST_F(Views, taken_pointer_stays_with_its_view_until_the_release)
   native.move({80, 80});
   EXPECT_EQ(taken(), "back:down 5,5 back:move back:up front:enter front:move ");
   back.takes = false;
+  native.pause();
   native.press({15, 15});
   native.move({80, 80}, platform::leftButton);
   EXPECT_EQ(taken(), "back:down 5,5 front:move ");

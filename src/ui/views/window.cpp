@@ -419,7 +419,8 @@ void UWindow::layoutBars()
   if (!statusView_)
     return;
   const int32_t height = UGraphics::lineHeight({});
-  statusView_->setRect({0, all.bottom - height, all.right, all.bottom});
+  const int32_t right = sizeGrip_ ? sizeGrip_->rect().left : all.right;
+  statusView_->setRect({0, all.bottom - height, right, all.bottom});
 }
 
 void UWindow::invalidateInParent(const Rect& rect)

@@ -214,7 +214,7 @@ void UWindowProc::buttonReleased(const platform::PointerEvent& raw)
 {
   Entry window{*this, UWindowMessageKind::buttonUp};
   desktop_->toolTips().hide();
-  if (!window)
+  if (!window || desktop_->isBlocked(*window))
     return;
   const UMouseEvent event = toUnits(raw);
   if (const Ref<UWindow> target = Ref<UWindow>::share(receiver(event)))
