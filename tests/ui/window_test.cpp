@@ -213,6 +213,20 @@ TEST_F(WindowTest, properties_act_on_the_window_and_show_it)
   EXPECT_FALSE(window->isOpen());
 }
 
+TEST_F(Windows, press_that_no_view_takes_moves_a_window_of_that_style)
+{
+  auto window = opened<UDocWindow>({100, 100, 300, 200}, skinStyle);
+  window->add(view("own", {0, 0, 50, 50}));
+  FakeWindow& native = fake(*window);
+  EXPECT_FALSE(native.options.framed);
+  native.press({60, 60});
+  native.move({70, 80}, platform::leftButton);
+  native.move({62, 61}, platform::leftButton); // it lies under the pointer again
+  native.release({62, 61});
+  native.move({5, 5});
+  EXPECT_EQ(window->place(), Rect({112, 121, 312, 221}));
+}
+
 // Modal dialogs and popups
 
 TEST_F(WindowTest, modal_dialog_runs_until_it_ends_and_blocks_the_others)
@@ -272,6 +286,8 @@ TEST_F(WindowTest, popups_hold_pointer_and_keys_and_close_on_a_press_outside)
   fake(*submenu).click({-90, 10}); // over the menu below
   EXPECT_EQ(taken(), "item:down 10,10 item:up item:enter ");
   EXPECT_TRUE(submenu->isOpen());
+  fake(*menu).release({10, 10});
+  EXPECT_EQ(taken(), "item:up ") << "of a press on what opened it";
   system.key(Key::escape);
   EXPECT_FALSE(submenu->isOpen());
   fake(*menu).press({-50, 10});

@@ -169,6 +169,7 @@ void UWindowProc::pointerMoved(const platform::PointerEvent& raw)
     window->onMouseLeave();
   if (desktop_->isBlocked(*window)) {
     window->onMouseLeave();
+    window->updateCursor();
     return;
   }
   if (!target)

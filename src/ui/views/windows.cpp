@@ -137,6 +137,15 @@ void UPopupWindow::onCaptureLost()
     pressedOutside();
 }
 
+void UPopupWindow::onMouseUp(const UMouseEvent& event)
+{
+  const Ref<UView> view = Ref<UView>::share(viewAt(event.where, Reach::enabled));
+  if (mouseView())
+    UWindow::onMouseUp(event);
+  else if (view)
+    view->mouseUp(event.movedTo(view->fromWindow(event.where)));
+}
+
 bool UPopupWindow::keyDown(const UKeyCode& key)
 {
   if (key.key != keyEscape)

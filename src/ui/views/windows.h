@@ -101,6 +101,8 @@ public:
   bool isActive() const override { return isOpen() && takesInput(); }
   virtual void pressedOutside() { closeNow(); }
   void onCaptureLost() override;
+  /// A release whose press was elsewhere, such as on what opened it, goes to the view under it.
+  void onMouseUp(const UMouseEvent& event) override;
   bool keyDown(const UKeyCode& key) override; ///< Escape closes
 
 private:
