@@ -146,6 +146,9 @@ TEST_F(Windows, events_and_damage_cross_the_scale_both_ways)
   taken();
   native.press({17, 29});
   EXPECT_EQ(taken(), "own:down 0,8 ");
+  system.scaled = 2.0;
+  system.listener->screensChanged();
+  EXPECT_EQ(native.client(), Rect({200, 200, 602, 402}));
 }
 
 TEST_F(Windows, remembered_state_comes_back_and_panels_keep_to_the_frame)
@@ -188,6 +191,8 @@ TEST_F(Windows, maximized_window_comes_back_so_and_knows_its_normal_place)
   window->closeNow();
   window = reopened(rememberingStyle);
   EXPECT_TRUE(window->isMaximized());
+  window->closeNow();
+  window = reopened(rememberingStyle);
   EXPECT_EQ(window->place(), Rect({20, 30, 220, 130}));
   window->closeNow();
   EXPECT_EQ(reopened(rememberingStyle & ~uint32_t(styleMaximize))->state(), 0u);
