@@ -37,6 +37,8 @@ void UApplication::run()
   startup();
   if (!isQuitting() && enterRunState())
     messageLoop();
+  if (desktop_)
+    desktop_->closeAll(); // while the settings can take what they have to keep
   beforeQuit();
 }
 

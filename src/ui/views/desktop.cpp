@@ -192,8 +192,9 @@ void UDesktop::flashModal()
 
 void UDesktop::closeAll()
 {
-  while (!windows_.empty())
-    windows_.front()->closeNow();
+  const std::vector<Ref<UWindow>> before = windows_;
+  for (const Ref<UWindow>& window : before)
+    window->closeNow();
 }
 
 void UDesktop::opened(UWindow& window)

@@ -65,7 +65,8 @@ bool UWindow::open(UWindow* owner, Stored stored)
   UDesktop* desktop = UDesktop::instance();
   if (!desktop)
     return false;
-  owner_ = owner && owner->isOpen() ? owner : nullptr;
+  // Whatever a modal dialog brings up lies above it, or nobody could use it.
+  owner_ = owner && owner->isOpen() ? owner : desktop->modalWindow();
   if (stored == Stored::apply)
     loadStoredState();
   auto proc = std::make_unique<UWindowProc>(*this);
@@ -157,9 +158,10 @@ void UWindow::closeNow()
   closeOwned();
   cancelMouse();
   onMouseLeave();
-  if (isActive())
-    onDeactivate();
+  onDeactivate();
   stopTimers();
+  if (UApplication* application = UApplication::instance())
+    application->removeIdle(this);
   if (FMessenger* messenger = FMessenger::instance()) {
     const FMessage closing(closeMessage);
     messenger->remove(static_cast<CmObject*>(this), &closing);
@@ -420,7 +422,8 @@ void UWindow::layoutBars()
   if (!statusView_)
     return;
   const int32_t height = UGraphics::lineHeight({});
-  statusView_->setRect({0, all.bottom - height, all.right, all.bottom});
+  const int32_t right = sizeGrip_ ? sizeGrip_->rect().left : all.right;
+  statusView_->setRect({0, all.bottom - height, right, all.bottom});
 }
 
 void UWindow::invalidateInParent(const Rect& rect)

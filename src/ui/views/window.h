@@ -35,7 +35,8 @@ public:
 
   // Life
   bool open() { return open(nullptr, Stored::apply); }
-  /// False, and not attached to anything, when there is no display or it refuses. Above the owner.
+  /// False, and not attached to anything, when there is no display or it refuses. Above the owner,
+  /// or else above the modal window that is open.
   virtual bool open(UWindow* owner, Stored stored);
   bool isOpen() const { return proc_ != nullptr; }
   virtual bool canClose(); ///< asks the application and the controller ("MsgCloseRequest")

@@ -71,6 +71,8 @@ void UWindow::onActivate()
 
 void UWindow::onDeactivate()
 {
+  if (!isActive())
+    return; // heard of it already, when another one became active
   tellFocus(false);
   if (UDesktop* desktop = UDesktop::instance(); desktop && desktop->activeWindow_ == this)
     desktop->activeWindow_ = nullptr;

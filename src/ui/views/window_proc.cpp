@@ -169,6 +169,7 @@ void UWindowProc::pointerMoved(const platform::PointerEvent& raw)
     window->onMouseLeave();
   if (desktop_->isBlocked(*window)) {
     window->onMouseLeave();
+    window->updateCursor();
     return;
   }
   if (!target) {
@@ -217,7 +218,7 @@ void UWindowProc::buttonReleased(const platform::PointerEvent& raw)
 {
   Entry window{*this, UWindowMessageKind::buttonUp};
   desktop_->toolTips().hide();
-  if (!window)
+  if (!window || desktop_->isBlocked(*window))
     return;
   const UMouseEvent event = toUnits(raw);
   if (const Ref<UWindow> target = Ref<UWindow>::share(receiver(event)))

@@ -95,6 +95,7 @@ void UWindow::loadWindow(const FAttributes& attributes)
   }
   // The screen of the last time may have gone.
   setRect(movedInto(place, UDesktop::instance()->workArea(place.origin())));
+  normalPlace_ = place_;
   double opacity = 1.0;
   if (attributes.getDouble("Opacity", opacity))
     setOpacity(opacity);

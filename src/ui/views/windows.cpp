@@ -39,6 +39,15 @@ bool UDialog::keyDown(const UKeyCode& key)
   return UWindow::keyDown(key);
 }
 
+bool UDialog::open(UWindow* owner, Stored stored)
+{
+  if (!isOpen()) {
+    ended_ = false;
+    result_ = cancelled;
+  }
+  return UWindow::open(owner, stored);
+}
+
 void UDialog::end(int32_t result)
 {
   if (ended_ || !canEnd(result))
@@ -63,7 +72,6 @@ bool UModalDialog::open(UWindow* owner, Stored stored)
   for (const Ref<UWindow>& window : before)
     window->cancelMouse();
   desktop->pressedOutsidePopups();
-  begin();
   if (!UDialog::open(owner, stored))
     return false;
   // Keys come here at once, whenever the desktop gets round to activating it.
@@ -135,6 +143,15 @@ void UPopupWindow::onCaptureLost()
   const UDesktop* desktop = UDesktop::instance();
   if (desktop && desktop->frontPopup() == this) // another popup of ours may have taken it
     pressedOutside();
+}
+
+void UPopupWindow::onMouseUp(const UMouseEvent& event)
+{
+  const Ref<UView> view = Ref<UView>::share(viewAt(event.where, Reach::enabled));
+  if (mouseView())
+    UWindow::onMouseUp(event);
+  else if (view)
+    view->mouseUp(event.movedTo(view->fromWindow(event.where)));
 }
 
 bool UPopupWindow::keyDown(const UKeyCode& key)

@@ -40,6 +40,7 @@ public:
   {
   }
 
+  bool open(UWindow* owner, Stored stored) override;
   bool keyDown(const UKeyCode& key) override;
 
   /// The answer, of the button that ended it; what closes it otherwise is cancelled.
@@ -57,7 +58,6 @@ public:
   UView* cancelButton() { return findView(cancelName); }   ///< Escape; else that closes
 
 protected:
-  void begin() { ended_ = false, result_ = cancelled; }
   bool hasEnded() const { return ended_; }
 
 private:
@@ -102,6 +102,8 @@ public:
   virtual void pressedOutside() { closeNow(); }
   virtual void pointerOutside(const UMouseEvent&) {} ///< moved where no popup is
   void onCaptureLost() override;
+  /// A release whose press was elsewhere, such as on what opened it, goes to the view under it.
+  void onMouseUp(const UMouseEvent& event) override;
   bool keyDown(const UKeyCode& key) override; ///< Escape closes
 
 private:

@@ -42,6 +42,7 @@ void UListBox::setItems(std::vector<std::string> items)
 {
   items_ = std::move(items);
   selected_ = -1;
+  typed_.clear();
   layoutBar();
   bar_.setPosition(0);
   valueChanged();

@@ -35,7 +35,7 @@ public:
   bool keyDown(const UKeyCode& key) override;
   void onFocus(bool has) override;
   void draw(Canvas& canvas, const Rect& damage) override;
-  int32_t handleMessage(FMessage& message) override; ///< "Wheel", "Selection Changed"
+  int32_t handleMessage(FMessage& message) override; ///< "Wheel"
 
 protected:
   virtual void drawItem(Canvas& canvas, int32_t index, const Rect& rect); ///< on its ground

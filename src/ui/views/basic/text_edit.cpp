@@ -105,8 +105,9 @@ void UTextEdit::commit()
 void UTextEdit::revert()
 {
   setText(std::string(committed_));
-  if (typed_)
-    typed_();
+  selectAll();
+  if (const auto typed = typed_)
+    typed();
 }
 
 void UTextEdit::textChanged()
