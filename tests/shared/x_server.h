@@ -38,7 +38,7 @@ public:
   ~XServer()
   {
     end(manager_, SIGTERM);
-    kill();
+    end(server_, SIGTERM);
   }
 
   bool isRunning() const { return variable_.has_value(); } ///< false where Xvfb isn't installed

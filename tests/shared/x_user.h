@@ -3,6 +3,8 @@
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -14,6 +16,15 @@
 /// shows, through a connection of its own. Each call returns once the server has done it.
 class XUser {
 public:
+  struct Free {
+    void operator()(void* memory) const { std::free(memory); }
+  };
+  template <typename T>
+  static std::unique_ptr<T, Free> reply(T* answer)
+  {
+    return std::unique_ptr<T, Free>(answer);
+  }
+
   XUser() : connection_(xcb_connect(nullptr, nullptr))
   {
     if (xcb_connection_has_error(connection_) == 0)
@@ -142,18 +153,55 @@ public:
     sync();
     return id;
   }
+  void send(xcb_window_t window, const char* type, const std::array<uint32_t, 5>& data)
+  {
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = atom(type);
+    std::copy(data.begin(), data.end(), message.data.data32);
+    xcb_send_event(connection_, 0, window, 0, reinterpret_cast<const char*>(&message));
+    sync();
+  }
+  void set(xcb_window_t window, xcb_atom_t property, const char* type, const std::string& bytes)
+  {
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, property, atom(type), 8,
+                        static_cast<uint32_t>(bytes.size()), bytes.data());
+    sync();
+  }
+  void own(xcb_window_t window, const char* selection)
+  {
+    xcb_set_selection_owner(connection_, window, atom(selection), XCB_CURRENT_TIME);
+    sync();
+  }
+  /// Tells who asked for a selection that it has been put where it was asked for.
+  void answer(const xcb_selection_request_event_t& request, xcb_atom_t property)
+  {
+    xcb_selection_notify_event_t event[2]{}; // the server reads 32 bytes
+    event[0].response_type = XCB_SELECTION_NOTIFY;
+    event[0].requestor = request.requestor;
+    event[0].selection = request.selection;
+    event[0].target = request.target;
+    event[0].property = property;
+    xcb_send_event(connection_, 0, request.requestor, 0, reinterpret_cast<const char*>(event));
+    sync();
+  }
+  /// The next event of this type for our own windows; null when there is none within a long time.
+  std::unique_ptr<xcb_generic_event_t, Free> await(uint8_t type)
+  {
+    for (int i = 0; i < 5000; ++i) {
+      auto event = reply(xcb_poll_for_event(connection_));
+      if (event && (event->response_type & 0x7f) == type)
+        return event;
+      if (!event)
+        usleep(1000);
+    }
+    return nullptr;
+  }
   void sync() const
   {
     reply(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
-  }
-
-  struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-  };
-  template <typename T>
-  static std::unique_ptr<T, Free> reply(T* answer)
-  {
-    return std::unique_ptr<T, Free>(answer);
   }
 
 private:

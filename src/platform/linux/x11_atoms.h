@@ -8,7 +8,6 @@ namespace orbi::platform {
 // clang-format off
 #define ORBI_X11_ATOMS(use)                                                                        \
   use(clipboard, "CLIPBOARD")                                                                      \
-  use(compoundText, "COMPOUND_TEXT")                                                               \
   use(incr, "INCR")                                                                                \
   use(motifHints, "_MOTIF_WM_HINTS")                                                               \
   use(netActiveWindow, "_NET_ACTIVE_WINDOW")                                                       \

@@ -105,9 +105,14 @@ bool X11Clipboard::give(const xcb_selection_request_event_t& request, xcb_atom_t
 
 std::string X11Clipboard::read()
 {
-  if (text_)
-    return *text_;
   const X11Display& display = system_.display();
+  const auto owner = display.reply(
+      display.x.xcb_get_selection_owner_reply,
+      display.x.xcb_get_selection_owner(display.connection, display.atoms.clipboard));
+  if (!owner || owner->owner == XCB_NONE)
+    return {};
+  if (text_ && owner->owner == system_.leader())
+    return *text_;
   for (const xcb_atom_t target : {display.atoms.utf8String, xcb_atom_t(XCB_ATOM_STRING)}) {
     if (!ask(target))
       continue;

@@ -1,8 +1,10 @@
 #ifdef ORBI_HAVE_X11
 
+#include "platform/linux/utf8_text.h"
 #include "platform/linux/x11_child_window.h"
 #include "platform/linux/x11_clipboard.h"
 #include "platform/linux/x11_drop_target.h"
+#include "platform/linux/x11_input_method.h"
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
 
@@ -78,7 +80,8 @@ void X11WindowSystem::dispatch()
   while (!events_.empty()) {
     const auto event = std::move(events_.front());
     events_.pop_front();
-    handle(*event);
+    if (!inputMethod_ || !inputMethod_->filter(*event))
+      handle(*event);
   }
   tellMotion();
   tellLostCapture();
@@ -239,7 +242,18 @@ void X11WindowSystem::leave(const xcb_leave_notify_event_t& event)
 void X11WindowSystem::key(const xcb_key_press_event_t& event)
 {
   display_->time = event.time;
-  handleKey(event);
+  if (!inputMethod_ || !inputMethod_->take(event))
+    handleKey(event);
+}
+
+void X11WindowSystem::handleText(xcb_window_t id, const std::string& text)
+{
+  X11Window* window = target(id);
+  KeyEvent told;
+  told.text = validUtf8(text);
+  told.milliseconds = display_->time;
+  if (window != nullptr && listener_ != nullptr && !text.empty())
+    listener_->keyPressed(*window, told);
 }
 
 void X11WindowSystem::handleKey(const xcb_key_press_event_t& event)
@@ -247,9 +261,9 @@ void X11WindowSystem::handleKey(const xcb_key_press_event_t& event)
   X11Window* window = target(event.event);
   const bool isPress = (event.response_type & 0x7f) == XCB_KEY_PRESS;
   if (!isPress) {
-    const KeyEvent told = keyboard_->release(event);
-    if (window != nullptr && listener_ != nullptr)
-      listener_->keyReleased(*window, told);
+    const auto told = keyboard_->release(event);
+    if (told && window != nullptr && listener_ != nullptr)
+      listener_->keyReleased(*window, *told);
     return;
   }
   const auto told = keyboard_->press(event);
@@ -294,8 +308,11 @@ void X11WindowSystem::focusIn(const xcb_focus_in_event_t& event)
     return;
   if (isOwn(event.detail))
     window->handleOwnFocus();
-  if (isOwn(event.detail) || isVirtual(event.detail))
-    window->handleFocus(true);
+  if (!isOwn(event.detail) && !isVirtual(event.detail))
+    return;
+  if (inputMethod_)
+    inputMethod_->focus(*window);
+  window->handleFocus(true);
 }
 
 void X11WindowSystem::focusOut(const xcb_focus_out_event_t& event)
@@ -309,8 +326,12 @@ void X11WindowSystem::focusOut(const xcb_focus_out_event_t& event)
   releaseKeys(*window);
   const bool leaves =
       event.mode != XCB_NOTIFY_MODE_GRAB && event.detail != XCB_NOTIFY_DETAIL_INFERIOR;
-  if (window = find(event.event); window != nullptr && event.event == window->id() && leaves)
-    window->handleFocus(false);
+  window = find(event.event);
+  if (window == nullptr || event.event != window->id() || !leaves)
+    return;
+  if (inputMethod_)
+    inputMethod_->unfocus();
+  window->handleFocus(false);
 }
 
 // ---- windows ------------------------------------------------------------------------------------

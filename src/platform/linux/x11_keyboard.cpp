@@ -276,12 +276,13 @@ std::optional<KeyEvent> X11Keyboard::press(const xcb_key_press_event_t& event)
   return result;
 }
 
-KeyEvent X11Keyboard::release(const xcb_key_release_event_t& event)
+std::optional<KeyEvent> X11Keyboard::release(const xcb_key_release_event_t& event)
 {
-  follow(event.state);
+  if (!down_[event.detail])
+    return std::nullopt;
   KeyEvent result;
   // The key that went down, also when another layout came in between.
-  result.key = down_[event.detail].value_or(keyOf(event.detail));
+  result.key = *down_[event.detail];
   result.modifiers = modifiersOfState(event.state);
   result.milliseconds = event.time;
   result.down = false;

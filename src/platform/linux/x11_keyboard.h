@@ -21,7 +21,8 @@ public:
 
   /// Nothing for a stroke that only adds to a sign that is being composed.
   std::optional<KeyEvent> press(const xcb_key_press_event_t& event);
-  KeyEvent release(const xcb_key_release_event_t& event);
+  /// Nothing for a key whose press wasn't told either.
+  std::optional<KeyEvent> release(const xcb_key_release_event_t& event);
   /// Takes one that is down, as its release will never be heard. Nothing when none is left.
   std::optional<KeyEvent> releaseAny();
 

@@ -28,8 +28,7 @@ namespace orbi::platform {
   use(xcb_create_window)                 use(xcb_create_window_checked)                            \
   use(xcb_delete_property)               use(xcb_depth_next)                                       \
   use(xcb_destroy_window)                use(xcb_disconnect)                                       \
-  use(xcb_discard_reply)                 use(xcb_flush)                                            \
-  use(xcb_free_colormap)                 use(xcb_free_gc)                                          \
+  use(xcb_flush)                         use(xcb_free_gc)                                          \
   use(xcb_free_pixmap)                   use(xcb_generate_id)                                      \
   use(xcb_get_extension_data)            use(xcb_get_file_descriptor)                              \
   use(xcb_get_geometry)                  use(xcb_get_geometry_reply)                               \
@@ -37,6 +36,7 @@ namespace orbi::platform {
   use(xcb_get_maximum_request_length)    use(xcb_get_property)                                     \
   use(xcb_get_property_reply)            use(xcb_get_property_value)                               \
   use(xcb_get_property_value_length)     use(xcb_get_setup)                                        \
+  use(xcb_get_selection_owner)           use(xcb_get_selection_owner_reply)                        \
   use(xcb_grab_keyboard)                 use(xcb_grab_keyboard_reply)                              \
   use(xcb_grab_pointer)                  use(xcb_grab_pointer_reply)                               \
   use(xcb_intern_atom)                   use(xcb_intern_atom_reply)                                \
@@ -76,7 +76,7 @@ namespace orbi::platform {
   use(xkb_context_new)                   use(xkb_context_unref)                                    \
   use(xkb_keymap_key_get_syms_by_level)  use(xkb_keymap_num_layouts_for_key)                       \
   use(xkb_keymap_unref)                  use(xkb_keysym_to_upper)                                  \
-  use(xkb_keysym_to_utf32)               use(xkb_keysym_to_utf8)                                   \
+  use(xkb_keysym_to_utf32)                                                                         \
   use(xkb_state_key_get_layout)          use(xkb_state_key_get_one_sym)                            \
   use(xkb_state_key_get_utf8)            use(xkb_state_unref)                                      \
   use(xkb_state_update_mask)

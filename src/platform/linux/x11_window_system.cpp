@@ -7,6 +7,7 @@
 #include "platform/linux/x11_clipboard.h"
 #include "platform/linux/x11_cursors.h"
 #include "platform/linux/x11_drop_target.h"
+#include "platform/linux/x11_input_method.h"
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
 #include "platform/run_loop.h"
@@ -49,6 +50,7 @@ bool X11WindowSystem::start(const std::string& program, std::string& error)
   drop_ = std::make_unique<X11DropTarget>(*this);
   makeLeader();
   watchDesktop();
+  inputMethod_ = X11InputMethod::open(*this);
   if (const char* id = std::getenv("DESKTOP_STARTUP_ID")) {
     startupId_ = id;
     unsetenv("DESKTOP_STARTUP_ID"); // it isn't that of the programs that we start

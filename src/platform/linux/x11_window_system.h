@@ -17,6 +17,7 @@ class X11ChildWindow;
 class X11Clipboard;
 class X11Cursors;
 class X11DropTarget;
+class X11InputMethod;
 class X11Window;
 
 /// The desktop behind a connection to an X server.
@@ -72,7 +73,8 @@ public:
   using Events = std::deque<X11Reply<xcb_generic_event_t>>;
   /// Reads what is there, behind what waits already; for whoever waits for an answer.
   Events& readEvents();
-  void handleKey(const xcb_key_press_event_t& event); ///< once no input method wants it
+  void handleKey(const xcb_key_press_event_t& event);            ///< once no input method wants it
+  void handleText(xcb_window_t window, const std::string& text); ///< that it made of some
 
 private:
   X11WindowSystem() = default;
@@ -135,6 +137,7 @@ private:
   std::unique_ptr<X11Cursors> cursors_;
   std::unique_ptr<X11Clipboard> clipboard_;
   std::unique_ptr<X11DropTarget> drop_;
+  std::unique_ptr<X11InputMethod> inputMethod_; // null where the user has none
   WindowSystemListener* listener_ = nullptr;
 
   xcb_window_t leader_ = 0;
