@@ -260,10 +260,10 @@ public:
 /// An application with a desktop, and a log that is read by taking it.
 class Windows : public testing::Test {
 protected:
+  std::string log; // outlives the views that write it
   FDefaultPool defaults;
   FakeSystem system;
   WindowApplication application;
-  std::string log;
 
   Windows() { application.borrowWindowSystem(system); }
   UDesktop& desktop() { return *application.desktop(); }
