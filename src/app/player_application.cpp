@@ -129,7 +129,7 @@ bool OrbiPlayerApplication::openDisplay()
   std::string reason;
   auto system = platform::openWindowSystem(surroundings_.executable.stem().string(), reason);
   if (!system) {
-    fail(reason + ". --headless plays without a window");
+    fail(reason + " --headless plays without a window.");
     return false;
   }
   setSingleWindow(true);
