@@ -1,9 +1,12 @@
 # What a fresh Debian machine lacks, and how the presets are built. Sourced by ./run and ./test.
 
 build_packages=(g++ cmake ninja-build pkg-config ccache
-  libfluidsynth-dev timgm6mb-soundfont libsmf-dev libsndfile1-dev libasound2-dev libjack-jackd2-dev)
+  libfluidsynth-dev timgm6mb-soundfont libsmf-dev libsndfile1-dev libasound2-dev libjack-jackd2-dev
+  libcairo2-dev libpango1.0-dev libxcb1-dev libxcb-shm0-dev libxcb-randr0-dev libxcb-xkb-dev
+  libxcb-cursor-dev libxcb-imdkit-dev libxkbcommon-dev libxkbcommon-x11-dev)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libglib2.0-dev jackd2 clang-14
-  libclang-rt-14-dev clang-format python3 libxml2-dev libexpat1-dev libpugixml-dev)
+  libclang-rt-14-dev clang-format python3 libxml2-dev libexpat1-dev libpugixml-dev
+  xvfb openbox fonts-dejavu-core libxcb-xtest0-dev dbus)
 
 # install_packages NAME...: installs those that are missing; says what can't be.
 install_packages() {

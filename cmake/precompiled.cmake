@@ -1,6 +1,6 @@
 # The standard library's headers, and those of the tests, are read once for the whole build instead
-# of once in each file, which saves a third of its time. The fuzz preset does without, so a file
-# that names too few headers itself doesn't build there.
+# of once in each file, which saves a third of its time. The presets fuzz and tsan do without, so
+# that a file which names too few headers itself doesn't build there.
 option(ORBI_PRECOMPILE "Read common headers once for the whole build" ON)
 
 set(orbi_standard_headers <algorithm> <array> <atomic> <charconv> <chrono> <cmath> <cstdint>
@@ -27,6 +27,8 @@ endfunction()
 
 function(orbi_precompile target kind)
   if(ORBI_PRECOMPILE)
+    # GCC 12 then takes the library's own strings for out of bounds. The preset tsan keeps the warning.
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds>)
     target_precompile_headers(${target} REUSE_FROM orbi_headers_of_${kind})
   endif()
 endfunction()

@@ -21,7 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     require(written.size() == count);
     const auto again = soundfont::readBank(written.data(), written.size());
     require(again && soundfont::writeBank(*again) == written);
-    require(again->channels == bank->channels && again->names == bank->names);
+    require(again->channels == bank->channels && again->names == bank->names &&
+            again->font == bank->font);
   }
   if (const auto program = soundfont::readProgram(bytes, count)) {
     const auto written = soundfont::writeProgram(*program);

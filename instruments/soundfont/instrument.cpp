@@ -1,8 +1,9 @@
 #include "soundfont/instrument.h"
 
+#include "soundfont/hold.h"
+
 #include <algorithm>
 #include <cstring>
-#include <thread>
 #include <utility>
 
 namespace soundfont {
@@ -12,53 +13,30 @@ namespace {
 constexpr int sustainPedal = 64;
 constexpr int sostenutoPedal = 66;
 
-/// Waits for the flag. For the main thread: the audio thread holds it for moments.
-class Hold {
-public:
-  explicit Hold(std::atomic_flag& flag) : flag_(flag)
-  {
-    while (flag_.test_and_set(std::memory_order_acquire))
-      std::this_thread::yield();
-  }
-  ~Hold() { flag_.clear(std::memory_order_release); }
-  Hold(const Hold&) = delete;
-  Hold& operator=(const Hold&) = delete;
-
-private:
-  std::atomic_flag& flag_;
-};
-
 } // namespace
 
-/// The audio thread's stay in one call. Of two threads that each raise their own flag and then look
-/// at the other's, one at least sees it: hence the sequential order.
-class Instrument::AudioTurn {
-public:
-  explicit AudioTurn(Instrument& instrument) : instrument_(instrument)
-  {
-    instrument_.inBlock_.store(true);
-    granted_ = !instrument_.stopped_.load();
-  }
-  ~AudioTurn() { instrument_.inBlock_.store(false, std::memory_order_release); }
-  AudioTurn(const AudioTurn&) = delete;
-  AudioTurn& operator=(const AudioTurn&) = delete;
-  bool granted() const { return granted_; }
-
-private:
-  Instrument& instrument_;
-  bool granted_;
-};
+Instrument::~Instrument()
+{
+  if (loader_.joinable())
+    loader_.join();
+  delete next_.load();
+  delete former_.load();
+  delete audio_.coming;
+}
 
 bool Instrument::load(const std::string& fontPath)
 {
-  if (!synth_.load(fontPath))
+  auto synth = std::make_unique<Synth>();
+  if (!synth->load(fontPath))
     return false;
-  for (int i = 0; i < programCount; ++i) {
-    std::string name = synth_.presetName(i).substr(0, longestName);
-    main_.fontNames[i] = name.empty() ? "Program " + std::to_string(i + 1) : name;
-  }
-  exchange_.parameters = main_.parameters;
-  exchange_.channels = synth_.channels();
+  const ParameterValues preset = presetParameters();
+  std::copy(preset.begin(), preset.end(), parameters_.begin());
+  exchange_.parameters = preset;
+  exchange_.channels = synth->channels();
+  main_.defaultFont = fontPath;
+  useFont(*synth, fontPath);
+  synth_ = std::move(synth);
+  publish();
   return true;
 }
 
@@ -66,41 +44,73 @@ void Instrument::setParameter(size_t index, float value)
 {
   if (index >= parameterCount || !(value >= 0.0f)) // the last is false for what is no number
     return;
-  main_.parameters[index] = std::min(value, 1.0f);
   Hold hold(exchange_.taken);
-  exchange_.parameters[index] = main_.parameters[index];
+  parameters_[index] = exchange_.parameters[index] = std::min(value, 1.0f);
   exchange_.changedParameters |= 1u << index;
+  activity_.changed();
 }
 
 float Instrument::parameter(size_t index) const
 {
-  return index < parameterCount ? main_.parameters[index] : 0.0f;
+  return index < parameterCount ? parameters_[index].load(std::memory_order_relaxed) : 0.0f;
 }
 
-void Instrument::setProgram(int program, uint16_t bank)
+ParameterValues Instrument::parameters() const
+{
+  ParameterValues values;
+  for (size_t i = 0; i < parameterCount; ++i)
+    values[i] = parameter(i);
+  return values;
+}
+
+void Instrument::setChannelProgram(int channel, int program, uint16_t bank)
 {
   if (program < 0 || program >= programCount)
     return;
   Hold hold(exchange_.taken);
-  exchange_.program = program;
-  exchange_.bank = bank;
+  exchange_.programs[channel] = {bank, static_cast<uint8_t>(program)};
+  exchange_.changedPrograms |= 1u << channel;
+  activity_.choose(channel, {bank, static_cast<uint8_t>(program)});
+}
+
+bool Instrument::pressKey(int channel, int key, int velocity)
+{
+  Hold hold(exchange_.taken);
+  if (exchange_.keyCount + exchange_.keysHeld + 2 > keyRoom)
+    return false;
+  ++exchange_.keysHeld;
+  exchange_.keys[exchange_.keyCount++] = {static_cast<uint8_t>(0x90 | channel),
+                                          static_cast<uint8_t>(key),
+                                          static_cast<uint8_t>(std::clamp(velocity, 1, 127))};
+  return true;
+}
+
+void Instrument::releaseKey(int channel, int key)
+{
+  Hold hold(exchange_.taken);
+  --exchange_.keysHeld;
+  exchange_.keys[exchange_.keyCount++] = {static_cast<uint8_t>(0x80 | channel),
+                                          static_cast<uint8_t>(key), 64};
 }
 
 int Instrument::program()
 {
   Hold hold(exchange_.taken);
-  return exchange_.program != noProgram ? exchange_.program : exchange_.channels[0].program;
+  return exchange_.changedPrograms & 1 ? exchange_.programs[0].program
+                                       : exchange_.channels[0].program;
 }
 
 void Instrument::setProgramName(int program, const char* name)
 {
   if (program < 0 || program >= programCount || !name)
     return;
+  const std::lock_guard lock(mainMutex_);
   main_.names[static_cast<uint8_t>(program)] = std::string(name, strnlen(name, longestName));
 }
 
 std::string Instrument::programName(int program) const
 {
+  const std::lock_guard lock(mainMutex_);
   if (const auto given = main_.names.find(static_cast<uint8_t>(program));
       given != main_.names.end())
     return given->second;
@@ -109,13 +119,17 @@ std::string Instrument::programName(int program) const
 
 std::vector<uint8_t>& Instrument::makeBankChunk()
 {
-  return main_.chunk = writeBank({main_.parameters, channelsAsAsked(), main_.names});
+  const std::lock_guard lock(mainMutex_);
+  const std::string path = font()->path;
+  return main_.chunk = writeBank({parameters(), channelsAsAsked(), main_.names,
+                                  path == main_.defaultFont ? std::string() : path});
 }
 
 std::vector<uint8_t>& Instrument::makeProgramChunk()
 {
+  const std::lock_guard lock(mainMutex_);
   const ChannelState first = channelsAsAsked()[0];
-  return main_.chunk = writeProgram({main_.parameters, first.program, first.bank});
+  return main_.chunk = writeProgram({parameters(), first.program, first.bank});
 }
 
 bool Instrument::setBankChunk(const void* data, size_t bytes)
@@ -123,8 +137,15 @@ bool Instrument::setBankChunk(const void* data, size_t bytes)
   std::optional<Bank> bank = readBank(data, bytes);
   if (!bank)
     return false;
-  main_.parameters = bank->parameters;
+  const std::lock_guard lock(mainMutex_);
+  useFontOfBank(bank->font);
+  std::copy(bank->parameters.begin(), bank->parameters.end(), parameters_.begin());
   main_.names = std::move(bank->names);
+  stopAudio();
+  {
+    Hold hold(exchange_.taken);
+    exchange_.changedPrograms = 0;
+  }
   restart(bank->channels);
   return true;
 }
@@ -142,6 +163,7 @@ bool Instrument::setProgramChunk(const void* data, size_t bytes)
 
 void Instrument::setSampleRate(float rate)
 {
+  const std::lock_guard lock(mainMutex_);
   if (!(rate >= 1.0f) || rate == main_.sampleRate)
     return;
   main_.sampleRate = rate;
@@ -153,12 +175,14 @@ void Instrument::setSampleRate(float rate)
 
 void Instrument::turnOn()
 {
+  const std::lock_guard lock(mainMutex_);
   main_.on = true;
   restart(channelsAsAsked());
 }
 
 void Instrument::turnOff()
 {
+  const std::lock_guard lock(mainMutex_);
   if (!main_.on)
     return;
   stopAudio();
@@ -176,8 +200,8 @@ void Instrument::stopAudio()
   while (inBlock_.load())
     std::this_thread::yield();
   Hold hold(exchange_.taken);
-  if (synth_.takeChannelsChanged()) // what the audio thread could not yet leave here
-    exchange_.channels = synth_.channels();
+  if (synth_->takeChannelsChanged()) // what the audio thread could not yet leave here
+    exchange_.channels = synth_->channels();
 }
 
 void Instrument::startAudio()
@@ -185,72 +209,45 @@ void Instrument::startAudio()
   stopped_.store(false);
 }
 
-/// Off, this only notes the state: turning on starts the synth with it.
+/// Off, this only notes the state: turning on starts the synth with it. Programs that still wait
+/// are taken again, as another thread may have added to them.
 void Instrument::restart(const ChannelStates& channels)
 {
   stopAudio();
+  ParameterValues values;
   {
     Hold hold(exchange_.taken);
     exchange_.channels = channels;
-    exchange_.parameters = main_.parameters;
+    exchange_.parameters = values = parameters();
     exchange_.changedParameters = 0;
-    exchange_.program = noProgram;
+    exchange_.keyCount = 0;
   }
-  if (main_.on && synth_.begin(main_.sampleRate, main_.parameters, channels))
+  activity_.setVoices(0);
+  for (int channel = 0; channel < channelCount; ++channel)
+    activity_.releaseAll(channel);
+  publish();
+  if (main_.on && synth_->begin(main_.sampleRate, values, channels))
     startAudio();
 }
 
-/// The channels with the program that still waits to be taken.
+/// The channels with the programs that still wait to be taken.
 ChannelStates Instrument::channelsAsAsked()
 {
   Hold hold(exchange_.taken);
   ChannelStates channels = exchange_.channels;
-  if (exchange_.program != noProgram) {
-    channels[0].program = static_cast<uint8_t>(exchange_.program);
-    channels[0].bank = channels[0].nextBank = exchange_.bank;
-  }
+  for (int i = 0; i < channelCount; ++i)
+    if (exchange_.changedPrograms & 1u << i) {
+      channels[i].program = exchange_.programs[i].program;
+      channels[i].bank = channels[i].nextBank = exchange_.programs[i].bank;
+    }
   return channels;
 }
 
-/// Audio thread: takes what the main thread has left and leaves the channels' state in turn.
-void Instrument::takeChanges()
+/// Shows the channels' programs as they stand in exchange_.
+void Instrument::publish()
 {
-  if (exchange_.taken.test_and_set(std::memory_order_acquire))
-    return;
-  for (size_t i = 0; exchange_.changedParameters != 0; ++i)
-    if (const uint32_t bit = 1u << i; exchange_.changedParameters & bit) {
-      synth_.setParameter(i, exchange_.parameters[i]);
-      exchange_.changedParameters &= ~bit;
-    }
-  if (exchange_.program != noProgram)
-    synth_.setProgram(static_cast<uint8_t>(std::exchange(exchange_.program, noProgram)),
-                      exchange_.bank);
-  if (synth_.takeChannelsChanged())
-    exchange_.channels = synth_.channels();
-  exchange_.taken.clear(std::memory_order_release);
-}
-
-void Instrument::playEvents(const OrbEventList& list)
-{
-  const AudioTurn turn(*this);
-  if (!turn.granted())
-    return;
-  takeChanges();
-  const int count = std::min<int>(list.count, orbMaxEvents);
-  for (int i = 0; i < count; ++i) {
-    const OrbMidiEventRecord* event = list.events[i];
-    if (event && event->type == orbEventMidi)
-      synth_.midi(event->status, event->data1, event->data2);
-  }
-}
-
-void Instrument::render(float** outputs, int frames)
-{
-  const AudioTurn turn(*this);
-  if (!turn.granted())
-    return;
-  takeChanges();
-  synth_.render(outputs, frames);
+  for (int i = 0; i < channelCount; ++i)
+    activity_.choose(i, {exchange_.channels[i].bank, exchange_.channels[i].program});
 }
 
 } // namespace soundfont

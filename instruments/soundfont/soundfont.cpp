@@ -1,7 +1,11 @@
 // The instrument's face to the host: the entry point, the dispatcher and the process functions.
+#if SOUNDFONT_HAS_EDITOR
+#include "soundfont/editor/editor.h"
+#endif
 #include "soundfont/finder.h"
 #include "soundfont/instrument.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -18,6 +22,10 @@ constexpr int32_t uniqueId = 0x5346506C; // "SFPl"
 constexpr int32_t version = 1000;
 constexpr size_t programNameBytes = 128;
 constexpr size_t productStringBytes = 64;
+constexpr int32_t hostTag = 0x73744341;  // "stCA": the host's own questions
+constexpr int64_t wheelTag = 0x57686565; // "Whee"
+constexpr float wheelNotch = 120.0f;
+constexpr float fewNotches = 8.0f; // no wheel moves in steps as small as that
 
 /// Lets numbers too small to hear count as zero: dying echoes would cost many times the time.
 class ZeroTheTiny {
@@ -44,6 +52,9 @@ private:
 struct Plugin {
   OrbEffect effect{}; // first: the host's pointer is ours
   Instrument instrument;
+#if SOUNDFONT_HAS_EDITOR
+  std::unique_ptr<Editor> editor; // from the first question for its rectangle on
+#endif
 };
 
 Instrument& instrumentOf(OrbEffect* effect)
@@ -85,6 +96,48 @@ int64_t setChunk(Instrument& instrument, int32_t index, int64_t bytes, const voi
   const auto size = static_cast<size_t>(bytes);
   return index == 0 ? instrument.setBankChunk(data, size) : instrument.setProgramChunk(data, size);
 }
+
+#if SOUNDFONT_HAS_EDITOR
+/// Some hosts tell whole notches, others parts of them.
+double notchesOf(float distance)
+{
+  return std::fabs(distance) < fewNotches ? distance : distance / wheelNotch;
+}
+
+int64_t answerForEditor(Plugin& plugin, int32_t opcode, int32_t index, int64_t value, void* ptr,
+                        float opt)
+{
+  if (opcode == opEditorGetRect && !plugin.editor)
+    plugin.editor = makeEditor(plugin.instrument);
+  if (!plugin.editor)
+    return 0;
+  Editor& editor = *plugin.editor;
+  switch (opcode) {
+  case opEditorGetRect:
+    return ptr && (*static_cast<const OrbRect**>(ptr) = editor.rect());
+  case opEditorOpen:
+    editor.open(ptr);
+    return 1;
+  case opEditorClose:
+    editor.close();
+    return 0;
+  case opEditorIdle:
+    editor.idle();
+    return 0;
+  case opEditorKeyDown:
+    return editor.keyDown({index, value, static_cast<int>(opt)});
+  case opVendorSpecific:
+    return index == hostTag && value == wheelTag && editor.wheel(notchesOf(opt));
+  default:
+    return 0;
+  }
+}
+#else
+int64_t answerForEditor(Plugin&, int32_t, int32_t, int64_t, void*, float)
+{
+  return 0;
+}
+#endif
 
 int64_t answer(OrbEffect* effect, int32_t opcode, int32_t index, int64_t value, void* ptr,
                float opt)
@@ -131,7 +184,7 @@ int64_t answer(OrbEffect* effect, int32_t opcode, int32_t index, int64_t value, 
   case opCanDo:
     return ptr && !std::strcmp(static_cast<const char*>(ptr), "receiveOrbMidiEvent");
   default:
-    return 0;
+    return answerForEditor(*reinterpret_cast<Plugin*>(effect), opcode, index, value, ptr, opt);
   }
 }
 

@@ -11,7 +11,6 @@ constexpr uint32_t magic = 0x5046534F; // "OSFP" in memory
 constexpr uint32_t formatVersion = 1;
 enum Kind : uint32_t { bankKind = 0, programKind = 1 };
 constexpr size_t headerBytes = 16;
-constexpr uint16_t highestBank = 16383;
 constexpr uint8_t highestBendRange = 127;
 
 class Writer {
@@ -39,6 +38,11 @@ public:
   void text(const std::string& value)
   {
     u8(value.size());
+    bytes_.insert(bytes_.end(), value.begin(), value.end());
+  }
+  void path(const std::string& value)
+  {
+    u16(value.size());
     bytes_.insert(bytes_.end(), value.begin(), value.end());
   }
 
@@ -95,9 +99,21 @@ public:
     require(value >= lowest && value <= highest); // also turns away what is no number
     return value;
   }
-  std::string text()
+  std::string text() { return characters(u8(longestName)); }
+  std::string path()
   {
-    const size_t size = u8(longestName);
+    const std::string value = characters(u16(longestPath));
+    require(!value.empty() && value.find('\0') == std::string::npos);
+    return value;
+  }
+
+  void require(bool condition) { ok_ = ok_ && condition; }
+  bool ok() const { return ok_; }
+  bool finished() const { return ok_ && left_ == 0; }
+
+private:
+  std::string characters(size_t size)
+  {
     require(size <= left_);
     if (!ok_)
       return {};
@@ -107,11 +123,6 @@ public:
     return value;
   }
 
-  void require(bool condition) { ok_ = ok_ && condition; }
-  bool ok() const { return ok_; }
-  bool finished() const { return ok_ && left_ == 0; }
-
-private:
   const uint8_t* at_;
   size_t left_;
   bool ok_ = true;
@@ -184,6 +195,8 @@ std::vector<uint8_t> writeBank(const Bank& bank)
     out.u8(slot);
     out.text(name);
   }
+  if (!bank.font.empty() && bank.font.size() <= longestPath)
+    out.path(bank.font);
   return out.finish();
 }
 
@@ -205,6 +218,8 @@ std::optional<Bank> readBank(const void* data, size_t bytes)
   for (ChannelState& channel : bank.channels)
     readChannel(in, channel);
   readNames(in, bank.names);
+  if (!in.finished())
+    bank.font = in.path();
   if (!in.finished())
     return std::nullopt;
   return bank;

@@ -14,9 +14,12 @@ namespace soundfont {
 constexpr int channelCount = 16;
 constexpr int drumChannel = 9;
 constexpr int programCount = 128;
+constexpr uint16_t drumBank = 128;
+constexpr uint16_t highestBank = 16383;
 constexpr size_t controllerCount = 128;
 constexpr size_t generatorCount = 64; ///< room for FluidSynth's SoundFont generators
 constexpr size_t longestName = 63;    ///< bytes
+constexpr size_t longestPath = 4095;  ///< bytes
 
 /// What one MIDI channel has been told and keeps: all that shapes its next note.
 struct ChannelState {
@@ -39,6 +42,7 @@ struct Bank {
   ParameterValues parameters;
   ChannelStates channels;
   std::map<uint8_t, std::string> names; ///< of renamed programs
+  std::string font; ///< path, at the chunk's end; empty, and left out, for the default one
 };
 
 struct Program {

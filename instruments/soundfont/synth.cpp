@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <tuple>
 #include <utility>
 
 namespace soundfont {
@@ -18,7 +20,6 @@ constexpr double lowestRate = 8000.0;
 constexpr int quietFramesToSleep = 32768; // longer than any echo in reverb and chorus
 constexpr float quiet = 1e-7f;
 
-constexpr uint16_t drumBank = 128;
 constexpr int allEffects = -1; // both groups'
 
 enum Controller {
@@ -95,6 +96,12 @@ void beQuiet()
 
 } // namespace
 
+bool isSoundFont(const std::string& path)
+{
+  std::error_code error;
+  return std::filesystem::is_regular_file(path, error) && fluid_is_soundfont(path.c_str());
+}
+
 Synth::~Synth() = default;
 
 bool Synth::makeSettings()
@@ -143,6 +150,24 @@ std::string Synth::presetName(int program) const
   fluid_preset_t* preset = fluid_sfont_get_preset(font_, 0, program);
   const char* name = preset ? fluid_preset_get_name(preset) : nullptr;
   return name ? name : "";
+}
+
+std::vector<Preset> Synth::presets() const
+{
+  std::vector<Preset> presets;
+  fluid_sfont_iteration_start(font_);
+  while (fluid_preset_t* preset = fluid_sfont_iteration_next(font_)) {
+    const int bank = fluid_preset_get_banknum(preset);
+    const int program = fluid_preset_get_num(preset);
+    const char* name = fluid_preset_get_name(preset);
+    if (bank >= 0 && bank <= highestBank && program >= 0 && program < programCount)
+      presets.push_back({static_cast<uint16_t>(bank), static_cast<uint8_t>(program),
+                         std::string(name ? name : "").substr(0, longestName)});
+  }
+  std::stable_sort(presets.begin(), presets.end(), [](const Preset& a, const Preset& b) {
+    return std::tie(a.bank, a.program) < std::tie(b.bank, b.program);
+  });
+  return presets;
 }
 
 bool Synth::begin(double sampleRate, const ParameterValues& parameters,
@@ -207,15 +232,37 @@ void Synth::restore(int channel, const ChannelState& state)
 
 void Synth::setParameter(size_t index, float value)
 {
+  parameters_[index] = value;
   setters[index](synth_.get(), inSynthUnit(index, value));
   quietFrames_ = 0; // effects take changes while they run
 }
 
-void Synth::setProgram(uint8_t program, uint16_t bank)
+void Synth::setProgram(int channel, uint8_t program, uint16_t bank)
 {
-  fluid_synth_bank_select(synth_.get(), toSynth(0), bank);
-  channels_[0].nextBank = bank;
-  programChange(0, program);
+  fluid_synth_bank_select(synth_.get(), toSynth(channel), bank);
+  channels_[channel].nextBank = bank;
+  programChange(channel, program);
+}
+
+void Synth::takeOver(const Synth& former)
+{
+  for (size_t i = 0; i < parameterCount; ++i)
+    if (parameters_[i] != former.parameters_[i])
+      setParameter(i, former.parameters_[i]);
+  for (int channel = 0; channel < channelCount; ++channel)
+    if (channels_[channel] != former.channels_[channel]) {
+      for (int i = 0; i < static_cast<int>(std::min<size_t>(generatorCount, GEN_LAST)); ++i)
+        if (channels_[channel].generators[i] != 0.0f)
+          fluid_synth_set_gen(synth_.get(), toSynth(channel), i, 0.0f);
+      restore(channel, former.channels_[channel]);
+    }
+  channels_ = former.channels_;
+  channelsChanged_ = true;
+}
+
+int Synth::voices() const
+{
+  return fluid_synth_get_active_voice_count(synth_.get());
 }
 
 void Synth::programChange(int channel, int program)
@@ -395,13 +442,12 @@ void Synth::renderDoubled(float* const* outputs, int frames)
 /// Nothing sounds and nothing echoes: rendering would only yield zeros.
 bool Synth::diedAway() const
 {
-  return quietFrames_ >= quietFramesToSleep &&
-         fluid_synth_get_active_voice_count(synth_.get()) == 0;
+  return quietFrames_ >= quietFramesToSleep && voices() == 0;
 }
 
 void Synth::listenForSilence(float* const* outputs, int frames)
 {
-  if (fluid_synth_get_active_voice_count(synth_.get()) > 0) {
+  if (voices() > 0) {
     quietFrames_ = 0;
     return;
   }

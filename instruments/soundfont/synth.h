@@ -1,6 +1,7 @@
 #pragma once
 
 #include "soundfont/doubler.h"
+#include "soundfont/font.h"
 #include "soundfont/state.h"
 
 #include <array>
@@ -8,10 +9,14 @@
 #include <fluidsynth.h>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace soundfont {
 
 constexpr size_t outputCount = 4; ///< "Main" left, right, "Drums" left, right
+
+/// Whether a file that can be read says of itself that it is a SoundFont.
+bool isSoundFont(const std::string& path);
 
 /// FluidSynth with one SoundFont, split into melody and drums, with its channels' state kept beside
 /// it. begin() and the naming functions are the main thread's, all else the audio thread's; the
@@ -26,16 +31,19 @@ public:
   // Main thread
   bool load(const std::string& path);        ///< false: no SoundFont; call once
   std::string presetName(int program) const; ///< of bank 0; empty when there is no such preset
+  std::vector<Preset> presets() const;       ///< all, by bank and program
   /// Starts anew from silence with this state. False leaves the synth as it was.
   bool begin(double sampleRate, const ParameterValues& parameters, const ChannelStates& channels);
 
   // Audio thread: allocate nothing and lock nothing
   void setParameter(size_t index, float value);
-  void setProgram(uint8_t program, uint16_t bank); ///< on the first channel
+  void setProgram(int channel, uint8_t program, uint16_t bank);
   void midi(uint8_t status, uint8_t data1, uint8_t data2);
   void render(float* const* outputs, int frames); ///< adds
   const ChannelStates& channels() const { return channels_; }
-  bool takeChannelsChanged(); ///< whether channels() differ from the last time
+  bool takeChannelsChanged();         ///< whether channels() differ from the last time
+  int voices() const;                 ///< sounding now
+  void takeOver(const Synth& former); ///< its parameters and channels, but not its notes
 
 private:
   struct SettingsDelete {
@@ -61,6 +69,7 @@ private:
   std::unique_ptr<fluid_settings_t, SettingsDelete> settings_;
   SynthPointer synth_;
   fluid_sfont_t* font_ = nullptr; // the synth's
+  ParameterValues parameters_{};
   ChannelStates channels_{};
   bool channelsChanged_ = false;
   int quietFrames_ = 0; // of output since the last voice ended

@@ -83,12 +83,13 @@ std::vector<std::filesystem::path> resourceFolders(const std::filesystem::path& 
   return {folder, shared / "orbiplayer", shared};
 }
 
-/// Whether somebody waits for the status. A window's run always ends well; as long as there is no
-/// window, every run is one without.
+/// Whether somebody waits for the status. A window's run always ends well, unless it was asked to
+/// load or save.
 bool isScripted(const Options& options)
 {
-  return options.song || !options.loads.empty() || options.saveProgram || options.saveBank ||
-         options.file;
+  const bool hasNoWindow = options.headless || options.render;
+  return !options.loads.empty() || options.saveProgram || options.saveBank ||
+         (hasNoWindow && (options.song || options.file));
 }
 
 int runApplication(Options options, const std::filesystem::path& executable,

@@ -3,6 +3,8 @@
 #include "foundation/class_registry.h"
 #include "host/song.h"
 #include "platform/language.h"
+#include "platform/window_system.h"
+#include "ui/views/desktop.h"
 
 #include <algorithm>
 
@@ -49,6 +51,7 @@ std::string OrbiPlayerApplication::titleFor(const std::filesystem::path& executa
 OrbiPlayerApplication::OrbiPlayerApplication(const char* title, Options options,
                                              Surroundings surroundings)
     : CmClass(title), options_(std::move(options)), surroundings_(std::move(surroundings)),
+      messages_(surroundings_.messages),
       objectFiles_({surroundings_.settings, surroundings_.resources}, fileSystem_)
 {
   createSkinManager();
@@ -71,6 +74,8 @@ void OrbiPlayerApplication::createUrlOpener() {}
 
 void OrbiPlayerApplication::startup()
 {
+  if (!openDisplay())
+    return;
   GApplication::startup();
   if (isQuitting())
     return;
@@ -114,6 +119,22 @@ void OrbiPlayerApplication::startup()
   }
   if (canWait())
     setWaitState(formerWait);
+}
+
+/// A render plays by itself; everything else wants a window, unless it was told to do without.
+bool OrbiPlayerApplication::openDisplay()
+{
+  if (options_.headless || options_.render)
+    return true;
+  std::string reason;
+  auto system = platform::openWindowSystem(surroundings_.executable.stem().string(), reason);
+  if (!system) {
+    fail(reason + " --headless plays without a window.");
+    return false;
+  }
+  setSingleWindow(true);
+  setWindowSystem(std::move(system));
+  return true;
 }
 
 // Comes twice: from the framework's own start, before there is a host, and when the plug-in is
@@ -161,11 +182,8 @@ bool OrbiPlayerApplication::loadPlugin()
 // Without a window system there is no editor to open, and nothing fails.
 bool OrbiPlayerApplication::openEditor()
 {
-  return true;
+  return !desktop() || pluginHost_->openEditor(*plugin_);
 }
-
-// The entries that the plug-in asks for go into the menu bar, which stands with the window system.
-void OrbiPlayerApplication::extendMenus() {}
 
 void OrbiPlayerApplication::startMidiInput()
 {
@@ -286,7 +304,7 @@ void OrbiPlayerApplication::endWithoutBlocks()
   fail(driverFailure(name));
 }
 
-// The dialog of the first start needs windows; without one the mark isn't written either.
+// The dialog of the first start is the preferences'; without one the mark isn't written either.
 void OrbiPlayerApplication::showFirstStart() {}
 
 void OrbiPlayerApplication::restoreTime()
@@ -327,8 +345,11 @@ bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
 
 bool OrbiPlayerApplication::canQuit()
 {
-  // The question is asked by the editor's window; a run without one may always end.
-  return quitConfirmed_ || !plugin_ || !plugin_->editorWindow;
+  if (quitConfirmed_ || !plugin_ || !plugin_->editorWindow)
+    return true;
+  const std::string question = UTranslator::filled("Do you want to quit %s?", title().view());
+  quitConfirmed_ = UAlert::ask(question, {"Quit", "Cancel"}) == 0;
+  return quitConfirmed_;
 }
 
 void OrbiPlayerApplication::idle()
@@ -448,7 +469,7 @@ void OrbiPlayerApplication::saveDefaults()
 
 void OrbiPlayerApplication::show(const std::string& text)
 {
-  surroundings_.messages.show(title().view(), text);
+  messages_.show(title().view(), text);
 }
 
 void OrbiPlayerApplication::fail(const std::string& text)

@@ -13,6 +13,7 @@
 #include "persist/translator.h"
 #include "persist/user_message.h"
 #include "platform/message_box.h"
+#include "ui/dialogs/alert.h"
 
 #include <memory>
 
@@ -31,7 +32,7 @@ public:
   struct Surroundings {
     std::filesystem::path executable;
     std::vector<platform::DriverRegistration> drivers;
-    platform::MessageBox& messages;
+    platform::MessageBox& messages;               ///< where there are no windows
     std::filesystem::path settings;               ///< the user's folder; empty: nothing is kept
     std::vector<std::filesystem::path> resources; ///< folders of files that come with the program
   };
@@ -49,11 +50,15 @@ public:
   void finishRun();
   int exitStatus() const { return exitStatus_; }
 
+  int32_t handleMessage(FMessage& message) override; ///< "MenuSelect"
+
 protected:
   void startup() override;
   void afterStartup() override;
   void beforeQuit() override;
   bool canQuit() override;
+  void buildMenuBar() override;
+  void showAbout() override;
   bool openFile(const std::filesystem::path& file) override;
   void idle() override;
 
@@ -64,6 +69,7 @@ private:
   void createUrlOpener();
 
   // Start, in this order
+  bool openDisplay();
   void loadDefaults();
   void loadTranslation();
   void createPluginHost();
@@ -92,6 +98,14 @@ private:
   void deletePluginHost();
   void releaseUrlOpener();
   void saveDefaults();
+
+  // The menu
+  bool pluginAnswers(int64_t question);
+  bool pluginDoes(int64_t action);
+  bool selectMenu(int32_t tag);
+  void tellFileOutcome(int32_t result);
+  void openPreferences();
+  void openPage(int32_t tag);
 
   // Programs and banks that the command line names
   bool opensBeforeSong() const;
@@ -136,6 +150,7 @@ private:
   };
 
   UserMessages userMessages_{*this};
+  UMessageBoxes messages_;
   FNFileSystem fileSystem_;
   FObjectFiles objectFiles_;
   FDefaultPool defaults_;
@@ -143,6 +158,7 @@ private:
 
   std::unique_ptr<OrbPluginHost> pluginHost_;
   OrbPlugin* plugin_ = nullptr; ///< owned by the host
+  UMenu* fileMenu_ = nullptr;   ///< owned by the menu bar
   Ref<PStudio> studio_;
   std::unique_ptr<OrbiPlayerMidiSetup> midiSetup_;
   Ref<OrbiPlayerMidiInput> midiInput_;

@@ -18,6 +18,23 @@ void GApplication::startup()
   buildMenuBar();
 }
 
+int32_t GApplication::handleMessage(FMessage& message)
+{
+  if (!message.isMessage("MenuSelect"))
+    return UApplication::handleMessage(message);
+  switch (message.getInt("Tag")) {
+  case quitTag:
+    if (canQuit())
+      setQuit();
+    return 1;
+  case aboutTag:
+    showAbout();
+    return 1;
+  default:
+    return 0;
+  }
+}
+
 bool GApplication::enterRunState()
 {
   if (!UApplication::enterRunState())

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ui/application.h"
+#include "ui/menus/menu_bar.h"
 
 #include <filesystem>
 
@@ -16,6 +17,13 @@ public:
   /// A file named on the command line; opened last, when the start is done.
   void setFileToOpen(std::filesystem::path file) { fileToOpen_ = std::move(file); }
 
+  UMenuBar* menuBar() const { return menuBar_.get(); } ///< of the main window; null for none
+
+  /// "MenuSelect" of the entries that every program has.
+  int32_t handleMessage(FMessage& message) override;
+  static constexpr int32_t quitTag = 7;
+  static constexpr int32_t aboutTag = 16;
+
 protected:
   /// Initializers, afterStartup, menu bar. A false initializer, or a wish to stop before them, ends
   /// the start.
@@ -23,12 +31,15 @@ protected:
   bool enterRunState() override;
   virtual void afterStartup() { createMainWindow(); }
   virtual void buildMenuBar() {}
+  void setMenuBar(Ref<UMenuBar> bar) { menuBar_ = std::move(bar); }
+  virtual void showAbout() {}
   virtual void createMainWindow() {}
   virtual bool openFile(const std::filesystem::path&) { return false; }
   virtual bool canQuit() { return true; }
 
 private:
   std::filesystem::path fileToOpen_;
+  Ref<UMenuBar> menuBar_;
 };
 
 } // namespace orbi

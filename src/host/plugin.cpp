@@ -176,6 +176,13 @@ std::string OrbPlugin::productString()
                                                               : std::string();
 }
 
+bool OrbPlugin::editorRect(OrbRect& rect)
+{
+  const OrbRect* told = nullptr;
+  dispatch(opEditorGetRect, 0, 0, &told);
+  return told && guard([&] { rect = *told; });
+}
+
 void OrbPlugin::setProgram(int32_t program)
 {
   if (program >= 0 && program < numPrograms())

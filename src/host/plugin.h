@@ -64,7 +64,8 @@ public:
   bool takesChunks() const { return effect_ && (effect_->flags & orbProgramChunks); }
   bool canReplace() const { return effect_ && (effect_->flags & orbHasReplacing); }
   bool canDo(const char* text);
-  std::string productString(); ///< empty when the plug-in tells none
+  std::string productString();    ///< empty when the plug-in tells none
+  bool editorRect(OrbRect& rect); ///< in pixels; false when it has no editor
 
   // Calls
   /// 0 without an effect, and when the plug-in faults.

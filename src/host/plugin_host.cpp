@@ -152,6 +152,7 @@ bool OrbPluginHost::unloadPlugin(OrbPlugin* plugin)
   auto place = std::find(openPlugins_.begin(), openPlugins_.end(), plugin);
   if (!plugin || place == openPlugins_.end())
     return false;
+  closeEditor(*plugin);
   plugin->close();
   place = openPlugins_.erase(place);
   for (; place != openPlugins_.end(); ++place)

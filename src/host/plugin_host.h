@@ -44,6 +44,12 @@ public:
   int32_t openCount() const { return static_cast<int32_t>(openPlugins_.size()); }
   OrbPlugin* openPlugin(int32_t index) const { return openPlugins_[size_t(index)]; }
 
+  // Editors
+  /// The plug-in's editor in a window of its own, or that one in front; false when it has none or
+  /// there is no display.
+  bool openEditor(OrbPlugin& plugin);
+  void closeEditor(OrbPlugin& plugin);
+
   // Time, for the plug-in
   /// A rate below 16000 and a tempo below 10 are passed over.
   void setTimeBase(double sampleRate, double tempo, int32_t numerator, int32_t denominator);

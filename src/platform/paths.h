@@ -10,6 +10,9 @@ namespace orbi::platform {
 /// on the first call, which has to come before the working folder changes.
 const std::filesystem::path& executablePath();
 
+/// The user's own files. Empty when the system knows no home for the user.
+std::filesystem::path homeFolder();
+
 /// Where the user's settings go; not created. Empty when the system knows no home for the user.
 std::filesystem::path settingsFolder();
 

@@ -3,6 +3,7 @@
 #include "foundation/class_registry.h"
 #include "foundation/startup_records.h"
 #include "platform/clock.h"
+#include "ui/views/desktop.h"
 
 #include <algorithm>
 
@@ -19,6 +20,8 @@ UApplication::UApplication(const char* title) : title_(title)
 
 UApplication::~UApplication()
 {
+  desktop_ = nullptr;
+  windowSystem_ = nullptr;
   messenger_.setWakeUp(nullptr);
   dependencies_.setWakeUp(nullptr);
   instance_ = nullptr;
@@ -34,6 +37,8 @@ void UApplication::run()
   startup();
   if (!isQuitting() && enterRunState())
     messageLoop();
+  if (desktop_)
+    desktop_->closeAll(); // while the settings can take what they have to keep
   beforeQuit();
 }
 
@@ -58,14 +63,31 @@ void UApplication::messageLoop()
 {
   startIdleTimer();
   wantIdle();
-  while (!isQuitting() && !runLoop_.quitRequested()) {
-    runLoop_.runOnce(platform::RunLoop::forever);
-    if (idleWanted_.exchange(false, std::memory_order_relaxed))
-      idle();
-    runPasses();
-  }
+  while (!isQuitting() && !runLoop_.quitRequested())
+    turn(platform::RunLoop::forever);
   runLoop_.removeTimer(idleTimer_);
   idleTimer_ = 0;
+}
+
+bool UApplication::turn(int64_t milliseconds)
+{
+  const bool happened = runLoop_.runOnce(milliseconds);
+  if (idleWanted_.exchange(false, std::memory_order_relaxed))
+    idle();
+  runPasses();
+  return happened;
+}
+
+void UApplication::handlePending()
+{
+  runPasses(); // what was just changed is invalid before the windows draw
+  for (int turns = 0; turns < 100 && turn(0); ++turns) {}
+}
+
+void UApplication::runModal(UModalDialog& dialog)
+{
+  while (dialog.isRunning() && !isQuitting() && !runLoop_.quitRequested())
+    turn(platform::RunLoop::forever);
 }
 
 void UApplication::runPasses()
@@ -74,6 +96,31 @@ void UApplication::runPasses()
   messenger_.dispatch();
   dependencies_.flush();
 }
+
+// Windows
+
+void UApplication::setWindowSystem(std::unique_ptr<platform::WindowSystem> system)
+{
+  desktop_ = nullptr;
+  windowSystem_ = std::move(system);
+  if (windowSystem_)
+    desktop_ = make<UDesktop>(*windowSystem_);
+}
+
+void UApplication::borrowWindowSystem(platform::WindowSystem& system)
+{
+  setWindowSystem(nullptr);
+  desktop_ = make<UDesktop>(system);
+}
+
+void UApplication::setWaitState(int32_t state)
+{
+  waitState_ = state;
+  if (desktop_)
+    desktop_->showBusy(state != 0);
+}
+
+// Idle
 
 void UApplication::addIdle(CmObject* receiver)
 {

@@ -5,13 +5,25 @@
 #include "foundation/lock.h"
 #include "foundation/message.h"
 #include "foundation/messenger.h"
+#include "foundation/ref.h"
 #include "foundation/string.h"
 #include "platform/run_loop.h"
 
 #include <atomic>
+#include <functional>
+#include <memory>
 #include <vector>
 
 namespace orbi {
+
+namespace platform {
+class WindowSystem;
+}
+class UDesktop;
+class UModalDialog;
+class UView;
+struct UKeyCode;
+struct UWindowMessage;
 
 /// The process's application: its main loop, its idle list and its wish to quit. Main thread, but
 /// for what says otherwise.
@@ -52,9 +64,37 @@ public:
   void setUsesDirectUpdates(bool on) { directUpdates_ = on; }
 
   // Wait state: the pointer that says that the program is at work
-  virtual bool canWait() const { return false; } ///< whether a window layer shows it
+  virtual bool canWait() const { return desktop_.get() != nullptr; } ///< whether it is shown
   int32_t waitState() const { return waitState_; }
-  void setWaitState(int32_t state) { waitState_ = state; }
+  void setWaitState(int32_t state); ///< 0: ready
+
+  // Windows: none until there is a window system
+  void setWindowSystem(std::unique_ptr<platform::WindowSystem> system); ///< null closes them all
+  void borrowWindowSystem(platform::WindowSystem& system); ///< outlives the application
+  UDesktop* desktop() const { return desktop_.get(); }
+  /// With a modal window open, no other one comes to the front.
+  bool isSingleWindow() const { return singleWindow_; }
+  void setSingleWindow(bool on) { singleWindow_ = on; }
+  virtual bool canCloseWindows() const { return true; } ///< false in a state that forbids it
+
+  /// Turns of the loop with all that follows each, until the dialog has ended or the program quits.
+  void runModal(UModalDialog& dialog);
+  void handlePending(); ///< turns for what waits, from within a long piece of work
+
+  // Who gets what before, beside and after the windows
+  using PreFilter = std::function<bool(const UWindowMessage&)>;
+  using KeyHandler = std::function<bool(const UKeyCode&)>;
+  const PreFilter& preFilter() const { return preFilter_; }
+  void setPreFilter(PreFilter filter) { preFilter_ = std::move(filter); } ///< true ends a message
+  const KeyHandler& keyFilter() const { return keyFilter_; }
+  void setKeyFilter(KeyHandler filter) { keyFilter_ = std::move(filter); } ///< first of all
+  const KeyHandler& keyCommands() const { return keyCommands_; }
+  void setKeyCommands(KeyHandler handler) { keyCommands_ = std::move(handler); } ///< last of all
+  bool prefersKeyCommands() const { return prefersKeyCommands_; }
+  /// Key commands come before documents, their menu bars and panels.
+  void setPrefersKeyCommands(bool on) { prefersKeyCommands_ = on; }
+  UView* activeControl() const { return activeControl_; } ///< that has the keys; null for none
+  void setActiveControl(UView* control) { activeControl_ = control; }
 
 protected:
   // The steps of run, in their order
@@ -66,6 +106,7 @@ protected:
 
 private:
   void messageLoop();
+  bool turn(int64_t milliseconds); ///< of the loop, with all that follows it
   void startIdleTimer();
 
   static inline UApplication* instance_ = nullptr;
@@ -82,6 +123,15 @@ private:
   bool directUpdates_ = false;
   std::atomic<bool> quit_{false};
   int32_t waitState_ = 0;
+
+  std::unique_ptr<platform::WindowSystem> windowSystem_; ///< null when it is borrowed
+  Ref<UDesktop> desktop_;
+  PreFilter preFilter_;
+  KeyHandler keyFilter_;
+  KeyHandler keyCommands_;
+  UView* activeControl_ = nullptr; ///< borrowed; a view that goes takes itself off
+  bool singleWindow_ = false;
+  bool prefersKeyCommands_ = false;
 };
 
 } // namespace orbi

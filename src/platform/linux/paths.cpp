@@ -39,7 +39,7 @@ std::string_view moduleExtension()
 
 // The user's folders
 
-static fs::path homeFolder()
+fs::path homeFolder()
 {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0')
     return home;

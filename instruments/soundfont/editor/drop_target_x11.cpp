@@ -1,0 +1,238 @@
+#include "soundfont/editor/drop_target_x11.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace soundfont {
+
+namespace {
+
+constexpr uint32_t longestList = 16384; // of URIs, in words of four bytes
+constexpr int deepestWindow = 64;       // more levels aren't followed
+
+struct Free {
+  void operator()(void* reply) const { std::free(reply); }
+};
+template <class Reply>
+using Owned = std::unique_ptr<Reply, Free>;
+
+int hexDigit(char digit)
+{
+  return digit >= '0' && digit <= '9'   ? digit - '0'
+         : digit >= 'a' && digit <= 'f' ? digit - 'a' + 10
+         : digit >= 'A' && digit <= 'F' ? digit - 'A' + 10
+                                        : -1;
+}
+
+std::string unescaped(const std::string& text)
+{
+  std::string result;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 &&
+        hexDigit(text[i + 2]) >= 0) {
+      result += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
+      i += 2;
+    } else {
+      result += text[i];
+    }
+  }
+  return result;
+}
+
+} // namespace
+
+std::string firstFileOf(const std::string& uriList)
+{
+  constexpr std::string_view scheme = "file:";
+  for (size_t from = 0; from < uriList.size();) {
+    const size_t end =
+        std::min(uriList.find_first_of(std::string("\r\n\0", 3), from), uriList.size());
+    std::string uri = uriList.substr(from, end - from);
+    from = end + 1;
+    if (uri.compare(0, scheme.size(), scheme) != 0)
+      continue;
+    uri.erase(0, scheme.size());
+    if (uri.compare(0, 2, "//") == 0) // the name of this computer, or of none
+      uri.erase(0, std::min(uri.find('/', 2), uri.size()));
+    std::string path = unescaped(uri);
+    if (!path.empty() && path[0] == '/' && path.find('\0') == std::string::npos)
+      return path;
+  }
+  return {};
+}
+
+DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_window_t window)
+    : xcb_(xcb), connection_(connection), window_(window)
+{
+  const struct {
+    xcb_atom_t& atom;
+    const char* name;
+  } names[] = {{atoms_.aware, "XdndAware"},
+               {atoms_.proxy, "XdndProxy"},
+               {atoms_.enter, "XdndEnter"},
+               {atoms_.position, "XdndPosition"},
+               {atoms_.status, "XdndStatus"},
+               {atoms_.leave, "XdndLeave"},
+               {atoms_.drop, "XdndDrop"},
+               {atoms_.finished, "XdndFinished"},
+               {atoms_.selection, "XdndSelection"},
+               {atoms_.typeList, "XdndTypeList"},
+               {atoms_.actionCopy, "XdndActionCopy"},
+               {atoms_.uriList, "text/uri-list"},
+               {atoms_.data, "SOUNDFONT_DROP"}};
+  for (const auto& [atom, name] : names) {
+    const auto cookie =
+        xcb_.xcb_intern_atom(connection_, 0, static_cast<uint16_t>(std::strlen(name)), name);
+    const Owned<xcb_intern_atom_reply_t> reply(
+        xcb_.xcb_intern_atom_reply(connection_, cookie, nullptr));
+    atom = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+  }
+  const uint32_t supported = version;
+  xcb_.xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atoms_.aware, XCB_ATOM_ATOM,
+                           32, 1, &supported);
+  const xcb_window_t top = topWindow(window_);
+  if (top == window_ || hasProperty(top, atoms_.proxy))
+    return;
+  invited_ = top;
+  for (xcb_window_t from : {window_, top})
+    xcb_.xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, from, atoms_.proxy,
+                             XCB_ATOM_WINDOW, 32, 1, &window_);
+}
+
+void DropTarget::withdraw()
+{
+  if (invited_)
+    xcb_.xcb_delete_property(connection_, invited_, atoms_.proxy);
+  invited_ = 0;
+}
+
+/// The one below the root, or below the frame that a window manager has put around.
+xcb_window_t DropTarget::topWindow(xcb_window_t window) const
+{
+  const char stateName[] = "WM_STATE";
+  const Owned<xcb_intern_atom_reply_t> state(xcb_.xcb_intern_atom_reply(
+      connection_, xcb_.xcb_intern_atom(connection_, 1, sizeof stateName - 1, stateName), nullptr));
+  for (int level = 0; level < deepestWindow; ++level) {
+    if (state && state->atom && hasProperty(window, state->atom))
+      return window;
+    const Owned<xcb_query_tree_reply_t> tree(
+        xcb_.xcb_query_tree_reply(connection_, xcb_.xcb_query_tree(connection_, window), nullptr));
+    if (!tree || tree->parent == tree->root || tree->parent == XCB_NONE)
+      return window;
+    window = tree->parent;
+  }
+  return window;
+}
+
+bool DropTarget::hasProperty(xcb_window_t window, xcb_atom_t property) const
+{
+  const Owned<xcb_get_property_reply_t> reply(xcb_.xcb_get_property_reply(
+      connection_,
+      xcb_.xcb_get_property(connection_, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0),
+      nullptr));
+  return reply && reply->type != XCB_NONE;
+}
+
+/// The bytes of it, or none when there are too many.
+std::string DropTarget::property(xcb_window_t window, xcb_atom_t property) const
+{
+  const Owned<xcb_get_property_reply_t> reply(
+      xcb_.xcb_get_property_reply(connection_,
+                                  xcb_.xcb_get_property(connection_, 0, window, property,
+                                                        XCB_GET_PROPERTY_TYPE_ANY, 0, longestList),
+                                  nullptr));
+  if (!reply || reply->bytes_after > 0)
+    return {};
+  const auto* value = static_cast<const char*>(xcb_.xcb_get_property_value(reply.get()));
+  return {value, static_cast<size_t>(xcb_.xcb_get_property_value_length(reply.get()))};
+}
+
+bool DropTarget::offersFiles(const xcb_client_message_event_t& enter) const
+{
+  const uint32_t* data = enter.data.data32;
+  for (int i = 2; i < 5; ++i)
+    if (data[i] == atoms_.uriList)
+      return true;
+  if (!(data[1] & 1)) // no longer list
+    return false;
+  const std::string list = property(data[0], atoms_.typeList);
+  for (size_t at = 0; at + sizeof(xcb_atom_t) <= list.size(); at += sizeof(xcb_atom_t)) {
+    xcb_atom_t type;
+    std::memcpy(&type, list.data() + at, sizeof type);
+    if (type == atoms_.uriList)
+      return true;
+  }
+  return false;
+}
+
+void DropTarget::answer(xcb_atom_t type, uint32_t second, uint32_t fifth, uint32_t third)
+{
+  xcb_client_message_event_t message{};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = source_;
+  message.type = type;
+  message.data.data32[0] = target_;
+  message.data.data32[1] = second;
+  message.data.data32[2] = third;
+  message.data.data32[4] = fifth;
+  xcb_.xcb_send_event(connection_, 0, source_, XCB_EVENT_MASK_NO_EVENT,
+                      reinterpret_cast<const char*>(&message));
+}
+
+DropTarget::News DropTarget::handle(const xcb_generic_event_t& event)
+{
+  switch (event.response_type & 0x7F) {
+  case XCB_CLIENT_MESSAGE:
+    return handleMessage(reinterpret_cast<const xcb_client_message_event_t&>(event));
+  case XCB_SELECTION_NOTIFY:
+    return takeFile(reinterpret_cast<const xcb_selection_notify_event_t&>(event));
+  default:
+    return News::none;
+  }
+}
+
+DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& message)
+{
+  const uint32_t* data = message.data.data32;
+  if (message.format != 32 || message.type == XCB_ATOM_NONE)
+    return News::none;
+  if (message.type == atoms_.enter) {
+    source_ = data[0];
+    target_ = message.window;
+    accepts_ = offersFiles(message);
+    return accepts_ ? News::entered : News::none;
+  }
+  if (data[0] != source_ || source_ == XCB_NONE)
+    return News::none;
+  if (message.type == atoms_.position) {
+    constexpr uint32_t taken = 1, keepTelling = 2;
+    answer(atoms_.status, (accepts_ ? taken : 0u) | keepTelling, accepts_ ? atoms_.actionCopy : 0u);
+  } else if (message.type == atoms_.leave) {
+    source_ = XCB_NONE;
+    return News::left;
+  } else if (message.type == atoms_.drop) {
+    if (accepts_) {
+      xcb_.xcb_convert_selection(connection_, window_, atoms_.selection, atoms_.uriList,
+                                 atoms_.data, data[2]);
+      return News::none;
+    }
+    answer(atoms_.finished, 0, 0);
+    source_ = XCB_NONE;
+  }
+  return News::none;
+}
+
+DropTarget::News DropTarget::takeFile(const xcb_selection_notify_event_t& notice)
+{
+  if (notice.selection != atoms_.selection || source_ == XCB_NONE)
+    return News::none;
+  path_ = notice.property ? firstFileOf(property(window_, atoms_.data)) : std::string();
+  xcb_.xcb_delete_property(connection_, window_, atoms_.data);
+  answer(atoms_.finished, path_.empty() ? 0 : 1, 0, path_.empty() ? 0u : atoms_.actionCopy);
+  source_ = XCB_NONE;
+  return path_.empty() ? News::left : News::dropped;
+}
+
+} // namespace soundfont

@@ -1,0 +1,222 @@
+// The main menu and what its entries do.
+#include "app/player_application.h"
+
+#include "foundation/message.h"
+#include "platform/url_opener.h"
+#include "ui/dialogs/alert.h"
+#include "ui/dialogs/file_dialog.h"
+#include "ui/views/desktop.h"
+#include "ui/views/dialogs.h"
+
+namespace orbi {
+
+namespace {
+
+enum MenuTag : int32_t {
+  preferencesTag = 1001,
+  saveProgramTag,
+  loadProgramTag,
+  saveBankTag,
+  saveDefaultBankTag,
+  loadBankTag,
+  meterTag, // no entry has it
+  resetMidiTag,
+  homePageTag = 1010,
+  usersForumTag,
+  updatesTag,
+  helpTag
+};
+
+constexpr uint32_t control = platform::controlKey;
+
+struct EntryRow {
+  const char* title;
+  int32_t tag;
+  UKeyCode key;
+  const char* name;
+};
+
+constexpr auto separator = UMenuItem::separatorTitle.data();
+
+constexpr EntryRow fileEntries[] = {
+    {"Preferences...", preferencesTag, {0, 0x28, control}, "preferences item"},
+    {separator, 0, {0, 0, 0}, ""},
+    {"Save Program...", saveProgramTag, {'S', 0xA3, control}, ""},
+    {"Load Program...", loadProgramTag, {'O', 0x9F, control}, ""},
+    {"Save Bank...", saveBankTag, {0, 0, 0}, ""},
+    {"Load Bank...", loadBankTag, {0, 0, 0}, ""},
+    {separator, 0, {0, 0, 0}, ""},
+    {"Reset MIDI", resetMidiTag, {'R', 0xA2, control}, ""},
+    {separator, 0, {0, 0, 0}, ""},
+    {"Quit", GApplication::quitTag, {'Q', 0xA1, control}, "quit item"},
+};
+
+constexpr EntryRow helpEntries[] = {
+    {"Quillmore Home Page", homePageTag, {0, 0, 0}, ""},
+    {"Users Forum", usersForumTag, {0, 0, 0}, ""},
+    {"Product Updates", updatesTag, {0, 0, 0}, ""},
+};
+
+struct PageRow {
+  int32_t tag;
+  const char* url;
+};
+
+constexpr PageRow pages[] = {
+    {homePageTag, "https://quillmore.example/"},
+    {usersForumTag, "https://quillmore.example/forum"},
+    {updatesTag, "https://quillmore.example/updates"},
+};
+
+/// What plug-ins are asked by the vendor's opcode, and told to do.
+constexpr int32_t hostTag = 0x73744341; // 'stCA'
+enum PluginTag : int64_t {
+  hasDefaultBank = 0x3F414442,  // '?ADB'
+  saveDefaultBank = 0x53414442, // 'SADB'
+  hasHelp = 0x3F48656C,         // '?Hel'
+  showHelp = 0x5348656C,        // 'SHel'
+  hasAbout = 0x3F41626F,        // '?Abo'
+  showAboutBox = 0x5341626F     // 'SAbo'
+};
+
+Ref<UMenuItem> itemOf(const EntryRow& row)
+{
+  return make<UMenuItem>(row.title, row.tag, row.key, row.name);
+}
+
+} // namespace
+
+void OrbiPlayerApplication::buildMenuBar()
+{
+  if (!desktop())
+    return;
+  auto file = make<UMenu>("File", "File");
+  for (const EntryRow& row : fileEntries)
+    file->insert(file->items().size(), itemOf(row));
+  file->setStyle(file->style() | UMenu::stylePlacesItems);
+  fileMenu_ = file.get();
+  auto help = make<UMenu>("Help", "Help");
+  for (const EntryRow& row : helpEntries)
+    help->insert(help->items().size(), itemOf(row));
+  auto bar = make<UMenuBar>();
+  bar->add(std::move(file));
+  bar->add(std::move(help));
+  setMenuBar(std::move(bar));
+}
+
+bool OrbiPlayerApplication::pluginAnswers(int64_t question)
+{
+  return plugin_ && plugin_->dispatch(opVendorSpecific, hostTag, question) == 1;
+}
+
+bool OrbiPlayerApplication::pluginDoes(int64_t action)
+{
+  return plugin_ && plugin_->dispatch(opVendorSpecific, hostTag, action, nullptr, 1.0f) == 1;
+}
+
+/// Entries that the plug-in asks for. The texts of the others are translated by now.
+void OrbiPlayerApplication::extendMenus()
+{
+  if (!menuBar())
+    return;
+  if (fileMenu_ && pluginAnswers(hasDefaultBank))
+    fileMenu_->insert(
+        fileMenu_->indexOf(saveBankTag) + 1,
+        make<UMenuItem>(UTranslator::text("Save as Default Bank"), saveDefaultBankTag));
+  UMenu* help = menuBar()->findMenu("Help");
+  if (!help)
+    return;
+  if (pluginAnswers(hasHelp)) {
+    help->insert(0, make<UMenuItem>(UTranslator::text("Help..."), helpTag));
+    help->insert(1, make<UMenuItem>());
+  }
+  if (pluginAnswers(hasAbout)) {
+    help->addSeparator();
+    const std::string& name = plugin_->name();
+    help->add(UTranslator::filled("About %s", name.empty() ? "OrbiPlayer" : name), aboutTag, {},
+              "about item");
+  }
+}
+
+// What the entries do
+
+int32_t OrbiPlayerApplication::handleMessage(FMessage& message)
+{
+  if (message.isMessage("MenuSelect")) {
+    if (selectMenu(static_cast<int32_t>(message.getInt("Tag"))))
+      return 1;
+  }
+  return GApplication::handleMessage(message);
+}
+
+/// True when the entry needs nothing more from the framework.
+bool OrbiPlayerApplication::selectMenu(int32_t tag)
+{
+  if (!plugin_)
+    return false;
+  UFileDialog dialog(desktop() ? desktop()->frontDocument() : nullptr);
+  switch (tag) {
+  case aboutTag:
+    return pluginDoes(showAboutBox);
+  case preferencesTag:
+    openPreferences();
+    break;
+  case saveProgramTag:
+    tellFileOutcome(plugin_->savePlugProgramFile(dialog));
+    break;
+  case loadProgramTag:
+    tellFileOutcome(plugin_->loadProgramFile(dialog));
+    break;
+  case saveBankTag:
+    tellFileOutcome(plugin_->saveBankFile(dialog));
+    break;
+  case saveDefaultBankTag:
+    return pluginDoes(saveDefaultBank);
+  case loadBankTag:
+    tellFileOutcome(plugin_->loadBankFile(dialog));
+    break;
+  case resetMidiTag:
+    if (midiInput_)
+      midiInput_->resetMidi();
+    break;
+  case helpTag:
+    return pluginDoes(showHelp);
+  default:
+    openPage(tag);
+    break;
+  }
+  return false;
+}
+
+/// Nothing to say of what was cancelled or done.
+void OrbiPlayerApplication::tellFileOutcome(int32_t result)
+{
+  const char* fault = plugin_->fileFault();
+  if (fault)
+    show(fault);
+  else if (result < 0)
+    show(UTranslator::text("The file can't be opened."));
+}
+
+// The setup dialog is described by a skin.
+void OrbiPlayerApplication::openPreferences()
+{
+  UAlert::show(UTranslator::text("The preferences aren't there yet."));
+}
+
+void OrbiPlayerApplication::openPage(int32_t tag)
+{
+  for (const PageRow& page : pages)
+    if (page.tag == tag && !platform::openUrl(page.url))
+      show(page.url);
+}
+
+void OrbiPlayerApplication::showAbout()
+{
+  if (desktop())
+    make<UAboutDialog>(title().view(), "ORBiPlayer " ORBI_VERSION,
+                       plugin_ ? plugin_->productString() : "")
+        ->run();
+}
+
+} // namespace orbi

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "platform/canvas.h"
+#include "platform/linux/drawing_library.h"
+#include "platform/linux/text_layouts.h"
+
+#include <vector>
+
+namespace orbi::platform {
+
+/// Draws on a surface of cairo's, which lives as long as the canvas.
+class CairoCanvas final : public Canvas {
+public:
+  /// `origin` of the canvas falls on the surface's top left.
+  CairoCanvas(const DrawingLibrary& library, TextLayouts& layouts, cairo_surface_t* surface,
+              Point origin = {});
+  ~CairoCanvas() override;
+  CairoCanvas(const CairoCanvas&) = delete;
+  CairoCanvas& operator=(const CairoCanvas&) = delete;
+
+  void clipToRegion(const std::vector<Rect>& region); ///< before anything is drawn
+  void clear();                                       ///< what the clip leaves, to transparent
+
+  void save() override;
+  void restore() override;
+  void translate(double x, double y) override;
+  void scale(double factor) override;
+  void clip(const Rect& rect) override;
+  Rect clipBounds() const override;
+  void setOpacity(double share) override;
+
+  void fill(const Rect& rect, Color color) override;
+  void fillVertical(const Rect& rect, double radius, Color top, Color bottom) override;
+  void fillRounded(const Rect& rect, double radius, Color color) override;
+  void frame(const Rect& rect, double radius, double width, Color color) override;
+  void line(Vertex from, Vertex to, double width, Color color) override;
+  void fillPolygon(std::span<const Vertex> corners, Color color) override;
+  void polyline(std::span<const Vertex> corners, double width, Color color) override;
+  void arc(Vertex center, double radius, double from, double to, double width,
+           Color color) override;
+
+  void text(std::string_view text, const Rect& rect, const TextStyle& style) override;
+  void image(Image& image, const Rect& from, const Rect& to) override;
+
+private:
+  void setColor(Color color);
+  void addRect(const Rect& rect);
+  void addRounded(double left, double top, double width, double height, double radius);
+  void addPath(std::span<const Vertex> corners);
+
+  const DrawingLibrary& library_;
+  TextLayouts& layouts_;
+  cairo_t* const cairo_;
+  double opacity_ = 1.0;
+  std::vector<double> savedOpacities_;
+};
+
+} // namespace orbi::platform
