@@ -260,19 +260,23 @@ bool UFileSelector::canEnd(int32_t result)
         UTranslator::filled("There is no folder \"%s\".", path.parent_path().string()));
     return false;
   }
-  if (saves() && isThere &&
-      UAlert::ask(UTranslator::filled("A file \"%s\" exists already. Do you want to replace it?",
-                                      path.filename().string()),
-                  {"Replace", "Cancel"}, this) != 0)
+  if (saves() && isThere && !mayReplace(path))
     return false;
   chosen_ = path;
   return true;
 }
 
+bool UFileSelector::mayReplace(const std::filesystem::path& path)
+{
+  const std::string question =
+      UTranslator::text("Do you want to replace ") + path.filename().string() + "?";
+  return UAlert::ask(question, {"Replace", "Cancel"}, this) == 0;
+}
+
 bool UFileSelector::keyDown(const UKeyCode& key)
 {
-  const bool isUp =
-      (key.key == keyArrowUp && key.isOnly(platform::altKey)) || (key.key == keyBack && key.isOnly(0));
+  const bool isUp = (key.key == keyArrowUp && key.isOnly(platform::altKey)) ||
+                    (key.key == keyBack && key.isOnly(0));
   if (!isUp)
     return UModalDialog::keyDown(key);
   goUp();

@@ -45,6 +45,7 @@ private:
   void activate(int32_t index);
   void accept();
   std::filesystem::path typedPath() const;
+  bool mayReplace(const std::filesystem::path& path);
   bool saves() const { return saves_; }
 
   const bool saves_;
