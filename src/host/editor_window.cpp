@@ -22,7 +22,8 @@ namespace {
 constexpr int32_t tagOfHost = 0x73744341;  // 'stCA'
 constexpr int64_t tagOfWheel = 0x57686565; // 'Whee'
 constexpr int32_t mostPixels = 8192;       // of an editor's width and height
-constexpr int32_t step = 20;               // from one editor's place to the next one's
+constexpr int64_t editorIdleMilliseconds = 50;
+constexpr int32_t step = 20; // from one editor's place to the next one's
 
 /// Plug-ins know Ctrl and the fourth key by each other's bits.
 uint32_t pluginModifiers(uint32_t modifiers)
@@ -70,7 +71,7 @@ bool OrbPluginHost::openEditor(OrbPlugin& plugin)
   }
   if (application) {
     application->addIdle(window.get());
-    application->wantBusyIdle();
+    application->wantIdleEvery(editorIdleMilliseconds);
   }
   return true;
 }

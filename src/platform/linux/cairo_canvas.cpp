@@ -40,9 +40,9 @@ int32_t coordinate(double value)
 
 } // namespace
 
-CairoCanvas::CairoCanvas(const DrawingLibrary& library, TextLayouts& layouts,
+CairoCanvas::CairoCanvas(const DrawingLibrary& library, DrawingCaches& caches,
                          cairo_surface_t* surface, Point origin)
-    : library_(library), layouts_(layouts), cairo_(library.cairo_create(surface))
+    : library_(library), caches_(caches), cairo_(library.cairo_create(surface))
 {
   library_.cairo_translate(cairo_, -origin.x, -origin.y);
 }
@@ -132,20 +132,32 @@ void CairoCanvas::addRect(const Rect& rect)
 
 void CairoCanvas::addRounded(double left, double top, double width, double height, double radius)
 {
-  radius = std::min({radius, width / 2, height / 2});
-  if (!(radius > 0.0)) {
-    library_.cairo_rectangle(cairo_, left, top, width, height);
-    return;
-  }
-  constexpr double quarter = std::numbers::pi / 2;
-  const double right = left + width - radius;
-  const double bottom = top + height - radius;
-  library_.cairo_new_sub_path(cairo_);
-  library_.cairo_arc(cairo_, right, top + radius, radius, -quarter, 0.0);
-  library_.cairo_arc(cairo_, right, bottom, radius, 0.0, quarter);
-  library_.cairo_arc(cairo_, left + radius, bottom, radius, quarter, 2 * quarter);
-  library_.cairo_arc(cairo_, left + radius, top + radius, radius, 2 * quarter, 3 * quarter);
-  library_.cairo_close_path(cairo_);
+  addRoundedPath(library_, cairo_, left, top, width, height, radius);
+}
+
+/// Where the rectangle falls on whole pixels, by a mask that is kept; the colour is set.
+bool CairoCanvas::fillMask(const Rect& rect, double radius, double line)
+{
+  cairo_matrix_t matrix;
+  library_.cairo_get_matrix(cairo_, &matrix);
+  const double scale = matrix.xx;
+  const double left = rect.left * scale + matrix.x0;
+  const double top = rect.top * scale + matrix.y0;
+  const double width = rect.width() * scale;
+  const double height = rect.height() * scale;
+  const auto isWhole = [](double value) { return std::abs(value - std::round(value)) < 1e-3; };
+  if (matrix.xy != 0.0 || matrix.yx != 0.0 || matrix.yy != scale || !(scale > 0.0) ||
+      !isWhole(left) || !isWhole(top) || !isWhole(width) || !isWhole(height))
+    return false;
+  cairo_surface_t* mask =
+      caches_.masks.find({coordinate(std::round(width)), coordinate(std::round(height)),
+                          radius * scale, line * scale});
+  if (!mask)
+    return false;
+  library_.cairo_identity_matrix(cairo_);
+  library_.cairo_mask_surface(cairo_, mask, std::round(left), std::round(top));
+  library_.cairo_set_matrix(cairo_, &matrix);
+  return true;
 }
 
 void CairoCanvas::addPath(std::span<const Vertex> corners)
@@ -183,6 +195,8 @@ void CairoCanvas::fillRounded(const Rect& rect, double radius, Color color)
   if (rect.isEmpty())
     return;
   setColor(color);
+  if (radius > 0.0 && fillMask(rect, radius, 0.0))
+    return;
   addRounded(rect.left, rect.top, rect.width(), rect.height(), radius);
   library_.cairo_fill(cairo_);
 }
@@ -196,6 +210,8 @@ void CairoCanvas::frame(const Rect& rect, double radius, double width, Color col
     return;
   }
   setColor(color);
+  if (fillMask(rect, radius, width))
+    return;
   library_.cairo_set_line_width(cairo_, width);
   library_.cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_MITER);
   addRounded(rect.left + width / 2, rect.top + width / 2, rect.width() - width,
@@ -257,7 +273,7 @@ void CairoCanvas::text(std::string_view text, const Rect& rect, const TextStyle&
     shape.width = rect.width();
   if (shape.wraps && shape.ellipsis)
     shape.height = rect.height();
-  const TextLayouts::Layout& layout = layouts_.find(text, style.font, shape);
+  const TextLayouts::Layout& layout = caches_.layouts.find(text, style.font, shape);
 
   // With a width of its own the layout has the text where it belongs already.
   const double room = rect.width() - layout.width;
