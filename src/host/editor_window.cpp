@@ -115,10 +115,36 @@ void OrbPlugEditorWind::made()
   const UDesktop* desktop = UDesktop::instance();
   if (!plugin_ || !desktop)
     return;
+  setLimits(place().size(), place().size()); // however small the desktop is
   const Point corner = desktop->toPixels(contentRect()).origin();
   child_ = system()->makeChild(Rect::at(corner, editor_), "Plugin Editor");
   plugin_->editorChild = child_ ? child_->handle() : nullptr;
   plugin_->dispatch(opEditorOpen, 0, 0, plugin_->editorChild);
+}
+
+/// The editor's pixels in the units of a new scale, below a bar of another height.
+void OrbPlugEditorWind::scaleChanged()
+{
+  const UDesktop* desktop = UDesktop::instance();
+  if (!desktop)
+    return;
+  const int32_t bars = place().height() - contentRect().height();
+  Size size = desktop->toUnits(Rect::at({}, editor_)).size();
+  size.height += bars;
+  setLimits(size, size);
+  setRect(Rect::at(place().origin(), size));
+  UDocWindow::scaleChanged();
+  if (child_)
+    child_->setBounds(Rect::at(desktop->toPixels(contentRect()).origin(), editor_));
+}
+
+/// What the program can open it opens, the first of them.
+bool OrbPlugEditorWind::filesDropped(const std::vector<std::filesystem::path>& files, Point)
+{
+  auto* application = castTo<GApplication>(UApplication::instance());
+  return application && std::ranges::any_of(files, [application](const auto& file) {
+           return application->openDroppedFile(file);
+         });
 }
 
 void OrbPlugEditorWind::releasePlugin()

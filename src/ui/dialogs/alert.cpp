@@ -72,8 +72,9 @@ int32_t UAlert::ask(std::string_view text, const std::vector<const char*>& butto
 
 void UMessageBoxes::show(std::string_view title, std::string_view text)
 {
-  const UDesktop* desktop = UDesktop::instance();
-  if (desktop && !const_cast<UDesktop*>(desktop)->system().isLost())
+  UDesktop* desktop = UDesktop::instance();
+  const UApplication* application = UApplication::instance();
+  if (desktop && !desktop->system().isLost() && application && !application->isQuitting())
     UAlert::show(text);
   else
     without_.show(title, text);

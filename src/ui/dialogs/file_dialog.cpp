@@ -168,6 +168,9 @@ void UFileSelector::addViews(const FFileQuestion& question)
 /// One that can't be read leaves what is shown.
 void UFileSelector::goTo(std::filesystem::path folder)
 {
+  folder = folder.lexically_normal();
+  if (!folder.has_filename()) // a slash at its end would be a place of its own
+    folder = folder.parent_path();
   std::vector<UFolderEntry> entries;
   if (!listFolder(folder, extension_, entries)) {
     trouble_->setTitle(UTranslator::filled("The folder \"%s\" can't be read.", folder.string()));
@@ -189,7 +192,7 @@ void UFileSelector::pathEntered()
   const std::filesystem::path typed(pathEdit_->text());
   const std::filesystem::path whole = typed.is_absolute() ? typed : folder_ / typed;
   if (isFolder(whole)) {
-    goTo(whole.lexically_normal());
+    goTo(whole);
   } else {
     nameEdit_->setText(whole.string());
     accept();
@@ -233,7 +236,7 @@ void UFileSelector::accept()
   const std::filesystem::path typed = folder_ / nameEdit_->text();
   if (!nameEdit_->text().empty() && isFolder(typed)) {
     nameEdit_->setText("");
-    goTo(typed.lexically_normal());
+    goTo(typed);
     return;
   }
   if (nameEdit_->text().empty() && list_->selected() >= 0) {

@@ -229,7 +229,8 @@ void UMenuBar::stop()
 bool UMenuBar::walk(const UKeyCode& key)
 {
   const UDesktop* desktop = UDesktop::instance();
-  if (!desktop || desktop->mouse().clickedAt != clickedAt_) { // the pointer did something else
+  if (!desktop || desktop->modalWindow() ||
+      desktop->mouse().clickedAt != clickedAt_) { // something else goes on
     stop();
     return false;
   }

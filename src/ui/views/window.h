@@ -93,6 +93,7 @@ public:
   void cancelMouse();                                    ///< whoever holds the pointer loses it
   void viewsAt(Point point, std::vector<UView*>& views); ///< outermost first, itself included
   void updateCursor();
+  virtual void scaleChanged(); ///< its place in units stays
 
   // Timer: one of the system for all views, while there are any that want it
   void addTimer(UView& view, int64_t milliseconds); ///< it gets "Timer"; again: another period
@@ -177,7 +178,6 @@ private:
   void applySize(Size from);
   void endSizing();
   void stopTimers();
-  void scaleChanged();
   void pressView(UView& view, const UMouseEvent& event);
   void enterState(State state, const char* before, const char* after);
   void requestState(State state);
