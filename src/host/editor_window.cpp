@@ -65,7 +65,12 @@ bool OrbPluginHost::openEditor(OrbPlugin& plugin)
   plugin.editorWindow = window.get();
   if (application && application->isSingleWindow() && application->menuBar())
     window->setMenuBar(Ref<UView>::share(application->menuBar()));
+  UDesktop* desktop = UDesktop::instance();
+  if (desktop && !desktop->frame())
+    desktop->setFrame(window.get());
   if (!window->open(nullptr, UWindow::Stored::ignore)) {
+    if (desktop && desktop->frame() == window.get())
+      desktop->setFrame(nullptr);
     plugin.editorWindow = nullptr;
     return false;
   }

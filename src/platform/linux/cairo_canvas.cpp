@@ -123,11 +123,35 @@ void CairoCanvas::setColor(Color color)
                                  unit(color.alpha) * opacity_);
 }
 
+/// Where a rectangle falls, with its edges on whole pixels; nothing when it is turned.
+std::optional<CairoCanvas::Pixels> CairoCanvas::pixelsOf(const Rect& rect)
+{
+  Pixels result;
+  library_.cairo_get_matrix(cairo_, &result.matrix);
+  const cairo_matrix_t& matrix = result.matrix;
+  if (matrix.xy != 0.0 || matrix.yx != 0.0 || matrix.yy != matrix.xx || !(matrix.xx > 0.0))
+    return {};
+  const auto at = [&](int32_t unit, double origin) {
+    return coordinate(std::round(unit * matrix.xx + origin));
+  };
+  result.rect = {at(rect.left, matrix.x0), at(rect.top, matrix.y0), at(rect.right, matrix.x0),
+                 at(rect.bottom, matrix.y0)};
+  return result;
+}
+
+/// Edges lie on whole pixels, so that what touches doesn't shine through at any scale.
 void CairoCanvas::addRect(const Rect& rect)
 {
-  if (!rect.isEmpty())
-    library_.cairo_rectangle(cairo_, rect.left, rect.top, double(rect.right) - rect.left,
-                             double(rect.bottom) - rect.top);
+  if (rect.isEmpty())
+    return;
+  const auto pixels = pixelsOf(rect);
+  const Rect& where = pixels ? pixels->rect : rect;
+  if (pixels)
+    library_.cairo_identity_matrix(cairo_);
+  library_.cairo_rectangle(cairo_, where.left, where.top, double(where.right) - where.left,
+                           double(where.bottom) - where.top);
+  if (pixels)
+    library_.cairo_set_matrix(cairo_, &pixels->matrix);
 }
 
 void CairoCanvas::addRounded(double left, double top, double width, double height, double radius)
@@ -135,29 +159,32 @@ void CairoCanvas::addRounded(double left, double top, double width, double heigh
   addRoundedPath(library_, cairo_, left, top, width, height, radius);
 }
 
-/// Where the rectangle falls on whole pixels, by a mask that is kept; the colour is set.
-bool CairoCanvas::fillMask(const Rect& rect, double radius, double line)
+/// A rectangle with round corners, or its frame, on whole pixels; the colour is set. Small ones by
+/// a mask that is kept.
+void CairoCanvas::paintRounded(const Rect& rect, double radius, double line)
 {
-  cairo_matrix_t matrix;
-  library_.cairo_get_matrix(cairo_, &matrix);
-  const double scale = matrix.xx;
-  const double left = rect.left * scale + matrix.x0;
-  const double top = rect.top * scale + matrix.y0;
-  const double width = rect.width() * scale;
-  const double height = rect.height() * scale;
-  const auto isWhole = [](double value) { return std::abs(value - std::round(value)) < 1e-3; };
-  if (matrix.xy != 0.0 || matrix.yx != 0.0 || matrix.yy != scale || !(scale > 0.0) ||
-      !isWhole(left) || !isWhole(top) || !isWhole(width) || !isWhole(height))
-    return false;
+  const auto pixels = pixelsOf(rect);
+  const double scale = pixels ? pixels->matrix.xx : 1.0;
+  const Rect& where = pixels ? pixels->rect : rect;
+  const double width = line > 0.0 ? std::max(std::round(line * scale), 1.0) : 0.0;
   cairo_surface_t* mask =
-      caches_.masks.find({coordinate(std::round(width)), coordinate(std::round(height)),
-                          radius * scale, line * scale});
-  if (!mask)
-    return false;
-  library_.cairo_identity_matrix(cairo_);
-  library_.cairo_mask_surface(cairo_, mask, std::round(left), std::round(top));
-  library_.cairo_set_matrix(cairo_, &matrix);
-  return true;
+      pixels ? caches_.masks.find({where.width(), where.height(), radius * scale, width}) : nullptr;
+  if (pixels)
+    library_.cairo_identity_matrix(cairo_);
+  if (mask) {
+    library_.cairo_mask_surface(cairo_, mask, where.left, where.top);
+  } else {
+    addRoundedPath(library_, cairo_, where.left + width / 2, where.top + width / 2,
+                   where.width() - width, where.height() - width, radius * scale - width / 2);
+    library_.cairo_set_line_width(cairo_, width);
+    library_.cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_MITER);
+    if (width > 0.0)
+      library_.cairo_stroke(cairo_);
+    else
+      library_.cairo_fill(cairo_);
+  }
+  if (pixels)
+    library_.cairo_set_matrix(cairo_, &pixels->matrix);
 }
 
 void CairoCanvas::addPath(std::span<const Vertex> corners)
@@ -194,11 +221,12 @@ void CairoCanvas::fillRounded(const Rect& rect, double radius, Color color)
 {
   if (rect.isEmpty())
     return;
-  setColor(color);
-  if (radius > 0.0 && fillMask(rect, radius, 0.0))
+  if (!(radius > 0.0)) {
+    fill(rect, color);
     return;
-  addRounded(rect.left, rect.top, rect.width(), rect.height(), radius);
-  library_.cairo_fill(cairo_);
+  }
+  setColor(color);
+  paintRounded(rect, radius, 0.0);
 }
 
 void CairoCanvas::frame(const Rect& rect, double radius, double width, Color color)
@@ -210,13 +238,7 @@ void CairoCanvas::frame(const Rect& rect, double radius, double width, Color col
     return;
   }
   setColor(color);
-  if (fillMask(rect, radius, width))
-    return;
-  library_.cairo_set_line_width(cairo_, width);
-  library_.cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_MITER);
-  addRounded(rect.left + width / 2, rect.top + width / 2, rect.width() - width,
-             rect.height() - width, radius - width / 2);
-  library_.cairo_stroke(cairo_);
+  paintRounded(rect, radius, width);
 }
 
 void CairoCanvas::line(Vertex from, Vertex to, double width, Color color)

@@ -5,6 +5,7 @@
 #include "platform/linux/rounded_masks.h"
 #include "platform/linux/text_layouts.h"
 
+#include <optional>
 #include <vector>
 
 namespace orbi::platform {
@@ -55,7 +56,12 @@ private:
   void setColor(Color color);
   void addRect(const Rect& rect);
   void addRounded(double left, double top, double width, double height, double radius);
-  bool fillMask(const Rect& rect, double radius, double line);
+  void paintRounded(const Rect& rect, double radius, double line);
+  struct Pixels {
+    Rect rect;
+    cairo_matrix_t matrix; ///< that was there
+  };
+  std::optional<Pixels> pixelsOf(const Rect& rect);
   void addPath(std::span<const Vertex> corners);
 
   const DrawingLibrary& library_;

@@ -92,7 +92,8 @@ bool listFolder(const std::filesystem::path& folder, std::string_view extension,
 
 UFileSelector::UFileSelector(const FFileQuestion& question, std::filesystem::path folder)
     : CmClass(Rect::at({}, selectorSize), question.title, dialogStyle | styleSizable),
-      saves_((question.mode & openWrite) != 0), extension_(question.type.extension.text())
+      saves_((question.mode & openWrite) != 0), extension_(question.type.extension.text()),
+      kind_(question.type.description.text())
 {
   setName("File Selector");
   setLimits({360, 260}, {});
@@ -184,7 +185,7 @@ void UFileSelector::goTo(std::filesystem::path folder)
     names.push_back(entry.isFolder ? entry.name + "/" : entry.name);
   list_->setItems(std::move(names));
   pathEdit_->setText(folder_.string());
-  trouble_->setTitle("");
+  trouble_->setTitle(kind_);
 }
 
 void UFileSelector::pathEntered()
@@ -201,8 +202,13 @@ void UFileSelector::pathEntered()
 
 void UFileSelector::selectionChanged(int32_t index)
 {
-  if (index >= 0 && !entries_[static_cast<size_t>(index)].isFolder)
-    nameEdit_->setText(entries_[static_cast<size_t>(index)].name);
+  if (index < 0)
+    return;
+  const UFolderEntry& entry = entries_[static_cast<size_t>(index)];
+  if (!entry.isFolder)
+    nameEdit_->setText(entry.name);
+  else if (!saves())
+    nameEdit_->setText("");
 }
 
 void UFileSelector::activate(int32_t index)
@@ -256,6 +262,10 @@ bool UFileSelector::canEnd(int32_t result)
   if (path.empty() || (!saves() && !isThere)) {
     if (!path.empty())
       trouble_->setTitle(UTranslator::filled("There is no file \"%s\".", path.filename().string()));
+    return false;
+  }
+  if (saves() && isFolder(path)) {
+    goTo(path);
     return false;
   }
   if (saves() && !isFolder(path.parent_path())) {

@@ -50,6 +50,7 @@ private:
 
   const bool saves_;
   const std::string extension_;
+  const std::string kind_; ///< what files are shown, for the reader
   std::filesystem::path folder_;
   std::filesystem::path chosen_;
   std::vector<UFolderEntry> entries_;

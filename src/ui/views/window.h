@@ -161,6 +161,7 @@ private:
 
   void letGo(UView& view);       ///< with all in it: no focus, no pointer
   void viewRemoved(UView& view); ///< is about to be, likewise
+  void dropCapture();
   void setHoverView(UView* view);
   void hoverAt(const UMouseEvent& event);
   void dragBy(const UMouseEvent& event);
@@ -179,6 +180,7 @@ private:
   void endSizing();
   void stopTimers();
   void pressView(UView& view, const UMouseEvent& event);
+  bool goesWithOwner() const;
   void enterState(State state, const char* before, const char* after);
   void requestState(State state);
   platform::RunLoop::TimerId startTimer(int64_t milliseconds, void (UWindow::*call)());
@@ -201,6 +203,7 @@ private:
   Point dragFrom_; ///< from the origin to where it was taken
   platform::Cursor shownCursor_ = platform::Cursor::arrow;
   bool dragging_ = false;
+  bool captured_ = false; ///< by takeMouse
   bool closing_ = false;
   bool sizing_ = false;
   std::vector<TimedView> timed_;
