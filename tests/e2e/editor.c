@@ -159,7 +159,7 @@ static int64_t dispatch(OrbEffect* effect, int32_t opcode, int32_t index, int64_
   case opEditorKeyDown:
     note("key %d %d %d\n", index, (int)value, (int)opt);
     crashIf(crashAtKey);
-    return value != 0x28 && index != 'q'; /* F1 and what quits are the host's */
+    return index != 0 && opt < 2.0f; /* what a text field would take */
   case opVendorSpecific:
     if (value != 0x57686565) /* 'Whee' */
       return 0;

@@ -7,9 +7,10 @@ import shutil
 import signal
 import struct
 import subprocess
+import tempfile
 import time
 
-from cases import BIN, BUILD, PLAYER, check
+from cases import BIN, BUILD, check
 
 PATIENCE = 20  # seconds, on a busy machine
 
@@ -41,9 +42,12 @@ class Screen:
 
     def __enter__(self):
         if self.managed:
-            self.manager = subprocess.Popen(["openbox"], env=self.environment, stdout=subprocess.DEVNULL,
-                                            stderr=subprocess.DEVNULL)
-            wait(lambda: "window id" in self.ask("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"), "openbox")
+            with tempfile.TemporaryDirectory() as folder:
+                started = pathlib.Path(folder) / "started"
+                self.manager = subprocess.Popen(
+                    ["openbox", "--startup", f"touch {started}"], env=dict(self.environment, HOME=folder),
+                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                wait(started.exists, "openbox")
         return self
 
     def __exit__(self, *_):
@@ -92,28 +96,33 @@ class Screen:
 class Player:
     """The player on a screen, under the name of an instrument; killed if a case leaves it."""
 
-    def __init__(self, screen, folder, *options, name="SoundFont", environment=None, driver="LOOM File Driver"):
+    def __init__(self, screen, folder, *options, name="SoundFont", driver=None, fault=""):
+        """With a driver it is the only one; else the run has that which writes nowhere."""
         self.screen, self.folder, self.name = screen, pathlib.Path(folder), name
-        self.notes = self.folder / "notes"
-        program = PLAYER if name == "SoundFont" else self.install(name)
-        # The fake browser notes the page.
-        browser = self.folder / "xdg-open"
-        browser.write_text(f'#!/bin/sh\necho "$1" >>"{self.folder}/pages"\n')
-        browser.chmod(0o755)
-        driven = ["--driver", driver] if driver else []
+        self.notes, self.pages = self.folder / "notes", self.folder / "pages"
+        self.install(driver)
+        if not driver:
+            options = ("--driver", "LOOM File Driver", *options)
         self.process = subprocess.Popen(
-            [program, *driven, *map(str, options)], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+            [self.folder / name, *map(str, options)], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
             env=dict(screen.environment, XDG_CONFIG_HOME=str(self.folder), HOME=str(self.folder),
-                     PATH=f"{self.folder}:{os.environ['PATH']}", EDITOR_LOG=str(self.notes),
-                     **(environment or {})))
+                     PATH=f"{self.folder}:{os.environ['PATH']}", EDITOR=fault, EDITOR_LOG=str(self.notes)))
 
-    def install(self, name):
-        program = self.folder / name
-        if not program.exists():
-            shutil.copy(BIN / "orbiplayer", program)
-            shutil.copy(BUILD / "tests" / "e2e" / "editor.so", self.folder / f"{name}.so")
-            os.symlink(BIN / "Loom Drivers", self.folder / "Loom Drivers")
-        return program
+    def install(self, driver):
+        """With a browser that notes the pages."""
+        module = BUILD / "tests" / "e2e" / "editor.so" if self.name == "Editor" else BIN / "SoundFont.so"
+        drivers, browser = self.folder / "Loom Drivers", self.folder / "xdg-open"
+        drivers.mkdir(exist_ok=True)
+        for path in (BIN / "Loom Drivers").glob(f"*{driver or ''}*"):
+            shutil.copy(path, drivers)
+        shutil.copy(BIN / "orbiplayer", self.folder / self.name)
+        shutil.copy(module, self.folder / f"{self.name}.so")
+        browser.write_text(f'#!/bin/sh\necho "$1" >>"{self.pages}"\n')
+        browser.chmod(0o755)
+
+    def stored(self):
+        """Its settings."""
+        return (self.folder / "Quillmore" / f"{self.name} Standalone" / "Defaults.xml").read_text()
 
     def __enter__(self):
         return self
@@ -133,8 +142,7 @@ class Player:
 
     def window(self, kind="NORMAL"):
         """As soon as it is there, the last that was made of them."""
-        self.check_alive()
-        return wait(lambda: self.windows(kind), kind)[-1]
+        return wait(lambda: self.windows(kind) or self.check_alive(), kind)[-1]
 
     def focused(self, kind):
         """The same, with the keys."""
@@ -163,7 +171,8 @@ class Player:
     # End
 
     def check_alive(self):
-        check(self.process.poll() is None, "it has ended:", self.process.returncode)
+        check(self.process.poll() is None, "it has ended:", self.process.returncode,
+              *(self.process.stderr if self.process.returncode is not None else []))
 
     def end(self, sent=signal.SIGTERM):
         """What it wrote to standard output and error, having ended well."""

@@ -1,17 +1,14 @@
 #!/usr/bin/env python3
 """The program with its window, as a user before a screen starts it. window.py BUILD_FOLDER [NAME ...]"""
-import contextlib
 import json
 import os
 import pathlib
 import re
-import shutil
 import signal
 import subprocess
 import sys
-import time
 
-from cases import BIN, DEMO, PLAYER, SILENT, case, check, check_one_line, main, run, song
+from cases import BIN, BUILD, DEMO, PLAYER, SILENT, case, check, check_one_line, main, run, song
 from jack_midi import jack_server
 from screen import Player, Screen, wait
 
@@ -76,6 +73,10 @@ def name_file(player, path, loads=False):
     player.screen.keys("Return")
 
 
+def wait_pages(player, pages):
+    wait(lambda: player.pages.exists() and player.pages.read_text().split() == pages, *pages)
+
+
 def quit_by(player, *way):
     """A way to the question, which is answered with Cancel first."""
     for stroke in ("Escape", "Return"):
@@ -87,21 +88,16 @@ def quit_by(player, *way):
     return player.end(None)
 
 
-def stored(folder, name="SoundFont"):
-    return (pathlib.Path(folder) / "Quillmore" / f"{name} Standalone" / "Defaults.xml").read_text()
-
-
 @both
 def the_window_shows_the_editor_below_its_bar(screen, folder):
     with Player(screen, folder, name="Editor") as player:
         window = player.ready()
         values = {name: screen.property(window, name) for name in (
-            "WM_NAME", "_NET_WM_NAME", "WM_CLASS", "_NET_WM_PID", "WM_PROTOCOLS")}
+            "WM_NAME", "_NET_WM_NAME", "WM_CLASS", "_NET_WM_PID")}
         check(values["WM_CLASS"] == '"Editor", "QuillmoreDocWindowClass"', values)
         check(values["_NET_WM_PID"] == str(player.process.pid), values)
-        check("WM_DELETE_WINDOW" in values["WM_PROTOCOLS"], values)
-        titled = screen.ask("xdotool", "getwindowname", window).strip()
-        check(titled == "Editor \u00fc", repr(titled))
+        check(values["_NET_WM_NAME"] == values["WM_NAME"] == '"Editor \u00fc"', values)
+        check("WM_DELETE_WINDOW" in screen.ask("xprop", "-id", window, "WM_PROTOCOLS"))
         x, y, width, height = screen.place(window)
         check((width, height) == (200, 120 + BAR), width, height)
         children = screen.ask("xwininfo", "-children", "-id", window)
@@ -128,10 +124,9 @@ def entries_do_the_same_by_pointer_and_by_key(screen, folder):
             reset()
             wait(lambda: player.noted().count("midi 176 123") > resets, "all notes off")
             resets = player.noted().count("midi 176 123")
-        for entry in HELP_MENU:
+        for i, entry in enumerate(HELP_MENU):
             choose(player, "Help", entry)
-        pages = player.folder / "pages"
-        wait(lambda: pages.exists() and pages.read_text().split() == PAGES, "the pages")
+            wait_pages(player, PAGES[:i + 1])
         quit_by(player, choose, player, "File", "Quit")
     with Player(screen, folder, name="Editor") as player:
         quit_by(player, screen.keys, "ctrl+q")
@@ -208,8 +203,7 @@ def menus_are_walked_by_keys(screen, folder):
         check(first[0] < second[0] and first[1] == second[1], "not beside:", first, second)
         screen.keys("Down", "Return")
         player.gone("POPUP_MENU")
-        pages = player.folder / "pages"
-        wait(lambda: pages.exists() and pages.read_text().split() == PAGES[1:2], "the forum")
+        wait_pages(player, PAGES[1:2])
         player.ready()
         screen.keys("alt+f")
         player.window("POPUP_MENU")
@@ -227,8 +221,8 @@ def keys_and_the_wheel_reach_the_plugin(screen, folder):
     with Player(screen, folder, name="Editor") as player:
         window = player.ready()
         # Ctrl and the fourth key change places: 4 and 8 stand for each other.
-        for stroke, line in (("a", "key 97 145 0"), ("shift+a", "key 65 145 1"), ("ctrl+a", "key 97 145 8"),
-                             ("super+a", "key 97 145 4"), ("alt+b", "key 98 146 2"), ("F5", "key 0 44 0"),
+        for stroke, line in (("a", "key 97 145 0"), ("shift+a", "key 65 145 1"), ("ctrl+a", "key 0 145 8"),
+                             ("super+a", "key 0 145 4"), ("alt+b", "key 0 146 2"), ("F5", "key 0 44 0"),
                              ("udiaeresis", "key -4 0 0")):
             screen.keys(stroke)
             player.wait_noted(line)
@@ -240,24 +234,111 @@ def keys_and_the_wheel_reach_the_plugin(screen, folder):
 
 
 @managed
-def every_way_to_quit_keeps_the_settings(screen, folder):
-    folder = pathlib.Path(folder)
-    with jack_server(sys.argv[1], 64) as environment:
+def every_way_to_quit_keeps_the_settings_and_every_block(screen, folder):
+    with jack_server(BUILD, 64) as environment:
         screen.environment.update(environment)
-        for way in ("close box", "signal"):
-            home = folder / way.replace(" ", "")
+        for name, end in (("menu", lambda player: quit_by(player, choose, player, "File", "Quit")),
+                          ("box", lambda player: quit_by(player, screen.keys, "alt+F4")),
+                          ("signal", lambda player: player.ready() and player.end())):
+            home = pathlib.Path(folder) / name
             home.mkdir()
-            settings = home / "Quillmore" / "SoundFont Standalone"
-            settings.mkdir(parents=True)
-            (settings / "Defaults.xml").write_bytes(
-                b'<?xml version="1.0" encoding="UTF-8"?>\r\n<Defaults>\r\n   <obj class="FAttributes" name="x"/>\r\n'
-                b'</Defaults>\r\n')
-            with Player(screen, home, "--stats", "--play", DEMO) as player:
-                if way == "signal":
-                    player.ready()
-                    out, _ = player.end()
-                else:
-                    out, _ = quit_by(player, screen.keys, "alt+F4")
-            print(stored(home), out)
+            with Player(screen, home, "--stats", driver="jack") as player:
+                stats = json.loads(end(player)[0])
+                check(stats["driver"] == "LOOM JACK Driver" and stats["blocks"] > 0, stats)
+                check(stats["lost"] == 0, name, stats)
+                check('name="LOOM Driver" value="LOOM JACK Driver"' in player.stored(), player.stored())
+
+
+@managed
+def whatever_the_window_does_no_block_is_lost(screen, folder):
+    with jack_server(BUILD, 64) as environment:
+        screen.environment.update(environment)
+        with Player(screen, folder, "--stats", "--play", DEMO, driver="jack") as player:
+            window = player.ready()
+            open_menu(player, "File")
+            screen.keys("Down", "Down", "Right", "Left", "Escape")
+            player.gone("POPUP_MENU")
+            player.ready()
+            screen.keys("ctrl+F1")
+            dialog = player.focused("DIALOG")
+            for i in range(40):
+                screen.do("windowmove", window if i % 2 else dialog, 100 + 10 * i, 60 + 3 * i)
+            answer(player, "Return")
+            screen.do("windowminimize", window)
+            player.gone("NORMAL")
+            screen.do("windowactivate", window)
+            player.ready()
+            stats = json.loads(player.end()[0])
+            check(stats["blocks"] > 0 and stats["lost"] == 0, stats)
+
+
+@case
+def a_display_that_dies_is_a_regular_end(folder):
+    for state in ("window", "menu", "question", "files"):
+        home = pathlib.Path(folder) / state
+        home.mkdir()
+        with Screen(False) as screen, Player(screen, home, "--stats", name="Editor", driver="file") as player:
+            player.ready()
+            if state == "menu":
+                open_menu(player, "File")
+            elif state != "window":
+                screen.keys("ctrl+q" if state == "question" else "ctrl+s")
+                player.focused("DIALOG")
+            screen.server.kill()
+            out, words = player.end(None)
+            check(json.loads(out)["blocks"] > 0 and not words, state, out, words)
+            check('name="LOOM Driver" value="LOOM File Driver"' in player.stored(), state, player.stored())
+
+
+@case
+def without_a_display_one_line_says_so_and_headless_needs_none(folder):
+    bare = {name: value for name, value in os.environ.items() if name not in ("DISPLAY", "WAYLAND_DISPLAY")}
+    for environment in (bare, dict(bare, DISPLAY=":54321"), dict(bare, DISPLAY="nonsense")):
+        check_one_line(run(PLAYER, "--driver", "LOOM File Driver", env=environment), 0, "--headless")
+    with Screen(False) as screen:
+        for environment in (bare, screen.environment):
+            process = subprocess.Popen([PLAYER, *SILENT], env=environment)
+            try:
+                maps = pathlib.Path(f"/proc/{process.pid}/maps")
+                wait(lambda: "loom_file.so" in maps.read_text(), "the driver")
+                loaded = set(re.findall(r"lib(?:X11|xcb|cairo|pango)[^/\n]*", maps.read_text()))
+                check(not loaded, loaded)
+                process.send_signal(signal.SIGTERM)
+                check(process.wait(timeout=20) == 0)
+            finally:
+                process.kill()
+                process.wait()
+
+
+@managed
+def no_editor_brings_the_program_down(screen, folder):
+    for fault, size in (("open", (200, 144)), ("idle", (200, 144)), ("key", (200, 144)), ("close", (200, 144)),
+                        ("destroy", (200, 144)), ("resize", (200, 144)), ("zero", None), ("negative", None),
+                        ("huge", None)):
+        home = pathlib.Path(folder) / fault
+        home.mkdir()
+        with Player(screen, home, name="Editor", fault=fault) as player:
+            window = player.focused("NORMAL")
+            player.wait_noted("idle")
+            check(size in (None, screen.place(window)[2:]), fault, screen.place(window))
+            for _ in range(2):
+                screen.keys("a", "alt+f")
+                player.window("POPUP_MENU")
+                screen.keys("Escape")
+                player.gone("POPUP_MENU")
+                wait(lambda: screen.has_focus(window), "the focus")
+            player.end()
+            crashes = fault in ("open", "idle", "key", "close")
+            check(("crash" in player.noted()) == crashes, fault, player.noted())
+            check(fault in ("open", "close") or player.noted()[-1] == "close", fault, player.noted())
+
+
+@both
+def a_plugin_without_an_editor_is_said_to_have_none(screen, folder):
+    with Player(screen, folder, name="Editor", fault="norect") as player:
+        answer(player, "Return")
+        player.end(None)
+
+
 if __name__ == "__main__":
     sys.exit(main())
