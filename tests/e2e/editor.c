@@ -163,7 +163,7 @@ static int64_t dispatch(OrbEffect* effect, int32_t opcode, int32_t index, int64_
   case opVendorSpecific:
     if (value != 0x57686565) /* 'Whee' */
       return 0;
-    note("wheel %.4s %d\n", (const char*)&index, (int)opt);
+    note("wheel %x %d\n", (unsigned)index, (int)opt);
     return 1;
   case opProcessEvents:
     hear((const OrbEventList*)ptr);

@@ -113,7 +113,7 @@ class Player:
         module = BUILD / "tests" / "e2e" / "editor.so" if self.name == "Editor" else BIN / "SoundFont.so"
         drivers, browser = self.folder / "Loom Drivers", self.folder / "xdg-open"
         drivers.mkdir(exist_ok=True)
-        for path in (BIN / "Loom Drivers").glob(f"*{driver or ''}*"):
+        for path in (BIN / "Loom Drivers").glob(f"*{driver or '.'}*"):
             shutil.copy(path, drivers)
         shutil.copy(BIN / "orbiplayer", self.folder / self.name)
         shutil.copy(module, self.folder / f"{self.name}.so")

@@ -4,11 +4,12 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
 
-from cases import BIN, BUILD, DEMO, PLAYER, SILENT, case, check, check_one_line, main, run, song
+from cases import BIN, BUILD, DEMO, PLAYER, SILENT, case, check, check_one_line, install, main, run, song
 from jack_midi import jack_server
 from screen import Player, Screen, wait
 
@@ -228,7 +229,7 @@ def keys_and_the_wheel_reach_the_plugin(screen, folder):
             player.wait_noted(line)
         for button, turn in ((4, 1), (5, -1)):
             screen.do("click", button)
-            player.wait_noted(f"wheel Acts {turn}")
+            player.wait_noted(f"wheel 73744341 {turn}")
         check(screen.place(window), "the window has gone")
         player.end()
 
@@ -295,9 +296,11 @@ def without_a_display_one_line_says_so_and_headless_needs_none(folder):
     bare = {name: value for name, value in os.environ.items() if name not in ("DISPLAY", "WAYLAND_DISPLAY")}
     for environment in (bare, dict(bare, DISPLAY=":54321"), dict(bare, DISPLAY="nonsense")):
         check_one_line(run(PLAYER, "--driver", "LOOM File Driver", env=environment), 0, "--headless")
+    program = install(folder, "Sine") / "Sine"
+    shutil.copy(BUILD / "sdk" / "sine.so", f"{program}.so")
     with Screen(False) as screen:
         for environment in (bare, screen.environment):
-            process = subprocess.Popen([PLAYER, *SILENT], env=environment)
+            process = subprocess.Popen([program, *SILENT], env=environment)
             try:
                 maps = pathlib.Path(f"/proc/{process.pid}/maps")
                 wait(lambda: "loom_file.so" in maps.read_text(), "the driver")

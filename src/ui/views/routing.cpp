@@ -70,6 +70,8 @@ void UDesktop::keyReleased(platform::Window& window, const platform::KeyEvent& e
   if (isFiltered(UWindowMessageKind::keyUp, windowOf(window)) ||
       std::ranges::count(typingClasses, system_.focusedChildClass()) != 0)
     return;
+  if (event.isTaken)
+    lastKey_ = {}; // whoever took the keys saw how the stroke went on
   for (const UKeyCode& key : keyCodesOf(event))
     routeKeyUp(key);
 }
