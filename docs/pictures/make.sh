@@ -41,7 +41,7 @@ build/release/bin/SoundFont --driver "LOOM File Driver" share/demo.mid >/dev/nul
 pids+=($!)
 until_true xdotool search --onlyvisible --name "SoundFont Player"
 xdotool mousemove 1279 799
-sleep "${1:-9}" # into the song, where the whole orchestra plays
+sleep "${1:-31}" # into the song, where the whole orchestra plays
 
 window=$(xdotool search --onlyvisible --name "SoundFont Player")
 frame=$(xwininfo -id "$window" -tree | sed -n 's/.*Parent window id: \(0x[0-9a-f]*\).*/\1/p')

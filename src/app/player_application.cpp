@@ -129,6 +129,8 @@ bool OrbiPlayerApplication::openDisplay()
   std::string reason;
   auto system = platform::openWindowSystem(surroundings_.executable.stem().string(), reason);
   if (!system) {
+    if (!reason.ends_with('.'))
+      reason += '.';
     fail(reason + " --headless plays without a window.");
     return false;
   }

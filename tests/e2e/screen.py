@@ -80,8 +80,14 @@ class Screen:
         numbers = re.findall(r"(?:Absolute upper-left [XY]|Width|Height): +(-?\d+)", words)
         return tuple(map(int, numbers)) if len(numbers) == 4 else None
 
+    def nudge(self):
+        """Now and then openbox has read an event and leaves it lying until another one comes."""
+        if self.manager:
+            self.ask("xprop", "-root", "-f", "NUDGE", "8s", "-set", "NUDGE", "now")
+
     def has_focus(self, window):
         """The window or one inside of it."""
+        self.nudge()
         focus = int(self.ask("xdotool", "getwindowfocus", "-f").strip() or 0)
         return f"{focus:#x} " in self.ask("xwininfo", "-tree", "-id", window)
 
@@ -136,6 +142,7 @@ class Player:
 
     def windows(self, kind):
         """Those that are seen, of NORMAL, DIALOG or POPUP_MENU."""
+        self.screen.nudge()
         seen = self.screen.ask("xdotool", "search", "--onlyvisible", "--classname", f"^{self.name}$").split()
         return [window for window in seen
                 if self.screen.property(window, "_NET_WM_WINDOW_TYPE").endswith("_" + kind)]
