@@ -105,9 +105,8 @@ struct KeyEvent {
   uint32_t modifiers = 0;
   bool down = true;
   bool repeats = false;
-  bool isTaken =
-      false; ///< with !down: may well be held, but what becomes of it isn't told any more
   int64_t milliseconds = 0;
+  bool isTaken = false; ///< goes up for us only, as the keys go elsewhere from now on
 };
 
 struct Screen {
