@@ -108,8 +108,9 @@ platform::WindowOptions UWindow::options() const
 {
   const UDesktop& desktop = *UDesktop::instance();
   platform::WindowOptions options;
+  const bool isDocument = isA(UDocWindow::className); // keeps its class, also as the only window
   options.kind = desktop.frame() == this ? platform::WindowKind::frame : kind();
-  options.className = classNameOf(options.kind);
+  options.className = classNameOf(isDocument ? kind() : options.kind);
   options.title = title().text();
   options.client = desktop.toPixels(place_);
   options.placed = place_.origin() != Point{};
