@@ -6,7 +6,7 @@ build_packages=(g++ cmake ninja-build pkg-config ccache
   libxcb-cursor-dev libxcb-imdkit-dev libxkbcommon-dev libxkbcommon-x11-dev)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libglib2.0-dev jackd2 clang-14
   libclang-rt-14-dev clang-format python3 libxml2-dev libexpat1-dev libpugixml-dev
-  xvfb openbox fonts-dejavu-core libxcb-xtest0-dev dbus)
+  xvfb openbox fonts-dejavu-core libxcb-xtest0-dev dbus xdotool x11-apps x11-utils)
 
 # install_packages NAME...: installs those that are missing; says what can't be.
 install_packages() {

@@ -154,7 +154,7 @@ bool takeFile(Options& options, const std::string& argument, std::string& error)
 {
   if (options.file)
     error = "more than one file: " + argument;
-  else if (!isSong(argument) && !isProgramFile(argument))
+  else if (!isFileToOpen(argument))
     error = "unknown kind of file: " + argument;
   else
     options.file = argument;
@@ -179,6 +179,11 @@ bool isProgramFile(const std::filesystem::path& file)
 {
   const std::string extension = file.extension().string();
   return !extension.empty() && FFileTypeRecord::find(extension.c_str() + 1);
+}
+
+bool isFileToOpen(const std::filesystem::path& file)
+{
+  return isSong(file.string()) || isProgramFile(file);
 }
 
 std::optional<Options> parseCommandLine(const std::vector<std::string>& arguments,

@@ -39,6 +39,9 @@ std::optional<Options> parseCommandLine(const std::vector<std::string>& argument
 /// Whether a file's name says that it is a program or a bank.
 bool isProgramFile(const std::filesystem::path& file);
 
+/// Whether the program opens a file of this name.
+bool isFileToOpen(const std::filesystem::path& file);
+
 std::string usageText(const std::string& programName);
 
 } // namespace orbi

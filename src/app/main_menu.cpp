@@ -79,6 +79,20 @@ enum PluginTag : int64_t {
   showAboutBox = 0x5341626F     // 'SAbo'
 };
 
+/// Asks the user, and remembers the answer for what there is to say of it.
+class ChosenFile final : public FFileDialog {
+public:
+  explicit ChosenFile(UWindow* owner) : dialog_(owner) {}
+  std::optional<std::filesystem::path> ask(const FFileQuestion& question) override
+  {
+    return path = dialog_.ask(question);
+  }
+  std::optional<std::filesystem::path> path; ///< nothing: cancelled
+
+private:
+  UFileDialog dialog_;
+};
+
 Ref<UMenuItem> itemOf(const EntryRow& row)
 {
   return make<UMenuItem>(row.title, row.tag, row.key, row.name);
@@ -154,7 +168,6 @@ bool OrbiPlayerApplication::selectMenu(int32_t tag)
 {
   if (!plugin_)
     return false;
-  UFileDialog dialog(desktop() ? desktop()->frontDocument() : nullptr);
   switch (tag) {
   case aboutTag:
     return pluginDoes(showAboutBox);
@@ -162,18 +175,18 @@ bool OrbiPlayerApplication::selectMenu(int32_t tag)
     openPreferences();
     break;
   case saveProgramTag:
-    tellFileOutcome(plugin_->savePlugProgramFile(dialog));
+    runFileEntry(&OrbPlugin::savePlugProgramFile);
     break;
   case loadProgramTag:
-    tellFileOutcome(plugin_->loadProgramFile(dialog));
+    runFileEntry(&OrbPlugin::loadProgramFile);
     break;
   case saveBankTag:
-    tellFileOutcome(plugin_->saveBankFile(dialog));
+    runFileEntry(&OrbPlugin::saveBankFile);
     break;
   case saveDefaultBankTag:
     return pluginDoes(saveDefaultBank);
   case loadBankTag:
-    tellFileOutcome(plugin_->loadBankFile(dialog));
+    runFileEntry(&OrbPlugin::loadBankFile);
     break;
   case resetMidiTag:
     if (midiInput_)
@@ -188,14 +201,20 @@ bool OrbiPlayerApplication::selectMenu(int32_t tag)
   return false;
 }
 
-/// Nothing to say of what was cancelled or done.
-void OrbiPlayerApplication::tellFileOutcome(int32_t result)
+void OrbiPlayerApplication::runFileEntry(int32_t (OrbPlugin::*entry)(FFileDialog&))
 {
-  const char* fault = plugin_->fileFault();
-  if (fault)
-    show(fault);
-  else if (result < 0)
-    show(UTranslator::text("The file can't be opened."));
+  ChosenFile file(desktop() ? desktop()->frontDocument() : nullptr);
+  const int32_t result = (plugin_->*entry)(file);
+  if (file.path && (result != 0 || plugin_->fileFault()))
+    tellOutcome(*file.path, result, Teller::user);
+}
+
+bool OrbiPlayerApplication::openDroppedFile(const std::filesystem::path& file)
+{
+  if (!plugin_ || !isFileToOpen(file))
+    return false;
+  openFile(file);
+  return true;
 }
 
 // The setup dialog is described by a skin.

@@ -67,7 +67,7 @@ void OrbiPlayerApplication::createStudio()
   studio_ = make<PStudio>();
 }
 
-// The opener of web pages comes with the menu that needs it.
+// Pages are opened by the desktop, which needs no preparing.
 void OrbiPlayerApplication::createUrlOpener() {}
 
 // ---- start ----
@@ -129,6 +129,8 @@ bool OrbiPlayerApplication::openDisplay()
   std::string reason;
   auto system = platform::openWindowSystem(surroundings_.executable.stem().string(), reason);
   if (!system) {
+    if (!reason.ends_with('.'))
+      reason += '.';
     fail(reason + " --headless plays without a window.");
     return false;
   }
@@ -296,6 +298,7 @@ std::string OrbiPlayerApplication::driverFailure(const char* name) const
 /// A run that was given an end would wait for it for ever.
 void OrbiPlayerApplication::endWithoutBlocks()
 {
+  mustEnd_ = false; // said once, however long the message stands there
   char name[LoomDriverList::nameLimit];
   device_->driverName(name);
   audioFailure_ = device_->errorMessage();

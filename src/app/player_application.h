@@ -50,6 +50,7 @@ public:
   void finishRun();
   int exitStatus() const { return exitStatus_; }
 
+  bool openDroppedFile(const std::filesystem::path& file) override;
   int32_t handleMessage(FMessage& message) override; ///< "MenuSelect"
 
 protected:
@@ -103,16 +104,18 @@ private:
   bool pluginAnswers(int64_t question);
   bool pluginDoes(int64_t action);
   bool selectMenu(int32_t tag);
-  void tellFileOutcome(int32_t result);
+  void runFileEntry(int32_t (OrbPlugin::*entry)(FFileDialog&));
   void openPreferences();
   void openPage(int32_t tag);
 
   // Programs and banks that the command line names
   bool opensBeforeSong() const;
   bool openProgramFile(const std::filesystem::path& path);
-  bool loadProgramFile(const std::filesystem::path& path);
+  enum class Teller { user, script }; ///< who is told what went wrong: in a window, or a line
+  bool loadProgramFile(const std::filesystem::path& path, Teller teller);
   void savePrograms();
-  bool tellOutcome(const std::filesystem::path& path, int32_t result);
+  bool tellOutcome(const std::filesystem::path& path, int32_t result, Teller teller);
+  bool tellTrouble(const std::filesystem::path& path, const std::string& reason, Teller teller);
 
   void show(const std::string& text);
   void fail(const std::string& text); ///< shown, and the program ends

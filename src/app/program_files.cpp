@@ -36,7 +36,7 @@ bool OrbiPlayerApplication::opensBeforeSong() const
 bool OrbiPlayerApplication::loadPrograms()
 {
   for (const std::filesystem::path& path : options_.loads)
-    if (!loadProgramFile(path))
+    if (!loadProgramFile(path, Teller::script))
       return false;
   if (opensBeforeSong())
     return openProgramFile(*options_.file);
@@ -47,24 +47,21 @@ bool OrbiPlayerApplication::loadPrograms()
 /// What was asked for at the start is there once FILE is; one that fails later changes nothing.
 bool OrbiPlayerApplication::openProgramFile(const std::filesystem::path& path)
 {
-  const bool isLoaded = loadProgramFile(path);
+  const bool isLoaded = loadProgramFile(path, Teller::user);
   programsLoaded_ = programsLoaded_ || isLoaded;
   return isLoaded;
 }
 
 /// A file that isn't whole doesn't reach the plug-in at all.
-bool OrbiPlayerApplication::loadProgramFile(const std::filesystem::path& path)
+bool OrbiPlayerApplication::loadProgramFile(const std::filesystem::path& path, Teller teller)
 {
   std::string reason;
   const std::optional<bool> isBank = holdsBank(path, reason);
-  if (!isBank) {
-    show(path.string() + ": " + reason);
-    exitStatus_ = 1;
-    return false;
-  }
+  if (!isBank)
+    return tellTrouble(path, reason, teller);
   FGivenFile given(path);
-  return tellOutcome(path,
-                     *isBank ? plugin_->loadBankFile(given) : plugin_->loadProgramFile(given));
+  return tellOutcome(path, *isBank ? plugin_->loadBankFile(given) : plugin_->loadProgramFile(given),
+                     teller);
 }
 
 /// Not where the plug-in never got what it was to be given.
@@ -74,21 +71,30 @@ void OrbiPlayerApplication::savePrograms()
     return;
   if (options_.saveProgram) {
     FGivenFile given(*options_.saveProgram);
-    tellOutcome(*options_.saveProgram, plugin_->savePlugProgramFile(given));
+    tellOutcome(*options_.saveProgram, plugin_->savePlugProgramFile(given), Teller::script);
   }
   if (options_.saveBank) {
     FGivenFile given(*options_.saveBank);
-    tellOutcome(*options_.saveBank, plugin_->saveBankFile(given));
+    tellOutcome(*options_.saveBank, plugin_->saveBankFile(given), Teller::script);
   }
 }
 
 /// True when all that was asked for was done; else says why not.
-bool OrbiPlayerApplication::tellOutcome(const std::filesystem::path& path, int32_t result)
+bool OrbiPlayerApplication::tellOutcome(const std::filesystem::path& path, int32_t result,
+                                        Teller teller)
 {
   const char* fault = plugin_->fileFault();
-  if (result == 1 && !fault)
-    return true;
-  show(path.string() + ": " + (fault ? fault : "nothing was done"));
+  return (result == 1 && !fault) || tellTrouble(path, fault ? fault : "nothing was done", teller);
+}
+
+bool OrbiPlayerApplication::tellTrouble(const std::filesystem::path& path,
+                                        const std::string& reason, Teller teller)
+{
+  const std::string line = path.string() + ": " + reason;
+  if (teller == Teller::script)
+    surroundings_.messages.show(title().view(), line);
+  else
+    show(line);
   exitStatus_ = 1;
   return false;
 }

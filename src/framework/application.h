@@ -19,6 +19,9 @@ public:
 
   UMenuBar* menuBar() const { return menuBar_.get(); } ///< of the main window; null for none
 
+  /// One that the user let go over a window; false for a kind that the program doesn't know.
+  virtual bool openDroppedFile(const std::filesystem::path&) { return false; }
+
   /// "MenuSelect" of the entries that every program has.
   int32_t handleMessage(FMessage& message) override;
   static constexpr int32_t quitTag = 7;

@@ -22,7 +22,8 @@ namespace {
 constexpr int32_t tagOfHost = 0x73744341;  // 'stCA'
 constexpr int64_t tagOfWheel = 0x57686565; // 'Whee'
 constexpr int32_t mostPixels = 8192;       // of an editor's width and height
-constexpr int32_t step = 20;               // from one editor's place to the next one's
+constexpr int64_t editorIdleMilliseconds = 50;
+constexpr int32_t step = 20; // from one editor's place to the next one's
 
 /// Plug-ins know Ctrl and the fourth key by each other's bits.
 uint32_t pluginModifiers(uint32_t modifiers)
@@ -64,13 +65,18 @@ bool OrbPluginHost::openEditor(OrbPlugin& plugin)
   plugin.editorWindow = window.get();
   if (application && application->isSingleWindow() && application->menuBar())
     window->setMenuBar(Ref<UView>::share(application->menuBar()));
+  UDesktop* desktop = UDesktop::instance();
+  if (desktop && !desktop->frame())
+    desktop->setFrame(window.get());
   if (!window->open(nullptr, UWindow::Stored::ignore)) {
+    if (desktop && desktop->frame() == window.get())
+      desktop->setFrame(nullptr);
     plugin.editorWindow = nullptr;
     return false;
   }
   if (application) {
     application->addIdle(window.get());
-    application->wantBusyIdle();
+    application->wantIdleEvery(editorIdleMilliseconds);
   }
   return true;
 }
@@ -114,10 +120,36 @@ void OrbPlugEditorWind::made()
   const UDesktop* desktop = UDesktop::instance();
   if (!plugin_ || !desktop)
     return;
+  setLimits(place().size(), place().size()); // however small the desktop is
   const Point corner = desktop->toPixels(contentRect()).origin();
   child_ = system()->makeChild(Rect::at(corner, editor_), "Plugin Editor");
   plugin_->editorChild = child_ ? child_->handle() : nullptr;
   plugin_->dispatch(opEditorOpen, 0, 0, plugin_->editorChild);
+}
+
+/// The editor's pixels in the units of a new scale, below a bar of another height.
+void OrbPlugEditorWind::scaleChanged()
+{
+  const UDesktop* desktop = UDesktop::instance();
+  if (!desktop)
+    return;
+  const int32_t bars = place().height() - contentRect().height();
+  Size size = desktop->toUnits(Rect::at({}, editor_)).size();
+  size.height += bars;
+  setLimits(size, size);
+  setRect(Rect::at(place().origin(), size));
+  UDocWindow::scaleChanged();
+  if (child_)
+    child_->setBounds(Rect::at(desktop->toPixels(contentRect()).origin(), editor_));
+}
+
+/// What the program can open it opens, the first of them.
+bool OrbPlugEditorWind::filesDropped(const std::vector<std::filesystem::path>& files, Point)
+{
+  auto* application = castTo<GApplication>(UApplication::instance());
+  return application && std::ranges::any_of(files, [application](const auto& file) {
+           return application->openDroppedFile(file);
+         });
 }
 
 void OrbPlugEditorWind::releasePlugin()

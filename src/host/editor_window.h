@@ -27,6 +27,8 @@ public:
   void made() override;                              ///< the child, with the editor in it
   bool keyDown(const UKeyCode& key) override;
   void idle() override;
+  void scaleChanged() override; ///< the plug-in's size in pixels stays
+  bool filesDropped(const std::vector<std::filesystem::path>& files, Point where) override;
   bool canClose() override;
   void closed() override;
   void draw(Canvas& canvas, const Rect& damage) override;

@@ -106,6 +106,7 @@ struct KeyEvent {
   bool down = true;
   bool repeats = false;
   int64_t milliseconds = 0;
+  bool isTaken = false; ///< goes up for us only, as the keys go elsewhere from now on
 };
 
 struct Screen {

@@ -134,11 +134,11 @@ void UApplication::removeIdle(CmObject* receiver)
                static_cast<CmObject*>(nullptr));
 }
 
-void UApplication::wantBusyIdle()
+void UApplication::wantIdleEvery(int64_t milliseconds)
 {
-  if (busyIdle_)
+  if (milliseconds >= idlePeriod_)
     return;
-  busyIdle_ = true;
+  idlePeriod_ = milliseconds;
   if (idleTimer_ == 0)
     return; // the loop will begin so
   runLoop_.removeTimer(idleTimer_);
@@ -153,8 +153,7 @@ void UApplication::wantIdle()
 
 void UApplication::startIdleTimer()
 {
-  idleTimer_ =
-      runLoop_.addTimer(busyIdle_ ? busyIdleMilliseconds : idleMilliseconds, [this] { idle(); });
+  idleTimer_ = runLoop_.addTimer(idlePeriod_, [this] { idle(); });
 }
 
 void UApplication::idle()

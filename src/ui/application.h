@@ -56,7 +56,8 @@ public:
   // Idle
   void addIdle(CmObject* receiver); ///< borrowed; it hears "Idle" until it is removed
   void removeIdle(CmObject* receiver);
-  void wantBusyIdle();    ///< somebody needs idle more often from now on
+  void wantIdleEvery(int64_t milliseconds); ///< somebody needs it that often from now on
+  void wantBusyIdle() { wantIdleEvery(busyIdleMilliseconds); }
   static void wantIdle(); ///< the next one comes at once. Any thread, never blocks
 
   // Whether a value that begins to show another one says so at once, not on the next pass
@@ -118,7 +119,7 @@ private:
   FDependencies dependencies_;
   std::vector<CmObject*> idleReceivers_; ///< null where one left during the walk
   platform::RunLoop::TimerId idleTimer_ = 0;
-  bool busyIdle_ = false;
+  int64_t idlePeriod_ = idleMilliseconds;
   static inline std::atomic<bool> idleWanted_{false}; ///< whoever sets it wakes the loop
   bool directUpdates_ = false;
   std::atomic<bool> quit_{false};

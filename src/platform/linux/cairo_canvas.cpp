@@ -40,9 +40,9 @@ int32_t coordinate(double value)
 
 } // namespace
 
-CairoCanvas::CairoCanvas(const DrawingLibrary& library, TextLayouts& layouts,
+CairoCanvas::CairoCanvas(const DrawingLibrary& library, DrawingCaches& caches,
                          cairo_surface_t* surface, Point origin)
-    : library_(library), layouts_(layouts), cairo_(library.cairo_create(surface))
+    : library_(library), caches_(caches), cairo_(library.cairo_create(surface))
 {
   library_.cairo_translate(cairo_, -origin.x, -origin.y);
 }
@@ -123,29 +123,68 @@ void CairoCanvas::setColor(Color color)
                                  unit(color.alpha) * opacity_);
 }
 
+/// Where a rectangle falls, with its edges on whole pixels; nothing when it is turned.
+std::optional<CairoCanvas::Pixels> CairoCanvas::pixelsOf(const Rect& rect)
+{
+  Pixels result;
+  library_.cairo_get_matrix(cairo_, &result.matrix);
+  const cairo_matrix_t& matrix = result.matrix;
+  if (matrix.xy != 0.0 || matrix.yx != 0.0 || matrix.yy != matrix.xx || !(matrix.xx > 0.0))
+    return {};
+  const auto at = [&](int32_t unit, double origin) {
+    return coordinate(std::round(unit * matrix.xx + origin));
+  };
+  result.rect = {at(rect.left, matrix.x0), at(rect.top, matrix.y0), at(rect.right, matrix.x0),
+                 at(rect.bottom, matrix.y0)};
+  return result;
+}
+
+/// Edges lie on whole pixels, so that what touches doesn't shine through at any scale.
 void CairoCanvas::addRect(const Rect& rect)
 {
-  if (!rect.isEmpty())
-    library_.cairo_rectangle(cairo_, rect.left, rect.top, double(rect.right) - rect.left,
-                             double(rect.bottom) - rect.top);
+  if (rect.isEmpty())
+    return;
+  const auto pixels = pixelsOf(rect);
+  const Rect& where = pixels ? pixels->rect : rect;
+  if (pixels)
+    library_.cairo_identity_matrix(cairo_);
+  library_.cairo_rectangle(cairo_, where.left, where.top, double(where.right) - where.left,
+                           double(where.bottom) - where.top);
+  if (pixels)
+    library_.cairo_set_matrix(cairo_, &pixels->matrix);
 }
 
 void CairoCanvas::addRounded(double left, double top, double width, double height, double radius)
 {
-  radius = std::min({radius, width / 2, height / 2});
-  if (!(radius > 0.0)) {
-    library_.cairo_rectangle(cairo_, left, top, width, height);
-    return;
+  addRoundedPath(library_, cairo_, left, top, width, height, radius);
+}
+
+/// A rectangle with round corners, or its frame, on whole pixels; the colour is set. Small ones by
+/// a mask that is kept.
+void CairoCanvas::paintRounded(const Rect& rect, double radius, double line)
+{
+  const auto pixels = pixelsOf(rect);
+  const double scale = pixels ? pixels->matrix.xx : 1.0;
+  const Rect& where = pixels ? pixels->rect : rect;
+  const double width = line > 0.0 ? std::max(std::round(line * scale), 1.0) : 0.0;
+  cairo_surface_t* mask =
+      pixels ? caches_.masks.find({where.width(), where.height(), radius * scale, width}) : nullptr;
+  if (pixels)
+    library_.cairo_identity_matrix(cairo_);
+  if (mask) {
+    library_.cairo_mask_surface(cairo_, mask, where.left, where.top);
+  } else {
+    addRoundedPath(library_, cairo_, where.left + width / 2, where.top + width / 2,
+                   where.width() - width, where.height() - width, radius * scale - width / 2);
+    library_.cairo_set_line_width(cairo_, width);
+    library_.cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_MITER);
+    if (width > 0.0)
+      library_.cairo_stroke(cairo_);
+    else
+      library_.cairo_fill(cairo_);
   }
-  constexpr double quarter = std::numbers::pi / 2;
-  const double right = left + width - radius;
-  const double bottom = top + height - radius;
-  library_.cairo_new_sub_path(cairo_);
-  library_.cairo_arc(cairo_, right, top + radius, radius, -quarter, 0.0);
-  library_.cairo_arc(cairo_, right, bottom, radius, 0.0, quarter);
-  library_.cairo_arc(cairo_, left + radius, bottom, radius, quarter, 2 * quarter);
-  library_.cairo_arc(cairo_, left + radius, top + radius, radius, 2 * quarter, 3 * quarter);
-  library_.cairo_close_path(cairo_);
+  if (pixels)
+    library_.cairo_set_matrix(cairo_, &pixels->matrix);
 }
 
 void CairoCanvas::addPath(std::span<const Vertex> corners)
@@ -182,9 +221,12 @@ void CairoCanvas::fillRounded(const Rect& rect, double radius, Color color)
 {
   if (rect.isEmpty())
     return;
+  if (!(radius > 0.0)) {
+    fill(rect, color);
+    return;
+  }
   setColor(color);
-  addRounded(rect.left, rect.top, rect.width(), rect.height(), radius);
-  library_.cairo_fill(cairo_);
+  paintRounded(rect, radius, 0.0);
 }
 
 void CairoCanvas::frame(const Rect& rect, double radius, double width, Color color)
@@ -196,11 +238,7 @@ void CairoCanvas::frame(const Rect& rect, double radius, double width, Color col
     return;
   }
   setColor(color);
-  library_.cairo_set_line_width(cairo_, width);
-  library_.cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_MITER);
-  addRounded(rect.left + width / 2, rect.top + width / 2, rect.width() - width,
-             rect.height() - width, radius - width / 2);
-  library_.cairo_stroke(cairo_);
+  paintRounded(rect, radius, width);
 }
 
 void CairoCanvas::line(Vertex from, Vertex to, double width, Color color)
@@ -257,7 +295,7 @@ void CairoCanvas::text(std::string_view text, const Rect& rect, const TextStyle&
     shape.width = rect.width();
   if (shape.wraps && shape.ellipsis)
     shape.height = rect.height();
-  const TextLayouts::Layout& layout = layouts_.find(text, style.font, shape);
+  const TextLayouts::Layout& layout = caches_.layouts.find(text, style.font, shape);
 
   // With a width of its own the layout has the text where it belongs already.
   const double room = rect.width() - layout.width;

@@ -2,17 +2,27 @@
 
 #include "platform/canvas.h"
 #include "platform/linux/drawing_library.h"
+#include "platform/linux/rounded_masks.h"
 #include "platform/linux/text_layouts.h"
 
+#include <optional>
 #include <vector>
 
 namespace orbi::platform {
+
+/// What is kept from one painting to the next.
+struct DrawingCaches {
+  explicit DrawingCaches(const DrawingLibrary& library) : layouts(library), masks(library) {}
+
+  TextLayouts layouts;
+  RoundedMasks masks;
+};
 
 /// Draws on a surface of cairo's, which lives as long as the canvas.
 class CairoCanvas final : public Canvas {
 public:
   /// `origin` of the canvas falls on the surface's top left.
-  CairoCanvas(const DrawingLibrary& library, TextLayouts& layouts, cairo_surface_t* surface,
+  CairoCanvas(const DrawingLibrary& library, DrawingCaches& caches, cairo_surface_t* surface,
               Point origin = {});
   ~CairoCanvas() override;
   CairoCanvas(const CairoCanvas&) = delete;
@@ -46,10 +56,16 @@ private:
   void setColor(Color color);
   void addRect(const Rect& rect);
   void addRounded(double left, double top, double width, double height, double radius);
+  void paintRounded(const Rect& rect, double radius, double line);
+  struct Pixels {
+    Rect rect;
+    cairo_matrix_t matrix; ///< that was there
+  };
+  std::optional<Pixels> pixelsOf(const Rect& rect);
   void addPath(std::span<const Vertex> corners);
 
   const DrawingLibrary& library_;
-  TextLayouts& layouts_;
+  DrawingCaches& caches_;
   cairo_t* const cairo_;
   double opacity_ = 1.0;
   std::vector<double> savedOpacities_;

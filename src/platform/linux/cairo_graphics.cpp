@@ -43,7 +43,7 @@ std::unique_ptr<CairoGraphics> CairoGraphics::open(std::string& error)
   std::unique_ptr<CairoGraphics> result(new CairoGraphics);
   if (!result->library_.load(error))
     return nullptr;
-  result->layouts_ = std::make_unique<TextLayouts>(result->library_);
+  result->caches_ = std::make_unique<DrawingCaches>(result->library_);
   return result;
 }
 
@@ -55,7 +55,7 @@ std::unique_ptr<Image> CairoGraphics::makeImage(Size size)
 std::unique_ptr<Canvas> CairoGraphics::makeCanvas(Image& image)
 {
   cairo_surface_t* surface = static_cast<CairoImage&>(image).makeSurface();
-  auto result = std::make_unique<CairoCanvas>(library_, *layouts_, surface);
+  auto result = std::make_unique<CairoCanvas>(library_, *caches_, surface);
   library_.cairo_surface_destroy(surface); // the canvas has its own hold on it
   return result;
 }
@@ -73,7 +73,7 @@ Size CairoGraphics::measure(std::string_view text, const Font& font, double wrap
   shape.wraps = wrapWidth > 0.0;
   if (shape.wraps)
     shape.width = wrapWidth;
-  const TextLayouts::Layout& layout = layouts_->find(text, font, shape);
+  const TextLayouts::Layout& layout = caches_->layouts.find(text, font, shape);
   return {static_cast<int32_t>(std::ceil(layout.width)),
           static_cast<int32_t>(std::ceil(layout.height))};
 }
@@ -83,14 +83,14 @@ double CairoGraphics::offsetOf(std::string_view text, const Font& font, size_t b
   Places places;
   places.walk(text, byte, SIZE_MAX);
   PangoRectangle place;
-  const TextLayouts::Layout& layout = layouts_->find(text, font, {});
+  const TextLayouts::Layout& layout = caches_->layouts.find(text, font, {});
   library_.pango_layout_index_to_pos(layout.pango, static_cast<int>(places.shown), &place);
   return double(place.x) / PANGO_SCALE;
 }
 
 size_t CairoGraphics::byteAt(std::string_view text, const Font& font, double offset)
 {
-  const TextLayouts::Layout& layout = layouts_->find(text, font, {});
+  const TextLayouts::Layout& layout = caches_->layouts.find(text, font, {});
   int index = 0;
   int charactersAfter = 0;
   const double inside = std::isfinite(offset) ? std::clamp(offset, 0.0, layout.width) : 0.0;

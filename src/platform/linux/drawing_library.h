@@ -19,7 +19,10 @@ namespace orbi::platform {
   use(cairo_device_reference)               use(cairo_fill)                                        \
   use(cairo_font_options_create)            use(cairo_font_options_destroy)                        \
   use(cairo_font_options_set_antialias)     use(cairo_font_options_set_hint_metrics)               \
-  use(cairo_font_options_set_hint_style)    use(cairo_get_source)                                  \
+  use(cairo_font_options_set_hint_style)    use(cairo_get_matrix)                                    \
+  use(cairo_get_source)                     use(cairo_identity_matrix)                               \
+  use(cairo_image_surface_create)           use(cairo_mask_surface)                                  \
+  use(cairo_set_matrix)                                                                              \
   use(cairo_image_surface_create_for_data)  use(cairo_image_surface_create_from_png)               \
   use(cairo_image_surface_get_height)       use(cairo_image_surface_get_width)                     \
   use(cairo_line_to)                        use(cairo_move_to)                                     \

@@ -30,6 +30,8 @@ std::unique_ptr<X11ChildWindow> X11ChildWindow::make(X11WindowSystem& system, xc
   if (error != nullptr || display.isLost())
     return nullptr;
   display.setBytes(id, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, validUtf8(name.substr(0, 256)));
+  constexpr std::string_view kind("plugin\0QuillmoreChildWindowClass", 33);
+  display.setBytes(id, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, kind);
   x.xcb_map_window(display.connection, id);
   x.xcb_flush(display.connection);
   return std::unique_ptr<X11ChildWindow>(new X11ChildWindow(system, id, parent));

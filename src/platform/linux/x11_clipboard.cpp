@@ -106,9 +106,9 @@ bool X11Clipboard::give(const xcb_selection_request_event_t& request, xcb_atom_t
 std::string X11Clipboard::read()
 {
   const X11Display& display = system_.display();
-  const auto owner = display.reply(
-      display.x.xcb_get_selection_owner_reply,
-      display.x.xcb_get_selection_owner(display.connection, display.atoms.clipboard));
+  const auto owner =
+      display.reply(display.x.xcb_get_selection_owner_reply,
+                    display.x.xcb_get_selection_owner(display.connection, display.atoms.clipboard));
   if (!owner || owner->owner == XCB_NONE)
     return {};
   if (text_ && owner->owner == system_.leader())

@@ -170,6 +170,8 @@ void X11WindowSystem::press(const xcb_button_press_event_t& event)
   }
   if (!hasManager_ && !window->isActive() && !window->isPopup())
     window->activate();
+  else if (window->isActive() && event.child == XCB_NONE && capturing_ == 0)
+    window->takeKeys(); // from a plug-in's child
   PointerEvent told = pointerEvent(event);
   told.button = button;
   told.buttons |= button;

@@ -298,6 +298,7 @@ std::optional<KeyEvent> X11Keyboard::releaseAny()
   KeyEvent result;
   result.key = **held;
   result.down = false;
+  result.isTaken = true;
   result.milliseconds = display_.time;
   held->reset();
   return result;

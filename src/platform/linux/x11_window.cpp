@@ -226,8 +226,7 @@ void X11Window::paintOffscreen(const std::vector<Rect>& region, const Rect& boun
   if (surface == nullptr)
     return;
   {
-    CairoCanvas canvas(system.cairo().library(), system.cairo().layouts(), surface,
-                       bounds.origin());
+    CairoCanvas canvas(system.cairo().library(), system.cairo().caches(), surface, bounds.origin());
     canvas.clipToRegion(region);
     canvas.clear();
     listener_.windowPaint(canvas, region);
@@ -243,7 +242,7 @@ void X11Window::paintDirectly(const std::vector<Rect>& region)
   const CairoGraphics& cairo = system_->cairo();
   cairo_surface_t* surface = system_->buffer().windowSurface(id_, visual(), client_.size());
   {
-    CairoCanvas canvas(cairo.library(), system_->cairo().layouts(), surface);
+    CairoCanvas canvas(cairo.library(), system_->cairo().caches(), surface);
     canvas.clipToRegion(region);
     if (options_.transparent)
       canvas.clear();

@@ -47,6 +47,7 @@ public:
   // What the system knows
   xcb_window_t id() const { return id_; }
   xcb_window_t keyHolder() const { return keyHolder_; }
+  void takeKeys() { focusByHand(XCB_CURRENT_TIME); } ///< while it is active
   WindowListener& listener() { return listener_; }
   bool isPopup() const { return options_.kind == WindowKind::popup; }
   bool needsPaint() const;
@@ -103,9 +104,10 @@ private:
   xcb_window_t keyHolder_ = 0;
   xcb_window_t parent_ = 0; // the root, or the manager's frame
 
-  Rect client_;       // as asked for or as the server told, whichever was last
-  Rect toldClient_;   // to the listener
-  Rect normalClient_; // to return to without a manager
+  Rect client_;               // as asked for or as the server told, whichever was last
+  Rect toldClient_;           // to the listener
+  bool placeIsAsked_ = false; // of the server, which hasn't answered yet
+  Rect normalClient_;         // to return to without a manager
   Rect extents_;
   Size smallest_, largest_;
   WindowState state_ = WindowState::normal;

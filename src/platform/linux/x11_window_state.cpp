@@ -3,6 +3,8 @@
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
 
+#include <utility>
+
 namespace orbi::platform {
 
 // ---- showing ------------------------------------------------------------------------------------
@@ -93,6 +95,7 @@ void X11Window::setClient(const Rect& client)
     return;
   const bool sizes = place.size() != client_.size();
   client_ = place;
+  placeIsAsked_ = true;
   placeIsOfParent_ = false; // whatever it was, it is over
   if (sizes || !shown_)
     writeSizeHints(); // before, as they may forbid it
@@ -243,6 +246,8 @@ void X11Window::tellPlace()
 
   X11WindowSystem& system = *system_;
   const xcb_window_t id = id_;
+  // What was asked for may have been refused, and then the former place is news.
+  const bool isNews = std::exchange(placeIsAsked_, false);
   const Rect told = toldClient_;
   const Rect present = client_;
   toldClient_ = present;
@@ -250,9 +255,9 @@ void X11Window::tellPlace()
     toldState_ = state_;
     listener_.windowStateChanged(state_);
   }
-  if (system.find(id) == this && present.origin() != told.origin())
+  if (system.find(id) == this && (isNews || present.origin() != told.origin()))
     listener_.windowMoved(present.origin());
-  if (system.find(id) != this || present.size() == told.size())
+  if (system.find(id) != this || (!isNews && present.size() == told.size()))
     return;
   invalidate({0, 0, present.width(), present.height()});
   listener_.windowResized(present.size());

@@ -234,6 +234,7 @@ void X11WindowSystem::releaseCapture(xcb_window_t window)
   capturesKeys_ = false;
   library_.xcb_ungrab_pointer(display_->connection, XCB_CURRENT_TIME);
   library_.xcb_ungrab_keyboard(display_->connection, XCB_CURRENT_TIME);
+  library_.xcb_flush(display_->connection); // the user's desktop waits for it
 }
 
 Point X11WindowSystem::pointer() const

@@ -18,6 +18,7 @@ CM_REGISTER_ABSTRACT(UAlert); // needs its words
 namespace {
 
 constexpr int32_t textWidth = 340;
+constexpr int32_t mostTextHeight = 480; ///< what is longer is cut
 
 std::string titleOfProgram()
 {
@@ -43,7 +44,7 @@ UAlert::UAlert(std::string_view text, const std::vector<const char*>& buttons)
   }
   const int32_t margin = 2 * theme.margin;
   const int32_t width = std::max({words.width, buttonsWidth, 220}) + 2 * margin;
-  const int32_t textBottom = margin + std::max(words.height, theme.rowHeight);
+  const int32_t textBottom = margin + std::clamp(words.height, theme.rowHeight, mostTextHeight);
   const int32_t buttonTop = textBottom + margin;
   setRect({0, 0, width, buttonTop + theme.buttonHeight + theme.margin});
 
@@ -70,10 +71,19 @@ int32_t UAlert::ask(std::string_view text, const std::vector<const char*>& butto
   return result == cancelled ? last : result - 1;
 }
 
+void UAlert::show(std::string_view text, UWindow* owner)
+{
+  if (UDesktop::instance())
+    ask(text, {"OK"}, owner);
+  else
+    platform::StandardErrorMessages().show(titleOfProgram(), text);
+}
+
 void UMessageBoxes::show(std::string_view title, std::string_view text)
 {
-  const UDesktop* desktop = UDesktop::instance();
-  if (desktop && !const_cast<UDesktop*>(desktop)->system().isLost())
+  UDesktop* desktop = UDesktop::instance();
+  const UApplication* application = UApplication::instance();
+  if (desktop && !desktop->system().isLost() && application && !application->isQuitting())
     UAlert::show(text);
   else
     without_.show(title, text);

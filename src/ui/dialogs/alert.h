@@ -22,7 +22,7 @@ public:
   /// meanwhile, the last one's.
   static int32_t ask(std::string_view text, const std::vector<const char*>& buttons,
                      UWindow* owner = nullptr);
-  static void show(std::string_view text, UWindow* owner = nullptr) { ask(text, {"OK"}, owner); }
+  static void show(std::string_view text, UWindow* owner = nullptr); ///< a line without a display
 };
 
 /// Message boxes as windows; in a run without a display they go where the other one shows them.

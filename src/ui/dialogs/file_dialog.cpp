@@ -92,7 +92,8 @@ bool listFolder(const std::filesystem::path& folder, std::string_view extension,
 
 UFileSelector::UFileSelector(const FFileQuestion& question, std::filesystem::path folder)
     : CmClass(Rect::at({}, selectorSize), question.title, dialogStyle | styleSizable),
-      saves_((question.mode & openWrite) != 0), extension_(question.type.extension.text())
+      saves_((question.mode & openWrite) != 0), extension_(question.type.extension.text()),
+      kind_(question.type.description.text())
 {
   setName("File Selector");
   setLimits({360, 260}, {});
@@ -168,6 +169,9 @@ void UFileSelector::addViews(const FFileQuestion& question)
 /// One that can't be read leaves what is shown.
 void UFileSelector::goTo(std::filesystem::path folder)
 {
+  folder = folder.lexically_normal();
+  if (!folder.has_filename()) // a slash at its end would be a place of its own
+    folder = folder.parent_path();
   std::vector<UFolderEntry> entries;
   if (!listFolder(folder, extension_, entries)) {
     trouble_->setTitle(UTranslator::filled("The folder \"%s\" can't be read.", folder.string()));
@@ -181,7 +185,7 @@ void UFileSelector::goTo(std::filesystem::path folder)
     names.push_back(entry.isFolder ? entry.name + "/" : entry.name);
   list_->setItems(std::move(names));
   pathEdit_->setText(folder_.string());
-  trouble_->setTitle("");
+  trouble_->setTitle(kind_);
 }
 
 void UFileSelector::pathEntered()
@@ -189,7 +193,7 @@ void UFileSelector::pathEntered()
   const std::filesystem::path typed(pathEdit_->text());
   const std::filesystem::path whole = typed.is_absolute() ? typed : folder_ / typed;
   if (isFolder(whole)) {
-    goTo(whole.lexically_normal());
+    goTo(whole);
   } else {
     nameEdit_->setText(whole.string());
     accept();
@@ -198,8 +202,13 @@ void UFileSelector::pathEntered()
 
 void UFileSelector::selectionChanged(int32_t index)
 {
-  if (index >= 0 && !entries_[static_cast<size_t>(index)].isFolder)
-    nameEdit_->setText(entries_[static_cast<size_t>(index)].name);
+  if (index < 0)
+    return;
+  const UFolderEntry& entry = entries_[static_cast<size_t>(index)];
+  if (!entry.isFolder)
+    nameEdit_->setText(entry.name);
+  else if (!saves())
+    nameEdit_->setText("");
 }
 
 void UFileSelector::activate(int32_t index)
@@ -233,7 +242,7 @@ void UFileSelector::accept()
   const std::filesystem::path typed = folder_ / nameEdit_->text();
   if (!nameEdit_->text().empty() && isFolder(typed)) {
     nameEdit_->setText("");
-    goTo(typed.lexically_normal());
+    goTo(typed);
     return;
   }
   if (nameEdit_->text().empty() && list_->selected() >= 0) {
@@ -255,24 +264,32 @@ bool UFileSelector::canEnd(int32_t result)
       trouble_->setTitle(UTranslator::filled("There is no file \"%s\".", path.filename().string()));
     return false;
   }
+  if (saves() && isFolder(path)) {
+    goTo(path);
+    return false;
+  }
   if (saves() && !isFolder(path.parent_path())) {
     trouble_->setTitle(
         UTranslator::filled("There is no folder \"%s\".", path.parent_path().string()));
     return false;
   }
-  if (saves() && isThere &&
-      UAlert::ask(UTranslator::filled("A file \"%s\" exists already. Do you want to replace it?",
-                                      path.filename().string()),
-                  {"Replace", "Cancel"}, this) != 0)
+  if (saves() && isThere && !mayReplace(path))
     return false;
   chosen_ = path;
   return true;
 }
 
+bool UFileSelector::mayReplace(const std::filesystem::path& path)
+{
+  const std::string question =
+      UTranslator::text("Do you want to replace ") + path.filename().string() + "?";
+  return UAlert::ask(question, {"Replace", "Cancel"}, this) == 0;
+}
+
 bool UFileSelector::keyDown(const UKeyCode& key)
 {
-  const bool isUp =
-      (key.key == keyArrowUp && key.isOnly(platform::altKey)) || (key.key == keyBack && key.isOnly(0));
+  const bool isUp = (key.key == keyArrowUp && key.isOnly(platform::altKey)) ||
+                    (key.key == keyBack && key.isOnly(0));
   if (!isUp)
     return UModalDialog::keyDown(key);
   goUp();

@@ -45,10 +45,12 @@ private:
   void activate(int32_t index);
   void accept();
   std::filesystem::path typedPath() const;
+  bool mayReplace(const std::filesystem::path& path);
   bool saves() const { return saves_; }
 
   const bool saves_;
   const std::string extension_;
+  const std::string kind_; ///< what files are shown, for the reader
   std::filesystem::path folder_;
   std::filesystem::path chosen_;
   std::vector<UFolderEntry> entries_;

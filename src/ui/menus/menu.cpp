@@ -91,7 +91,8 @@ int32_t UMenu::tell(const char* id, UMenuItem& item) const
 
 void UMenu::prepare()
 {
-  for (const Ref<UMenuItem>& item : items_)
+  const std::vector<Ref<UMenuItem>> items = items_; // a handler may change them
+  for (const Ref<UMenuItem>& item : items)
     if (!item->isSeparator() && !item->subMenu())
       tell("MenuCanSelect", *item);
 }

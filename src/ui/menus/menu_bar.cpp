@@ -35,6 +35,7 @@ UMenuBar::UMenuBar() : CmClass(Rect{0, 0, 0, barHeight})
 UMenuBar::~UMenuBar()
 {
   closeMenu();
+  stop();
 }
 
 UMenu& UMenuBar::add(Ref<UMenu> menu)
@@ -229,7 +230,8 @@ void UMenuBar::stop()
 bool UMenuBar::walk(const UKeyCode& key)
 {
   const UDesktop* desktop = UDesktop::instance();
-  if (!desktop || desktop->mouse().clickedAt != clickedAt_) { // the pointer did something else
+  if (!desktop || desktop->modalWindow() || desktop->topWindow() != window() ||
+      desktop->mouse().clickedAt != clickedAt_) { // something else goes on
     stop();
     return false;
   }

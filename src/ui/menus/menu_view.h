@@ -18,7 +18,11 @@ public:
 
   Size preferredSize() const override;
   int32_t topOf(size_t index) const; ///< in the menu as a whole
-  std::optional<size_t> current() const { return current_; }
+  /// None when the entry has gone meanwhile.
+  std::optional<size_t> current() const
+  {
+    return current_ && *current_ < count() ? current_ : std::nullopt;
+  }
   void setCurrent(std::optional<size_t> index); ///< an entry that can be chosen, or none
   /// From the current entry to the next that can be chosen, around the end; -1: upward.
   void step(int32_t by);

@@ -228,6 +228,13 @@ void UMenuWindow::onMouseLeave()
     view_->point({-1, -1});
 }
 
+/// A press in the menu is meant for it.
+void UMenuWindow::onMouseDown(const UMouseEvent& event)
+{
+  root().hasMoved_ = true;
+  UPopupWindow::onMouseDown(event);
+}
+
 void UMenuWindow::onMouseUp(const UMouseEvent& event)
 {
   UPopupWindow::onMouseUp(event);

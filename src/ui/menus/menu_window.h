@@ -46,6 +46,7 @@ public:
 
   bool keyDown(const UKeyCode& key) override;
   void onMouseMove(const UMouseEvent& event) override;
+  void onMouseDown(const UMouseEvent& event) override;
   void onMouseUp(const UMouseEvent& event) override;
   void onMouseLeave() override;
   void pointerOutside(const UMouseEvent& event) override;

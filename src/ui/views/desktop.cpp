@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace orbi {
 
@@ -194,7 +195,10 @@ void UDesktop::closeAll()
 {
   const std::vector<Ref<UWindow>> before = windows_;
   for (const Ref<UWindow>& window : before)
-    window->closeNow();
+    if (window.get() != frame_) // to which others keep their places
+      window->closeNow();
+  if (const Ref<UWindow> frame = Ref<UWindow>::share(frame_))
+    frame->closeNow();
 }
 
 void UDesktop::opened(UWindow& window)
@@ -328,7 +332,9 @@ void UDesktop::showBusy(bool busy)
 
 void UDesktop::screensChanged()
 {
-  scale_ = system_.scale();
+  const double former = std::exchange(scale_, system_.scale());
+  if (scale_ == former)
+    return;
   const std::vector<Ref<UWindow>> before = windows_;
   for (const Ref<UWindow>& window : before)
     window->scaleChanged();

@@ -84,7 +84,8 @@ bool UProgressDialog::step(double share)
     return !hasEnded();
   shownAt_ = now;
   application->handlePending();
-  return !hasEnded() && !application->isQuitting();
+  const platform::RunLoop* loop = platform::RunLoop::instance();
+  return !hasEnded() && !application->isQuitting() && !(loop && loop->quitRequested());
 }
 
 // About

@@ -46,13 +46,20 @@ bool isFiltered(UWindowMessageKind kind, UWindow* window)
 bool UDesktop::keyPressed(platform::Window& window, const platform::KeyEvent& event)
 {
   toolTips_->hide();
+  lastKey_ = {};
   if (isFiltered(UWindowMessageKind::keyDown, windowOf(window)))
     return true;
-  if (std::ranges::count(typingClasses, system_.focusedChildClass()) != 0)
+  if (!frontPopup() && std::ranges::count(typingClasses, system_.focusedChildClass()) != 0)
     return false;
+  // A key that was held down before a question appeared doesn't answer it.
+  const bool answers = event.key == platform::Key::enter || event.key == platform::Key::padEnter ||
+                       event.key == platform::Key::escape;
+  if (event.repeats && answers && modalWindow())
+    return true;
   bool isTaken = false;
   for (const UKeyCode& key : keyCodesOf(event)) {
-    lastKey_ = key;
+    if (!event.repeats && (key.modifiers & ~uint32_t(platform::altKey)) == 0)
+      lastKey_ = key;
     isTaken = routeKey(key) || isTaken;
   }
   return isTaken;
@@ -63,6 +70,8 @@ void UDesktop::keyReleased(platform::Window& window, const platform::KeyEvent& e
   if (isFiltered(UWindowMessageKind::keyUp, windowOf(window)) ||
       std::ranges::count(typingClasses, system_.focusedChildClass()) != 0)
     return;
+  if (event.isTaken)
+    lastKey_ = {}; // whoever took the keys saw how the stroke went on
   for (const UKeyCode& key : keyCodesOf(event))
     routeKeyUp(key);
 }
@@ -129,6 +138,7 @@ bool UDesktop::turnWheel(int32_t axis, int32_t distance, Point screen)
   if ((rest < 0) != (distance < 0))
     rest = 0; // turning back counts at once
   rest += std::clamp(distance, -wheelNotch * 100, wheelNotch * 100);
+  lastKey_ = {};
   const int32_t notches = rest / wheelNotch;
   rest %= wheelNotch;
   return notches != 0 && routeWheel(axis, notches, screen);

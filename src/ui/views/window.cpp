@@ -77,7 +77,7 @@ bool UWindow::open(UWindow* owner, Stored stored)
   proc_ = std::move(proc);
   desktop->opened(*this);
   showAsWanted();
-  return true;
+  return isOpen();
 }
 
 /// What the options of a window don't say.
@@ -95,6 +95,8 @@ void UWindow::showAsWanted()
   state_ = 0;
   restartTimer();
   made();
+  if (!isOpen()) // who made something of it closed it
+    return;
   system()->show();
   if (wanted & stateMaximized)
     maximize();
@@ -106,8 +108,9 @@ platform::WindowOptions UWindow::options() const
 {
   const UDesktop& desktop = *UDesktop::instance();
   platform::WindowOptions options;
+  const bool isDocument = isA(UDocWindow::className); // keeps its class, also as the only window
   options.kind = desktop.frame() == this ? platform::WindowKind::frame : kind();
-  options.className = classNameOf(options.kind);
+  options.className = classNameOf(isDocument ? kind() : options.kind);
   options.title = title().text();
   options.client = desktop.toPixels(place_);
   options.placed = place_.origin() != Point{};
@@ -226,7 +229,11 @@ void UWindow::endSizing()
 void UWindow::scaleChanged()
 {
   applyLimits();
-  system()->setClient(UDesktop::instance()->toPixels(place_));
+  const UDesktop& desktop = *UDesktop::instance();
+  if (!isMaximized()) {
+    setRect(movedInto(place_, desktop.workArea(place_.origin())));
+    system()->setClient(desktop.toPixels(place_));
+  }
   invalidate();
 }
 

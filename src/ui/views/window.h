@@ -93,6 +93,7 @@ public:
   void cancelMouse();                                    ///< whoever holds the pointer loses it
   void viewsAt(Point point, std::vector<UView*>& views); ///< outermost first, itself included
   void updateCursor();
+  virtual void scaleChanged(); ///< its place in units stays
 
   // Timer: one of the system for all views, while there are any that want it
   void addTimer(UView& view, int64_t milliseconds); ///< it gets "Timer"; again: another period
@@ -160,6 +161,7 @@ private:
 
   void letGo(UView& view);       ///< with all in it: no focus, no pointer
   void viewRemoved(UView& view); ///< is about to be, likewise
+  void dropCapture();
   void setHoverView(UView* view);
   void hoverAt(const UMouseEvent& event);
   void dragBy(const UMouseEvent& event);
@@ -177,8 +179,8 @@ private:
   void applySize(Size from);
   void endSizing();
   void stopTimers();
-  void scaleChanged();
   void pressView(UView& view, const UMouseEvent& event);
+  bool goesWithOwner() const;
   void enterState(State state, const char* before, const char* after);
   void requestState(State state);
   platform::RunLoop::TimerId startTimer(int64_t milliseconds, void (UWindow::*call)());
@@ -201,6 +203,7 @@ private:
   Point dragFrom_; ///< from the origin to where it was taken
   platform::Cursor shownCursor_ = platform::Cursor::arrow;
   bool dragging_ = false;
+  bool captured_ = false; ///< by takeMouse
   bool closing_ = false;
   bool sizing_ = false;
   std::vector<TimedView> timed_;

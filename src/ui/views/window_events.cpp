@@ -6,6 +6,7 @@
 #include "ui/views/window_properties.h"
 
 #include <algorithm>
+#include <utility>
 
 // What happens to a window, and how its views hear of it.
 
@@ -38,12 +39,19 @@ void UWindow::onState(platform::WindowState state)
     state_ &= ~uint32_t(stateMaximized | stateMinimized);
   else if (state == platform::WindowState::maximized && hasStyle(styleMaximize))
     enterState(stateMaximized, "MsgWindowWillMaximize", "MsgWindowMaximized");
-  else if (state == platform::WindowState::minimized && hasStyle(styleMinimize))
+  else if (state == platform::WindowState::minimized &&
+           (hasStyle(styleMinimize) || goesWithOwner()))
     enterState(stateMinimized, "MsgWindowWillMinimize", nullptr);
   else
     system()->setState(platform::WindowState::normal);
   if (properties_)
     properties_->show();
+}
+
+/// Desktops hide what belongs to a window together with it.
+bool UWindow::goesWithOwner() const
+{
+  return owner_ || kind() == platform::WindowKind::modal || kind() == platform::WindowKind::panel;
 }
 
 void UWindow::enterState(State state, const char* before, const char* after)
@@ -65,7 +73,8 @@ void UWindow::onActivate()
     former->onDeactivate();
   desktop.activeWindow_ = this;
   desktop.toFront(*this);
-  tellFocus(true);
+  if (!desktop.frontPopup()) // which has the keys
+    tellFocus(true);
   tellControllers("MsgWindowOnActivate", 1);
 }
 
@@ -234,8 +243,10 @@ void UWindow::onMouseUp(const UMouseEvent& event)
   lastMouse_ = event.where;
   dragging_ = dragging_ && event.buttons != 0;
   const Ref<UView> holder = Ref<UView>::share(mouseView_);
-  if (event.buttons == 0)
+  if (event.buttons == 0) {
     mouseView_ = nullptr;
+    dropCapture();
+  }
   if (holder)
     holder->mouseUp(inView(event, *holder));
   if (isOpen() && !mouseView_)
@@ -276,6 +287,7 @@ bool UWindow::takeMouse(UView& view)
   if (mouseView_ != &view)
     cancelMouse();
   mouseView_ = &view;
+  captured_ = true;
   return true;
 }
 
@@ -284,7 +296,17 @@ void UWindow::releaseMouse(UView& view)
   if (mouseView_ != &view)
     return;
   mouseView_ = nullptr;
-  if (isOpen())
+  dropCapture();
+}
+
+/// What `takeMouse` took; a popup keeps what it needs itself.
+void UWindow::dropCapture()
+{
+  if (!std::exchange(captured_, false) || !isOpen())
+    return;
+  if (kind() == platform::WindowKind::popup && takesInput())
+    system()->capture(platform::Window::Capture::pointerAndKeys);
+  else
     system()->releaseCapture();
 }
 
@@ -293,6 +315,7 @@ void UWindow::cancelMouse()
   dragging_ = false;
   const Ref<UView> holder = Ref<UView>::share(mouseView_);
   mouseView_ = nullptr;
+  dropCapture();
   if (holder)
     holder->mouseCancelled();
 }

@@ -63,6 +63,26 @@ void UDialog::closed()
   UWindow::closed();
 }
 
+/// Keys are its own from the first moment, whenever the desktop gets round to activating it.
+bool UModalDialog::isActive() const
+{
+  const UDesktop* desktop = UDesktop::instance();
+  return UDialog::isActive() || (isRunning() && desktop && desktop->topWindow() == this);
+}
+
+/// The keys go back to what is in front now; not every desktop sees to that.
+void UModalDialog::closed()
+{
+  UDialog::closed();
+  const UDesktop* desktop = UDesktop::instance();
+  UApplication* application = UApplication::instance();
+  UWindow* next = desktop ? desktop->topWindow() : nullptr;
+  if (!next || !application || application->isQuitting())
+    return;
+  application->setActiveControl(next->focusView());
+  next->bringToFront();
+}
+
 bool UModalDialog::open(UWindow* owner, Stored stored)
 {
   UDesktop* desktop = UDesktop::instance();
@@ -111,7 +131,10 @@ bool UPopupWindow::open(UWindow* owner, Stored stored)
   if (!UWindow::open(owner, stored))
     return false;
   formerControl_ = former;
-  system()->capture(platform::Window::Capture::pointerAndKeys);
+  if (!system()->capture(platform::Window::Capture::pointerAndKeys)) {
+    closeNow(); // somebody else has them: it could be neither used nor closed
+    return false;
+  }
   tellFocus(true);
   return true;
 }
@@ -124,9 +147,11 @@ void UPopupWindow::closed()
   UDesktop* desktop = UDesktop::instance();
   if (!takesInput() || !application || !desktop)
     return;
-  application->setActiveControl(formerControl_);
+  UPopupWindow* below = desktop->frontPopup();
+  UWindow* active = desktop->activeWindow();
+  application->setActiveControl(!below && active ? active->focusView() : formerControl_);
   formerControl_ = nullptr;
-  if (UPopupWindow* below = desktop->frontPopup())
+  if (below)
     below->system()->capture(platform::Window::Capture::pointerAndKeys);
 }
 

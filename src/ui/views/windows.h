@@ -78,6 +78,8 @@ public:
   /// when it can't open or the program quits.
   int32_t run(UWindow* owner = nullptr);
   bool isRunning() const { return isOpen() && !hasEnded(); }
+  bool isActive() const override;
+  void closed() override;
 };
 
 /// Popup that closes on a press outside. While it is open the pointer and the keys are its own; one

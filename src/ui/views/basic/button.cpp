@@ -25,7 +25,8 @@ UButtonBase::UButtonBase(const Rect& rect, std::string_view title, UValue* value
 bool UButtonBase::keyDown(const UKeyCode& key)
 {
   UWindow* owner = window();
-  if (key.key != keySpace || !key.isOnly(0) || !owner || !isEnabled())
+  const bool isClick = key.key == keySpace || key.key == keyReturn || key.key == keyEnter;
+  if (!isClick || !key.isOnly(0) || !owner || !isEnabled())
     return false;
   owner->command(*this, UWindow::commandClick);
   return true;

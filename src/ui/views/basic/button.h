@@ -15,7 +15,7 @@ public:
 
   void setAction(std::function<void()> action) { action_ = std::move(action); }
 
-  bool keyDown(const UKeyCode& key) override; ///< Space clicks
+  bool keyDown(const UKeyCode& key) override; ///< Space and Return click
   void mouseEntered() override;
   void mouseLeft() override;
   void onFocus(bool has) override;
