@@ -5,7 +5,6 @@
 #include "soundfont/finder.h"
 #include "soundfont/instrument.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -24,8 +23,6 @@ constexpr size_t programNameBytes = 128;
 constexpr size_t productStringBytes = 64;
 constexpr int32_t hostTag = 0x73744341;  // "stCA": the host's own questions
 constexpr int64_t wheelTag = 0x57686565; // "Whee"
-constexpr float wheelNotch = 120.0f;
-constexpr float fewNotches = 8.0f; // no wheel moves in steps as small as that
 
 /// Lets numbers too small to hear count as zero: dying echoes would cost many times the time.
 class ZeroTheTiny {
@@ -98,12 +95,6 @@ int64_t setChunk(Instrument& instrument, int32_t index, int64_t bytes, const voi
 }
 
 #if SOUNDFONT_HAS_EDITOR
-/// Some hosts tell whole notches, others parts of them.
-double notchesOf(float distance)
-{
-  return std::fabs(distance) < fewNotches ? distance : distance / wheelNotch;
-}
-
 int64_t answerForEditor(Plugin& plugin, int32_t opcode, int32_t index, int64_t value, void* ptr,
                         float opt)
 {
@@ -127,7 +118,7 @@ int64_t answerForEditor(Plugin& plugin, int32_t opcode, int32_t index, int64_t v
   case opEditorKeyDown:
     return editor.keyDown({index, value, static_cast<int>(opt)});
   case opVendorSpecific:
-    return index == hostTag && value == wheelTag && editor.wheel(notchesOf(opt));
+    return index == hostTag && value == wheelTag && editor.wheel(opt);
   default:
     return 0;
   }

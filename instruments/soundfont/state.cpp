@@ -67,7 +67,8 @@ public:
     require(u32() == magic);
     require(u32() == formatVersion);
     require(u32() == kind);
-    require(u32() == left_);
+    const uint32_t payload = u32(); // read first: left_ is what comes after it
+    require(payload == left_);
   }
 
   uint8_t u8(uint8_t highest = 255)

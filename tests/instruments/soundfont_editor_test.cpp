@@ -258,7 +258,7 @@ TEST_F(SoundFontEditor, mouse_keys_and_wheel_choose_presets_on_the_chosen_channe
   user_->click(presetX, secondPresetY);
   EXPECT_TRUE(plugin.becomes([&] { return plugin.chunk(0) != before; }));
   EXPECT_EQ(plugin.call(opGetProgram), 127); // of the first channel
-  EXPECT_EQ(plugin.call(opVendorSpecific, hostTag, wheelTag, nullptr, -120), 1);
+  EXPECT_EQ(plugin.call(opVendorSpecific, hostTag, wheelTag, nullptr, -1), 1);
   EXPECT_EQ(plugin.call(opVendorSpecific, hostTag, 0x3F41626F), 0);
 }
 
@@ -326,7 +326,7 @@ TEST_F(SoundFontEditor, outlives_the_hosts_window_and_the_display)
       plugin->play(256);
       plugin->call(opEditorIdle);
       plugin->call(opEditorKeyDown, 0, down);
-      plugin->call(opVendorSpecific, hostTag, wheelTag, nullptr, 120);
+      plugin->call(opVendorSpecific, hostTag, wheelTag, nullptr, 1);
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_TRUE(plugin->sounds());
