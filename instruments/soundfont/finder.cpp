@@ -20,7 +20,8 @@ bool readable(const std::string& path)
   return !path.empty() && access(path.c_str(), R_OK) == 0;
 }
 
-/// The path by which this module was loaded, without its extension.
+} // namespace
+
 std::string moduleStem()
 {
   Dl_info info{};
@@ -33,8 +34,6 @@ std::string moduleStem()
     path.erase(dot);
   return path;
 }
-
-} // namespace
 
 std::string findSoundFont()
 {

@@ -8,4 +8,7 @@ namespace soundfont {
 /// name with .sf2 or .sf3 beside the module, the file that ORBI_SOUNDFONT names, the system's.
 std::string findSoundFont();
 
+/// The path by which this module was loaded, without its extension; empty when it isn't known.
+std::string moduleStem();
+
 } // namespace soundfont

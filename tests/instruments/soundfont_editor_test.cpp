@@ -1,5 +1,6 @@
 #include "instruments/plugin.h"
 #include "shared/realtime_watch.h"
+#include "shared/variable.h"
 #include "shared/x_server.h"
 #include "shared/x_user.h"
 
@@ -117,6 +118,7 @@ protected:
     user_.emplace();
   }
 
+  const Variable withoutDefaultBank_{"XDG_CONFIG_HOME", "/dev/null"};
   XServer display_;
   std::optional<Hand> user_;
 };
