@@ -35,6 +35,13 @@ std::string moduleStem()
   return path;
 }
 
+bool keepModule()
+{
+  Dl_info info{};
+  return dladdr(reinterpret_cast<const void*>(&findSoundFont), &info) != 0 && info.dli_fname &&
+         dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
+}
+
 std::string findSoundFont()
 {
   if (const std::string stem = moduleStem(); !stem.empty())

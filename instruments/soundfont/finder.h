@@ -11,4 +11,6 @@ std::string findSoundFont();
 /// The path by which this module was loaded, without its extension; empty when it isn't known.
 std::string moduleStem();
 
+bool keepModule(); ///< in memory, even when its last user closes it; for a thread that still runs
+
 } // namespace soundfont

@@ -373,19 +373,44 @@ TEST_F(SoundFontEditor,
   other.on();
   EXPECT_EQ(chord(other), expected);
 
-  EXPECT_EQ(plugin.setChunk(0, without), 1); // back to the default
+  EXPECT_EQ(plugin.setChunk(0, without), 1); // back to the default, which loads while it plays
   EXPECT_EQ(plugin.chunk(0), without);
-  EXPECT_TRUE(user_->drop(plugin.parent, OtherFont::uri()));
-  while (plugin.chunk(0).size() == without.size()) // while the driver stands still
+  while (plugin.chunk(0).size() == without.size()) { // while the driver stands still
+    EXPECT_TRUE(user_->drop(plugin.parent, OtherFont::uri()));
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
   plugin.setChunk(0, bank);
   EXPECT_EQ(chord(plugin), expected);
 
+  { // closed while it loads
+    Plugin hurried(ORBI_SOUNDFONT_MODULE);
+    hurried.on();
+    EXPECT_EQ(hurried.setChunk(0, bank), 1);
+  }
+  EXPECT_EQ(plugin.setChunk(0, without), 1);
+  EXPECT_EQ(plugin.setChunk(0, bank), 1); // the newest counts
+  EXPECT_EQ(plugin.chunk(0), bank);
+  EXPECT_TRUE(plugin.becomes([&] {
+    plugin.off();
+    EXPECT_EQ(plugin.setChunk(0, bank), 1);
+    plugin.on();
+    return chord(plugin) == expected;
+  }));
+  ASSERT_TRUE(plugin.becomes([&] { return user_->picture(headline) == standing; }));
+
   fs::remove(font.path);
   ASSERT_EQ(fresh.setChunk(0, bank), 1); // the file is gone: all but the SoundFont comes back
-  EXPECT_EQ(fresh.chunk(0).size(), without.size());
+  EXPECT_EQ(fresh.chunk(0), bank);       // and it stays the bank's
   fresh.on();
   EXPECT_NE(chord(fresh), expected);
+  plugin.off();
+  EXPECT_EQ(plugin.setChunk(0, without), 1);
+  plugin.on();
+  EXPECT_EQ(plugin.setChunk(0, bank), 1);
+  EXPECT_TRUE(plugin.becomes([&] { return user_->picture(headline) != standing; }));
+  EXPECT_EQ(plugin.chunk(0), bank);
+  EXPECT_EQ(plugin.setChunk(0, without), 1);
+  EXPECT_TRUE(plugin.becomes([&] { return user_->picture(headline) == standing; }));
   for (size_t bytes = without.size() + 1; bytes < bank.size(); ++bytes)
     ASSERT_EQ(fresh.setChunk(0, {bank.begin(), bank.begin() + static_cast<long>(bytes)}), 0);
 }

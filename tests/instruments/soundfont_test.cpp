@@ -246,6 +246,13 @@ TEST_F(SoundFont, broken_chunks_change_nothing)
     const float none = NAN;
     std::memcpy(&bad[16 + 2], &none, sizeof none); // the first parameter
     EXPECT_EQ(other.setChunk(kind, bad), 0);
+    if (kind == 0)
+      for (const auto& [generator, value] : {std::pair{5, 16385.0f}, {10, -16385.0f}, {14, 1.0f}}) {
+        bad = good;
+        std::memcpy(&bad[16 + 2 + 11 * 4 + 10 + 128 + static_cast<size_t>(generator) * 4], &value,
+                    sizeof value); // the first channel's
+        EXPECT_EQ(other.setChunk(kind, bad), 0) << generator;
+      }
     for (size_t at = 0; at < 16; ++at) { // the header
       bad = good;
       bad[at] ^= 0x41;
