@@ -75,6 +75,16 @@ public:
     return taken;
   }
 
+  /// Holds something above the window for as long as the answer exists.
+  std::unique_ptr<XUser> drag(xcb_window_t window)
+  {
+    auto program = std::make_unique<XUser>();
+    const xcb_window_t source = program->makeWindow(root(), 1, 1, 0);
+    program->sync();
+    message(window, "XdndEnter", {source, 5u << 24, atom("text/uri-list"), 0, 0});
+    return program;
+  }
+
 private:
   void message(xcb_window_t window, const std::string& type, const uint32_t (&data)[5])
   {
@@ -268,7 +278,7 @@ TEST_F(SoundFontEditor, keyboard_plays_louder_further_down_and_what_midi_plays_i
 {
   Shown plugin(*user_);
   plugin.on();
-  ASSERT_TRUE(plugin.becomes([&] { return user_->pixelAt(middleCX, whitesTop) != 0; }));
+  ASSERT_TRUE(plugin.becomes([&] { return !plugin.isLit(middleCX); })); // drawn
   float peaks[2] = {};
   for (int i : {0, 1}) {
     user_->moveTo(lowestCX, i ? keysBottom : keysTop);
@@ -346,11 +356,17 @@ TEST_F(SoundFontEditor,
   const auto without = plugin.chunk(0);
   ASSERT_TRUE(
       plugin.becomes([&] { return user_->property(plugin.parent, "XdndProxy").size() == 4; }));
-  ASSERT_TRUE(plugin.becomes([&] { return user_->pixelAt(middleCX, whitesTop) != 0; }));
-  EXPECT_FALSE(user_->drop(plugin.parent, "http://example.org/a.sf2\r\n"));
+  ASSERT_TRUE(plugin.becomes([&] { return !plugin.isLit(middleCX); })); // drawn
   const std::string standing = user_->picture(headline);
+  EXPECT_FALSE(user_->drop(plugin.parent, "http://example.org/a.sf2\r\n"));
+  const auto isStanding = [&] { return user_->picture(headline) == standing; };
+  {
+    const auto program = user_->drag(plugin.parent);
+    EXPECT_TRUE(plugin.becomes([&] { return !isStanding(); })); // it invites
+  }
+  EXPECT_TRUE(plugin.becomes(isStanding)); // the program is gone with what it dragged
   EXPECT_TRUE(user_->drop(plugin.parent, "file:///proc/self/status\r\n"));
-  EXPECT_TRUE(plugin.becomes([&] { return user_->picture(headline) != standing; })); // it says so
+  EXPECT_TRUE(plugin.becomes([&] { return !isStanding(); })); // it says so
   EXPECT_EQ(plugin.chunk(0), without);
 
   plugin.send({{0x90, 60, 100}, {0xC1, 48, 0}, {0xB1, 7, 90}});
@@ -396,7 +412,7 @@ TEST_F(SoundFontEditor,
     plugin.on();
     return chord(plugin) == expected;
   }));
-  ASSERT_TRUE(plugin.becomes([&] { return user_->picture(headline) == standing; }));
+  ASSERT_TRUE(plugin.becomes(isStanding));
 
   fs::remove(font.path);
   ASSERT_EQ(fresh.setChunk(0, bank), 1); // the file is gone: all but the SoundFont comes back
@@ -407,10 +423,10 @@ TEST_F(SoundFontEditor,
   EXPECT_EQ(plugin.setChunk(0, without), 1);
   plugin.on();
   EXPECT_EQ(plugin.setChunk(0, bank), 1);
-  EXPECT_TRUE(plugin.becomes([&] { return user_->picture(headline) != standing; }));
+  EXPECT_TRUE(plugin.becomes([&] { return !isStanding(); }));
   EXPECT_EQ(plugin.chunk(0), bank);
   EXPECT_EQ(plugin.setChunk(0, without), 1);
-  EXPECT_TRUE(plugin.becomes([&] { return user_->picture(headline) == standing; }));
+  EXPECT_TRUE(plugin.becomes(isStanding));
   for (size_t bytes = without.size() + 1; bytes < bank.size(); ++bytes)
     ASSERT_EQ(fresh.setChunk(0, {bank.begin(), bank.begin() + static_cast<long>(bytes)}), 0);
 }
