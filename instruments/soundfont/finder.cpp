@@ -20,7 +20,8 @@ bool readable(const std::string& path)
   return !path.empty() && access(path.c_str(), R_OK) == 0;
 }
 
-/// The path by which this module was loaded, without its extension.
+} // namespace
+
 std::string moduleStem()
 {
   Dl_info info{};
@@ -34,7 +35,12 @@ std::string moduleStem()
   return path;
 }
 
-} // namespace
+bool keepModule()
+{
+  Dl_info info{};
+  return dladdr(reinterpret_cast<const void*>(&findSoundFont), &info) != 0 && info.dli_fname &&
+         dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
+}
 
 std::string findSoundFont()
 {

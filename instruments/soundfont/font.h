@@ -17,6 +17,7 @@ struct Font {
   std::string path;
   std::string name;            ///< the file's, without folder and extension
   std::vector<Preset> presets; ///< by bank, then program
+  std::string missing;         ///< path of the one that this stands in for; mostly empty
 };
 
 } // namespace soundfont

@@ -1,5 +1,6 @@
 #include "soundfont/instrument.h"
 
+#include "soundfont/finder.h"
 #include "soundfont/hold.h"
 
 #include <algorithm>
@@ -15,9 +16,19 @@ constexpr int sostenutoPedal = 66;
 
 } // namespace
 
+/// A thread that still reads a file goes on for as long as that takes, and then finds nobody.
 Instrument::~Instrument()
 {
-  if (loader_.joinable())
+  bool reads;
+  {
+    const std::lock_guard lock(loading_->mutex);
+    loading_->instrument = nullptr;
+    loading_->next.reset();
+    reads = loading_->runs;
+  }
+  if (reads && keepModule())
+    loader_.detach();
+  else if (loader_.joinable())
     loader_.join();
   delete next_.load();
   delete former_.load();
@@ -104,13 +115,13 @@ void Instrument::setProgramName(int program, const char* name)
 {
   if (program < 0 || program >= programCount || !name)
     return;
-  const std::lock_guard lock(mainMutex_);
+  const std::lock_guard lock(loading_->mutex);
   main_.names[static_cast<uint8_t>(program)] = std::string(name, strnlen(name, longestName));
 }
 
 std::string Instrument::programName(int program) const
 {
-  const std::lock_guard lock(mainMutex_);
+  const std::lock_guard lock(loading_->mutex);
   if (const auto given = main_.names.find(static_cast<uint8_t>(program));
       given != main_.names.end())
     return given->second;
@@ -119,15 +130,13 @@ std::string Instrument::programName(int program) const
 
 std::vector<uint8_t>& Instrument::makeBankChunk()
 {
-  const std::lock_guard lock(mainMutex_);
-  const std::string path = font()->path;
-  return main_.chunk = writeBank({parameters(), channelsAsAsked(), main_.names,
-                                  path == main_.defaultFont ? std::string() : path});
+  const std::lock_guard lock(loading_->mutex);
+  return main_.chunk = writeBank({parameters(), channelsAsAsked(), main_.names, fontOfBank()});
 }
 
 std::vector<uint8_t>& Instrument::makeProgramChunk()
 {
-  const std::lock_guard lock(mainMutex_);
+  const std::lock_guard lock(loading_->mutex);
   const ChannelState first = channelsAsAsked()[0];
   return main_.chunk = writeProgram({parameters(), first.program, first.bank});
 }
@@ -137,7 +146,7 @@ bool Instrument::setBankChunk(const void* data, size_t bytes)
   std::optional<Bank> bank = readBank(data, bytes);
   if (!bank)
     return false;
-  const std::lock_guard lock(mainMutex_);
+  const std::lock_guard lock(loading_->mutex);
   useFontOfBank(bank->font);
   std::copy(bank->parameters.begin(), bank->parameters.end(), parameters_.begin());
   main_.names = std::move(bank->names);
@@ -163,7 +172,7 @@ bool Instrument::setProgramChunk(const void* data, size_t bytes)
 
 void Instrument::setSampleRate(float rate)
 {
-  const std::lock_guard lock(mainMutex_);
+  const std::lock_guard lock(loading_->mutex);
   if (!(rate >= 1.0f) || rate == main_.sampleRate)
     return;
   main_.sampleRate = rate;
@@ -175,14 +184,14 @@ void Instrument::setSampleRate(float rate)
 
 void Instrument::turnOn()
 {
-  const std::lock_guard lock(mainMutex_);
+  const std::lock_guard lock(loading_->mutex);
   main_.on = true;
   restart(channelsAsAsked());
 }
 
 void Instrument::turnOff()
 {
-  const std::lock_guard lock(mainMutex_);
+  const std::lock_guard lock(loading_->mutex);
   if (!main_.on)
     return;
   stopAudio();

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,7 +25,7 @@ namespace soundfont {
 /// synth of its own, made while this one plays on, and the audio thread fades over to it.
 class Instrument {
 public:
-  Instrument() = default;
+  Instrument() { loading_->instrument = this; }
   ~Instrument();
   Instrument(const Instrument&) = delete;
   Instrument& operator=(const Instrument&) = delete;
@@ -57,6 +58,7 @@ public:
   std::shared_ptr<const Font> font() const; ///< in use; never null once loaded
   bool changeFont(const std::string& path); ///< returns at once; false while another one loads
   FontChange fontChange() const { return fontChange_; } ///< how the last change went
+  uint32_t fontChanges() const { return fontChanges_; } ///< counts the turns it has taken
 
   // Audio thread
   void playEvents(const OrbEventList& list);
@@ -64,6 +66,17 @@ public:
 
 private:
   class AudioTurn;
+  struct Loading;
+  struct FontRequest {
+    enum class From { user, bank };
+    From from;
+    std::string path;
+    std::string standIn; ///< plays where that one can't be loaded; empty: what plays now goes on
+  };
+  struct LoadedFont {
+    std::unique_ptr<Synth> synth; ///< null where none could be loaded
+    std::string path;
+  };
   struct KeyMessage {
     uint8_t status, key, velocity;
   };
@@ -78,10 +91,17 @@ private:
   ChannelStates channelsAsAsked();
   ParameterValues parameters() const;
 
-  void loadAndExchange(const std::string& path);
+  static LoadedFont loadFont(const FontRequest& request);
+  static void loadFonts(const std::shared_ptr<Loading>& loading);
+  bool requestFont(FontRequest request);
+  void forgetRequests();
+  void takeFont(const FontRequest& request, LoadedFont loaded);
+  void setFontChange(FontChange change);
   void exchangeSynth(std::unique_ptr<Synth> fresh);
   void useFont(const Synth& synth, const std::string& path);
   void useFontOfBank(const std::string& path);
+  void setMissing(const std::string& path);
+  std::string fontOfBank() const;
 
   void takeChanges();
   void applyChanges(Synth& synth);
@@ -118,19 +138,30 @@ private:
   Activity activity_;
   std::array<std::atomic<float>, parameterCount> parameters_{};
 
-  mutable std::mutex mainMutex_; // between the main thread and the one that loads a SoundFont
+  /// What is shared with the thread that loads SoundFonts. It may outlive the instrument, as
+  /// reading a large file can't be broken off.
+  struct Loading {
+    std::mutex mutex;                 // between the main thread and that one
+    Instrument* instrument = nullptr; // null once it is gone
+    std::optional<FontRequest> next;
+    uint32_t newest = 0; // the request's number: what was loaded for an older one isn't used
+    bool runs = false;   // a thread sees to next
+  };
+  const std::shared_ptr<Loading> loading_ = std::make_shared<Loading>();
   struct {
     std::array<std::string, programCount> fontNames;
     std::map<uint8_t, std::string> names; // given by the user
     std::string defaultFont;
+    std::string comingFont; // a bank's, while it loads; else empty
     double sampleRate = 44100.0;
     bool on = false;
     std::vector<uint8_t> chunk;
-  } main_; // with mainMutex_
+  } main_; // with loading_->mutex
 
   mutable std::mutex fontMutex_; // for moments, and the last one to be taken
   std::shared_ptr<const Font> font_;
   std::atomic<FontChange> fontChange_{FontChange::none};
+  std::atomic<uint32_t> fontChanges_{0};
   std::thread loader_;
 };
 

@@ -3,7 +3,7 @@
 
 #include <chrono>
 #include <exception>
-#include <system_error>
+#include <functional>
 #include <utility>
 
 namespace soundfont {
@@ -32,36 +32,104 @@ std::shared_ptr<const Font> Instrument::font() const
 
 bool Instrument::changeFont(const std::string& path)
 {
-  if (fontChange_.exchange(FontChange::loading) == FontChange::loading)
+  if (fontChange_ == FontChange::loading)
     return false;
-  if (loader_.joinable())
-    loader_.join();
-  try {
-    loader_ = std::thread([this, path] { loadAndExchange(path); });
-  } catch (const std::system_error&) { // no thread to be had
-    fontChange_ = FontChange::failed;
-  }
-  activity_.changed();
+  const std::lock_guard lock(loading_->mutex);
+  if (fontChange_ == FontChange::loading)
+    return false;
+  if (!requestFont({FontRequest::From::user, path, {}}))
+    setFontChange(FontChange::failed);
   return true;
 }
 
-/// On a thread of its own: reading a large file takes seconds.
-void Instrument::loadAndExchange(const std::string& path)
+/// With the mutex, as all that follows but for the loading itself. False: no thread to be had.
+bool Instrument::requestFont(FontRequest request)
+{
+  Loading& loading = *loading_;
+  ++loading.newest;
+  loading.next = std::move(request);
+  if (!loading.runs) {
+    if (loader_.joinable())
+      loader_.join(); // it has left the mutex for the last time
+    try {
+      loader_ = std::thread(loadFonts, loading_);
+    } catch (const std::exception&) {
+      loading.next.reset();
+      return false;
+    }
+    loading.runs = true;
+  }
+  setFontChange(FontChange::loading);
+  return true;
+}
+
+/// On a thread of its own: reading a large file takes seconds. It sees to what is asked for
+/// meanwhile as well; only what was asked for last comes into the instrument.
+void Instrument::loadFonts(const std::shared_ptr<Loading>& loading)
+{
+  std::unique_lock lock(loading->mutex);
+  while (loading->next) {
+    const FontRequest request = *std::exchange(loading->next, std::nullopt);
+    const uint32_t number = loading->newest;
+    lock.unlock();
+    LoadedFont loaded = loadFont(request);
+    lock.lock();
+    if (loading->instrument && number == loading->newest)
+      loading->instrument->takeFont(request, std::move(loaded));
+  }
+  loading->runs = false;
+}
+
+Instrument::LoadedFont Instrument::loadFont(const FontRequest& request)
+{
+  for (const std::string& path : {std::cref(request.path), std::cref(request.standIn)}) {
+    try {
+      if (!path.empty())
+        if (auto synth = loadSynth(path))
+          return {std::move(synth), path};
+    } catch (const std::exception&) { // out of memory, or the file's folder can't be looked at
+    }
+  }
+  return {};
+}
+
+void Instrument::takeFont(const FontRequest& request, LoadedFont loaded)
 {
   FontChange outcome = FontChange::failed;
+  const bool ofBank = request.from == FontRequest::From::bank;
   try {
-    if (auto fresh = loadSynth(path)) {
-      const std::lock_guard lock(mainMutex_);
-      if (!main_.on || fresh->begin(main_.sampleRate, parameters(), channelsAsAsked())) {
-        useFont(*fresh, path);
-        exchangeSynth(std::move(fresh));
-        outcome = FontChange::loaded;
-      }
+    const bool came = loaded.synth != nullptr && loaded.path == request.path;
+    if (loaded.synth &&
+        (!main_.on || loaded.synth->begin(main_.sampleRate, parameters(), channelsAsAsked()))) {
+      useFont(*loaded.synth, loaded.path);
+      exchangeSynth(std::move(loaded.synth));
+      outcome = FontChange::loaded;
+    }
+    if (ofBank && !came) {
+      setMissing(request.path);
+      outcome = FontChange::loaded; // the header says what stands in for it
     }
   } catch (const std::exception&) { // out of memory: what was there stays
   }
-  fontChange_ = outcome;
+  main_.comingFont.clear();
+  setFontChange(outcome);
+}
+
+void Instrument::setFontChange(FontChange change)
+{
+  fontChange_ = change;
+  ++fontChanges_;
   activity_.changed();
+}
+
+/// What loads isn't used any more.
+void Instrument::forgetRequests()
+{
+  ++loading_->newest;
+  loading_->next.reset();
+  main_.comingFont.clear();
+  if (fontChange_ == FontChange::loading)
+    setFontChange(FontChange::none);
 }
 
 /// Hands the synth to the audio thread and frees the former one. Where no audio runs, at once.
@@ -101,28 +169,53 @@ void Instrument::useFont(const Synth& synth, const std::string& path)
   std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
   if (const size_t dot = name.rfind('.'); dot != std::string::npos && dot > 0)
     name.erase(dot);
-  auto font = std::make_shared<const Font>(Font{path, std::move(name), synth.presets()});
+  auto font = std::make_shared<const Font>(Font{path, std::move(name), synth.presets(), {}});
   const std::lock_guard lock(fontMutex_);
   font_ = std::move(font);
 }
 
-/// The bank's SoundFont, or the default one where it names none or its file is gone. The caller
-/// restarts the synth.
+/// The bank's SoundFont, or the default one where it names none or its file is gone. While the
+/// audio runs it comes when it is loaded; before, it is there at once. The caller restarts the
+/// synth.
 void Instrument::useFontOfBank(const std::string& path)
 {
+  forgetRequests();
+  const std::string& wanted = path.empty() ? main_.defaultFont : path;
   const std::string present = font()->path;
-  for (const std::string& wanted : {path, main_.defaultFont}) {
-    if (wanted == present)
-      return;
-    if (wanted.empty())
-      continue;
-    if (auto fresh = loadSynth(wanted)) {
-      useFont(*fresh, wanted);
-      stopAudio();
-      synth_ = std::move(fresh);
-      return;
-    }
+  if (present == wanted) {
+    setMissing({});
+    return;
   }
+  const bool hasDefault = present == main_.defaultFont || wanted == main_.defaultFont;
+  const FontRequest request{FontRequest::From::bank, wanted,
+                            hasDefault ? std::string() : main_.defaultFont};
+  if (main_.on && requestFont(request))
+    main_.comingFont = wanted;
+  else
+    takeFont(request, loadFont(request));
+}
+
+/// The SoundFont that a bank names: what it was told, even while that one loads or is missing.
+std::string Instrument::fontOfBank() const
+{
+  const auto present = font();
+  const std::string& named = !main_.comingFont.empty()  ? main_.comingFont
+                             : present->missing.empty() ? present->path
+                                                        : present->missing;
+  return named == main_.defaultFont ? std::string() : named;
+}
+
+/// Notes that the present SoundFont stands in for another one, or with an empty path for none.
+void Instrument::setMissing(const std::string& path)
+{
+  const auto present = font();
+  if (present->missing == path)
+    return;
+  auto changed = std::make_shared<Font>(*present);
+  changed->missing = path;
+  const std::lock_guard lock(fontMutex_);
+  font_ = std::move(changed);
+  activity_.changed();
 }
 
 } // namespace soundfont

@@ -2,10 +2,10 @@
 #if SOUNDFONT_HAS_EDITOR
 #include "soundfont/editor/editor.h"
 #endif
+#include "soundfont/default_bank.h"
 #include "soundfont/finder.h"
 #include "soundfont/instrument.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -22,10 +22,12 @@ constexpr int32_t uniqueId = 0x5346506C; // "SFPl"
 constexpr int32_t version = 1000;
 constexpr size_t programNameBytes = 128;
 constexpr size_t productStringBytes = 64;
-constexpr int32_t hostTag = 0x73744341;  // "stCA": the host's own questions
-constexpr int64_t wheelTag = 0x57686565; // "Whee"
-constexpr float wheelNotch = 120.0f;
-constexpr float fewNotches = 8.0f; // no wheel moves in steps as small as that
+constexpr int32_t hostTag = 0x73744341; // "stCA": the host's own questions
+enum HostQuestion : int64_t {
+  hasDefaultBankTag = 0x3F414442,  // "?ADB"
+  saveDefaultBankTag = 0x53414442, // "SADB"
+  wheelTag = 0x57686565            // "Whee"
+};
 
 /// Lets numbers too small to hear count as zero: dying echoes would cost many times the time.
 class ZeroTheTiny {
@@ -97,13 +99,14 @@ int64_t setChunk(Instrument& instrument, int32_t index, int64_t bytes, const voi
   return index == 0 ? instrument.setBankChunk(data, size) : instrument.setProgramChunk(data, size);
 }
 
-#if SOUNDFONT_HAS_EDITOR
-/// Some hosts tell whole notches, others parts of them.
-double notchesOf(float distance)
+/// One that can't be read, or isn't whole, counts as none.
+int64_t loadDefaultBank(Instrument& instrument)
 {
-  return std::fabs(distance) < fewNotches ? distance : distance / wheelNotch;
+  const std::vector<uint8_t> chunk = readDefaultBank();
+  return instrument.setBankChunk(chunk.data(), chunk.size());
 }
 
+#if SOUNDFONT_HAS_EDITOR
 int64_t answerForEditor(Plugin& plugin, int32_t opcode, int32_t index, int64_t value, void* ptr,
                         float opt)
 {
@@ -127,7 +130,7 @@ int64_t answerForEditor(Plugin& plugin, int32_t opcode, int32_t index, int64_t v
   case opEditorKeyDown:
     return editor.keyDown({index, value, static_cast<int>(opt)});
   case opVendorSpecific:
-    return index == hostTag && value == wheelTag && editor.wheel(notchesOf(opt));
+    return value == wheelTag && editor.wheel(opt);
   default:
     return 0;
   }
@@ -139,11 +142,27 @@ int64_t answerForEditor(Plugin&, int32_t, int32_t, int64_t, void*, float)
 }
 #endif
 
+int64_t answerHost(Plugin& plugin, int32_t index, int64_t question, float opt)
+{
+  if (index != hostTag)
+    return 0;
+  switch (question) {
+  case hasDefaultBankTag:
+    return 1;
+  case saveDefaultBankTag:
+    return saveDefaultBank(plugin.instrument.makeBankChunk());
+  default:
+    return answerForEditor(plugin, opVendorSpecific, index, question, nullptr, opt);
+  }
+}
+
 int64_t answer(OrbEffect* effect, int32_t opcode, int32_t index, int64_t value, void* ptr,
                float opt)
 {
   Instrument& instrument = instrumentOf(effect);
   switch (opcode) {
+  case opOpen:
+    return loadDefaultBank(instrument);
   case opClose:
     delete reinterpret_cast<Plugin*>(effect);
     return 0;
@@ -177,6 +196,8 @@ int64_t answer(OrbEffect* effect, int32_t opcode, int32_t index, int64_t value, 
       instrument.playEvents(*static_cast<const OrbEventList*>(ptr));
     return 1;
   }
+  case opVendorSpecific:
+    return answerHost(*reinterpret_cast<Plugin*>(effect), index, value, opt);
   case opGetOutputProperties:
     return describeOutput(index, ptr);
   case opGetProductString:

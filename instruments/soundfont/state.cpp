@@ -67,7 +67,8 @@ public:
     require(u32() == magic);
     require(u32() == formatVersion);
     require(u32() == kind);
-    require(u32() == left_);
+    const uint32_t payload = u32(); // read first: left_ is what comes after it
+    require(payload == left_);
   }
 
   uint8_t u8(uint8_t highest = 255)
@@ -157,9 +158,20 @@ void writeChannel(Writer& out, const ChannelState& channel)
     out.f32(value);
 }
 
+/// How far messages can move each generator, in steps of widestData: data entry goes that far, and
+/// FluidSynth takes it once, twice or four times. Those with 0 can't be reached.
+constexpr float widestData = 8192.0f;
+constexpr std::array<uint8_t, generatorCount> generatorScales{
+    1, 1, 1, 1, 1, 2, 2, 2, 2, 1, // sample offsets, modulation of pitch, filter
+    2, 2, 1, 1, 0, 1, 1, 1, 0, 0, // modulation of filter and volume, sends, pan
+    0, 2, 4, 2, 4, 2, 2, 2, 2, 1, // oscillators, modulation envelope
+    2, 1, 1, 2, 2, 2, 2, 1, 2, 1, // volume envelope
+    1, 0, 0, 0, 0, 1, 0, 1, 1, 0, // key, velocity, attenuation
+    1, 1, 1, 0, 0, 0, 1, 0, 0, 1, // tuning
+    0, 2, 1, 0};
+
 void readChannel(Reader& in, ChannelState& channel)
 {
-  constexpr float widestOffset = 1e6f;
   channel.bank = in.u16(highestBank);
   channel.nextBank = in.u16(highestBank);
   channel.program = in.u8(127);
@@ -169,8 +181,10 @@ void readChannel(Reader& in, ChannelState& channel)
   channel.bend = in.u16(16383);
   for (uint8_t& value : channel.controllers)
     value = in.u8(127);
-  for (float& value : channel.generators)
-    value = in.f32(-widestOffset, widestOffset);
+  for (size_t i = 0; i < generatorCount; ++i) {
+    const float widest = generatorScales[i] * widestData;
+    channel.generators[i] = in.f32(-widest, widest);
+  }
 }
 
 void readNames(Reader& in, std::map<uint8_t, std::string>& names)

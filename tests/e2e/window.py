@@ -49,7 +49,9 @@ def open_menu(player, title):
 
 def choose(player, title, entry):
     """By the pointer."""
-    rows = PLACES[title][1]
+    rows = list(PLACES[title][1])
+    if title == "File" and player.name == "SoundFont":  # which keeps a default bank
+        rows.insert(rows.index("Save Bank") + 1, "Save as Default Bank")
     menu = open_menu(player, title)
     x, y, _, height = player.screen.place(menu)
     heights = [24 if row else 9 for row in rows]

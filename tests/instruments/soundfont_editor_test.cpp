@@ -1,5 +1,6 @@
 #include "instruments/plugin.h"
 #include "shared/realtime_watch.h"
+#include "shared/variable.h"
 #include "shared/x_server.h"
 #include "shared/x_user.h"
 
@@ -74,6 +75,16 @@ public:
     return taken;
   }
 
+  /// Holds something above the window for as long as the answer exists.
+  std::unique_ptr<XUser> drag(xcb_window_t window)
+  {
+    auto program = std::make_unique<XUser>();
+    const xcb_window_t source = program->makeWindow(root(), 1, 1, 0);
+    program->sync();
+    message(window, "XdndEnter", {source, 5u << 24, atom("text/uri-list"), 0, 0});
+    return program;
+  }
+
 private:
   void message(xcb_window_t window, const std::string& type, const uint32_t (&data)[5])
   {
@@ -117,6 +128,7 @@ protected:
     user_.emplace();
   }
 
+  const Variable withoutDefaultBank_{"XDG_CONFIG_HOME", "/dev/null"};
   XServer display_;
   std::optional<Hand> user_;
 };
@@ -258,7 +270,7 @@ TEST_F(SoundFontEditor, mouse_keys_and_wheel_choose_presets_on_the_chosen_channe
   user_->click(presetX, secondPresetY);
   EXPECT_TRUE(plugin.becomes([&] { return plugin.chunk(0) != before; }));
   EXPECT_EQ(plugin.call(opGetProgram), 127); // of the first channel
-  EXPECT_EQ(plugin.call(opVendorSpecific, hostTag, wheelTag, nullptr, -120), 1);
+  EXPECT_EQ(plugin.call(opVendorSpecific, hostTag, wheelTag, nullptr, -1), 1);
   EXPECT_EQ(plugin.call(opVendorSpecific, hostTag, 0x3F41626F), 0);
 }
 
@@ -266,7 +278,7 @@ TEST_F(SoundFontEditor, keyboard_plays_louder_further_down_and_what_midi_plays_i
 {
   Shown plugin(*user_);
   plugin.on();
-  ASSERT_TRUE(plugin.becomes([&] { return user_->pixelAt(middleCX, whitesTop) != 0; }));
+  ASSERT_TRUE(plugin.becomes([&] { return !plugin.isLit(middleCX); })); // drawn
   float peaks[2] = {};
   for (int i : {0, 1}) {
     user_->moveTo(lowestCX, i ? keysBottom : keysTop);
@@ -326,7 +338,7 @@ TEST_F(SoundFontEditor, outlives_the_hosts_window_and_the_display)
       plugin->play(256);
       plugin->call(opEditorIdle);
       plugin->call(opEditorKeyDown, 0, down);
-      plugin->call(opVendorSpecific, hostTag, wheelTag, nullptr, 120);
+      plugin->call(opVendorSpecific, hostTag, wheelTag, nullptr, 1);
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_TRUE(plugin->sounds());
@@ -344,11 +356,17 @@ TEST_F(SoundFontEditor,
   const auto without = plugin.chunk(0);
   ASSERT_TRUE(
       plugin.becomes([&] { return user_->property(plugin.parent, "XdndProxy").size() == 4; }));
-  ASSERT_TRUE(plugin.becomes([&] { return user_->pixelAt(middleCX, whitesTop) != 0; }));
-  EXPECT_FALSE(user_->drop(plugin.parent, "http://example.org/a.sf2\r\n"));
+  ASSERT_TRUE(plugin.becomes([&] { return !plugin.isLit(middleCX); })); // drawn
   const std::string standing = user_->picture(headline);
+  EXPECT_FALSE(user_->drop(plugin.parent, "http://example.org/a.sf2\r\n"));
+  const auto isStanding = [&] { return user_->picture(headline) == standing; };
+  {
+    const auto program = user_->drag(plugin.parent);
+    EXPECT_TRUE(plugin.becomes([&] { return !isStanding(); })); // it invites
+  }
+  EXPECT_TRUE(plugin.becomes(isStanding)); // the program is gone with what it dragged
   EXPECT_TRUE(user_->drop(plugin.parent, "file:///proc/self/status\r\n"));
-  EXPECT_TRUE(plugin.becomes([&] { return user_->picture(headline) != standing; })); // it says so
+  EXPECT_TRUE(plugin.becomes([&] { return !isStanding(); })); // it says so
   EXPECT_EQ(plugin.chunk(0), without);
 
   plugin.send({{0x90, 60, 100}, {0xC1, 48, 0}, {0xB1, 7, 90}});
@@ -371,19 +389,44 @@ TEST_F(SoundFontEditor,
   other.on();
   EXPECT_EQ(chord(other), expected);
 
-  EXPECT_EQ(plugin.setChunk(0, without), 1); // back to the default
+  EXPECT_EQ(plugin.setChunk(0, without), 1); // back to the default, which loads while it plays
   EXPECT_EQ(plugin.chunk(0), without);
-  EXPECT_TRUE(user_->drop(plugin.parent, OtherFont::uri()));
-  while (plugin.chunk(0).size() == without.size()) // while the driver stands still
+  while (plugin.chunk(0).size() == without.size()) { // while the driver stands still
+    EXPECT_TRUE(user_->drop(plugin.parent, OtherFont::uri()));
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
   plugin.setChunk(0, bank);
   EXPECT_EQ(chord(plugin), expected);
 
+  { // closed while it loads
+    Plugin hurried(ORBI_SOUNDFONT_MODULE);
+    hurried.on();
+    EXPECT_EQ(hurried.setChunk(0, bank), 1);
+  }
+  EXPECT_EQ(plugin.setChunk(0, without), 1);
+  EXPECT_EQ(plugin.setChunk(0, bank), 1); // the newest counts
+  EXPECT_EQ(plugin.chunk(0), bank);
+  EXPECT_TRUE(plugin.becomes([&] {
+    plugin.off();
+    EXPECT_EQ(plugin.setChunk(0, bank), 1);
+    plugin.on();
+    return chord(plugin) == expected;
+  }));
+  ASSERT_TRUE(plugin.becomes(isStanding));
+
   fs::remove(font.path);
   ASSERT_EQ(fresh.setChunk(0, bank), 1); // the file is gone: all but the SoundFont comes back
-  EXPECT_EQ(fresh.chunk(0).size(), without.size());
+  EXPECT_EQ(fresh.chunk(0), bank);       // and it stays the bank's
   fresh.on();
   EXPECT_NE(chord(fresh), expected);
+  plugin.off();
+  EXPECT_EQ(plugin.setChunk(0, without), 1);
+  plugin.on();
+  EXPECT_EQ(plugin.setChunk(0, bank), 1);
+  EXPECT_TRUE(plugin.becomes([&] { return !isStanding(); }));
+  EXPECT_EQ(plugin.chunk(0), bank);
+  EXPECT_EQ(plugin.setChunk(0, without), 1);
+  EXPECT_TRUE(plugin.becomes(isStanding));
   for (size_t bytes = without.size() + 1; bytes < bank.size(); ++bytes)
     ASSERT_EQ(fresh.setChunk(0, {bank.begin(), bank.begin() + static_cast<long>(bytes)}), 0);
 }

@@ -1,5 +1,6 @@
 #include "instruments/plugin.h"
 #include "shared/realtime_watch.h"
+#include "shared/variable.h"
 
 #include <atomic>
 #include <cmath>
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -23,6 +25,8 @@ protected:
     if (!Plugin(ORBI_SOUNDFONT_MODULE).loaded())
       GTEST_SKIP() << "no SoundFont file on this machine";
   }
+
+  const Variable withoutDefaultBank_{"XDG_CONFIG_HOME", "/dev/null"};
 };
 
 /// The instrument, turned on.
@@ -242,6 +246,13 @@ TEST_F(SoundFont, broken_chunks_change_nothing)
     const float none = NAN;
     std::memcpy(&bad[16 + 2], &none, sizeof none); // the first parameter
     EXPECT_EQ(other.setChunk(kind, bad), 0);
+    if (kind == 0)
+      for (const auto& [generator, value] : {std::pair{5, 16385.0f}, {10, -16385.0f}, {14, 1.0f}}) {
+        bad = good;
+        std::memcpy(&bad[16 + 2 + 11 * 4 + 10 + 128 + static_cast<size_t>(generator) * 4], &value,
+                    sizeof value); // the first channel's
+        EXPECT_EQ(other.setChunk(kind, bad), 0) << generator;
+      }
     for (size_t at = 0; at < 16; ++at) { // the header
       bad = good;
       bad[at] ^= 0x41;
@@ -249,6 +260,31 @@ TEST_F(SoundFont, broken_chunks_change_nothing)
     }
   }
   EXPECT_EQ(other.chunk(0), before);
+}
+
+TEST_F(SoundFont, default_bank_is_what_a_new_instrument_begins_with_unless_it_is_damaged)
+{
+  namespace fs = std::filesystem;
+  constexpr int hostTag = 0x73744341, hasDefaultBank = 0x3F414442, saveDefaultBank = 0x53414442;
+  const auto save = [](Plugin& plugin) {
+    return plugin.call(opVendorSpecific, hostTag, saveDefaultBank, nullptr, 1.0f);
+  };
+  Running source;
+  const auto plain = source.chunk(0);
+  unsettle(source);
+  source.play(512);
+  EXPECT_EQ(source.call(opVendorSpecific, hostTag, hasDefaultBank), 1);
+  EXPECT_EQ(save(source), 0); // no folder can be made there
+  const fs::path folder = fs::temp_directory_path() / ("orbi bank" + std::to_string(getpid()));
+  setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+  EXPECT_EQ(save(source), 1);
+  EXPECT_EQ(save(source), 1); // over the first one
+  EXPECT_EQ(Plugin(ORBI_SOUNDFONT_MODULE).chunk(0), source.chunk(0));
+  const fs::path file = folder / "Quillmore/SoundFont/default.bank";
+  EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1);
+  fs::resize_file(file, fs::file_size(file) - 1);
+  EXPECT_EQ(Plugin(ORBI_SOUNDFONT_MODULE).chunk(0), plain);
+  fs::remove_all(folder);
 }
 
 TEST_F(SoundFont, the_same_events_give_the_same_bytes_each_time_it_is_turned_on)

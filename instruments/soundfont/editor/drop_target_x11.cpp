@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace soundfont {
 
@@ -91,7 +92,17 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
   const uint32_t supported = version;
   xcb_.xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atoms_.aware, XCB_ATOM_ATOM,
                            32, 1, &supported);
+  invite();
+}
+
+/// Where another one already has the drops on the top window, this leaves it to him to hand on what
+/// is meant for the editor.
+void DropTarget::invite()
+{
   const xcb_window_t top = topWindow(window_);
+  if (top == invited_)
+    return;
+  withdraw();
   if (top == window_ || hasProperty(top, atoms_.proxy))
     return;
   invited_ = top;
@@ -102,9 +113,30 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
 
 void DropTarget::withdraw()
 {
-  if (invited_)
+  if (!invited_)
+    return;
+  const std::string holder = property(invited_, atoms_.proxy);
+  if (holder.size() == sizeof window_ && !std::memcmp(holder.data(), &window_, sizeof window_))
     xcb_.xcb_delete_property(connection_, invited_, atoms_.proxy);
   invited_ = 0;
+}
+
+/// False when the source is gone already.
+bool DropTarget::watchSource(uint32_t events) const
+{
+  const Owned<xcb_generic_error_t> error(xcb_.xcb_request_check(
+      connection_,
+      xcb_.xcb_change_window_attributes_checked(connection_, source_, XCB_CW_EVENT_MASK, &events)));
+  return !error;
+}
+
+/// Answers whether one was over the window.
+bool DropTarget::endDrag()
+{
+  if (source_ != XCB_NONE)
+    watchSource(XCB_EVENT_MASK_NO_EVENT);
+  source_ = XCB_NONE;
+  return std::exchange(accepts_, false);
 }
 
 /// The one below the root, or below the frame that a window manager has put around.
@@ -186,6 +218,10 @@ DropTarget::News DropTarget::handle(const xcb_generic_event_t& event)
   switch (event.response_type & 0x7F) {
   case XCB_CLIENT_MESSAGE:
     return handleMessage(reinterpret_cast<const xcb_client_message_event_t&>(event));
+  case XCB_DESTROY_NOTIFY:
+    if (reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window != source_)
+      return News::none;
+    return endDrag() ? News::left : News::none;
   case XCB_SELECTION_NOTIFY:
     return takeFile(reinterpret_cast<const xcb_selection_notify_event_t&>(event));
   default:
@@ -199,10 +235,13 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
   if (message.format != 32 || message.type == XCB_ATOM_NONE)
     return News::none;
   if (message.type == atoms_.enter) {
+    if (!std::exchange(knowsTop_, true))
+      invite(); // the host may have put its window into another one since
+    const bool wasOver = endDrag();
     source_ = data[0];
     target_ = message.window;
-    accepts_ = offersFiles(message);
-    return accepts_ ? News::entered : News::none;
+    accepts_ = watchSource(XCB_EVENT_MASK_STRUCTURE_NOTIFY) && offersFiles(message);
+    return accepts_ ? News::entered : wasOver ? News::left : News::none;
   }
   if (data[0] != source_ || source_ == XCB_NONE)
     return News::none;
@@ -210,7 +249,7 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
     constexpr uint32_t taken = 1, keepTelling = 2;
     answer(atoms_.status, (accepts_ ? taken : 0u) | keepTelling, accepts_ ? atoms_.actionCopy : 0u);
   } else if (message.type == atoms_.leave) {
-    source_ = XCB_NONE;
+    endDrag();
     return News::left;
   } else if (message.type == atoms_.drop) {
     if (accepts_) {
@@ -219,7 +258,7 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
       return News::none;
     }
     answer(atoms_.finished, 0, 0);
-    source_ = XCB_NONE;
+    endDrag();
   }
   return News::none;
 }
@@ -231,7 +270,7 @@ DropTarget::News DropTarget::takeFile(const xcb_selection_notify_event_t& notice
   path_ = notice.property ? firstFileOf(property(window_, atoms_.data)) : std::string();
   xcb_.xcb_delete_property(connection_, window_, atoms_.data);
   answer(atoms_.finished, path_.empty() ? 0 : 1, 0, path_.empty() ? 0u : atoms_.actionCopy);
-  source_ = XCB_NONE;
+  endDrag();
   return path_.empty() ? News::left : News::dropped;
 }
 

@@ -13,13 +13,17 @@ public:
   /// Also has drops on the top window above, which is where programs look, come here: the editor
   /// fills it. One that has given them to somebody else keeps that.
   DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_window_t window);
-  void withdraw(); ///< the invitation, before the window goes
+  void withdraw(); ///< the invitation, before the window goes, where it is still ours
 
   enum class News { none, entered, left, dropped };
+  /// Also wants to know of windows that were destroyed: a program that drags may end amidst.
   News handle(const xcb_generic_event_t& event);
   const std::string& path() const { return path_; } ///< of the file that was dropped
 
 private:
+  void invite();
+  bool watchSource(uint32_t events) const;
+  bool endDrag();
   xcb_window_t topWindow(xcb_window_t window) const;
   bool hasProperty(xcb_window_t window, xcb_atom_t property) const;
   std::string property(xcb_window_t window, xcb_atom_t property) const;
@@ -41,6 +45,7 @@ private:
   xcb_window_t source_ = 0;  // who drags
   xcb_window_t target_ = 0;  // where the source believes to drop
   bool accepts_ = false;
+  bool knowsTop_ = false; // a drag has come since the invitation
   std::string path_;
 };
 

@@ -88,7 +88,7 @@ Kind& EditorView::add(Arguments&&... arguments)
 }
 
 EditorView::EditorView(Instrument& instrument)
-    : session_{instrument, instrument.font()}, fontChange_(instrument.fontChange())
+    : session_{instrument, instrument.font()}, fontChanges_(instrument.fontChanges())
 {
   header_ = &add<Header>(headerRect);
   add<ChannelList>(listIn(channelsPanel));
@@ -251,10 +251,11 @@ void EditorView::drop(const std::string& path)
 void EditorView::takeFontNews()
 {
   using Change = Instrument::FontChange;
+  const uint32_t changes = session_.instrument.fontChanges(); // before how the last one went
   const Change change = session_.instrument.fontChange();
-  if (session_.font = session_.instrument.font(); change == fontChange_)
+  session_.font = session_.instrument.font();
+  if (std::exchange(fontChanges_, changes) == changes)
     return;
-  fontChange_ = change;
   if (change == Change::loading)
     header_->say("Loading\u2026", Header::Tone::plain, 1e9);
   else if (change == Change::failed)

@@ -49,7 +49,7 @@ private:
   Header* header_ = nullptr;
   Part* hovered_ = nullptr;
   Part* held_ = nullptr;
-  Instrument::FontChange fontChange_;
+  uint32_t fontChanges_;    // that were told
   double quietSeconds_ = 0; // since anything sounded
   bool wholeIsStale_ = true;
   std::vector<Rect> drawn_;

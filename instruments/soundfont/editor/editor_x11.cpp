@@ -9,7 +9,6 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace soundfont {
@@ -125,28 +124,40 @@ double X11Editor::readScale() const
 void X11Editor::open(void* parent)
 {
   close();
+  try {
+    if (start(static_cast<xcb_window_t>(reinterpret_cast<uintptr_t>(parent))))
+      return;
+  } catch (...) { // no memory or no thread to be had
+  }
+  forget();
+}
+
+bool X11Editor::start(xcb_window_t parent)
+{
   if (!connect())
-    return;
+    return false;
   scale_ = rect_.right > 0 ? scale_ : readScale();
   wakeUp_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-  if (wakeUp_ < 0 || !makeWindow(static_cast<xcb_window_t>(reinterpret_cast<uintptr_t>(parent)))) {
-    disconnect();
-    return;
-  }
+  if (wakeUp_ < 0 || !makeWindow(parent))
+    return false;
   view_ = std::make_unique<EditorView>(instrument_);
   own_ = {};
   own_.canvas = std::make_unique<Canvas>(*cairo_, style::width, style::height, scale_);
+  // While the host waits: later it might move its windows about meanwhile.
+  own_.drop = std::make_unique<DropTarget>(*xcb_, connection_, window_);
   own_.windowIsThere = true;
   own_.lastLook = nanosecondsNow();
   stops_ = hasEnded_ = false;
   moves_ = true;
-  try {
-    thread_ = std::thread([this] { run(); });
-  } catch (const std::system_error&) { // no thread to be had
-    own_ = {};
-    view_.reset();
-    disconnect();
-  }
+  thread_ = std::thread([this] { run(); });
+  return true;
+}
+
+void X11Editor::forget()
+{
+  own_ = {};
+  view_.reset(); // releases a key that is still held
+  disconnect();
 }
 
 const xcb_screen_t* X11Editor::screenOf(xcb_window_t root) const
@@ -209,19 +220,17 @@ bool X11Editor::makeWindow(xcb_window_t parent)
 
 void X11Editor::close()
 {
-  if (!connection_)
-    return;
-  stops_ = true;
-  wake();
-  {
-    std::unique_lock lock(endMutex_);
-    if (!ended_.wait_for(lock, longestGoodbye, [this] { return hasEnded_; }))
-      shutdown(xcb_->xcb_get_file_descriptor(connection_), SHUT_RDWR); // ends what waits there
+  if (thread_.joinable()) {
+    stops_ = true;
+    wake();
+    {
+      std::unique_lock lock(endMutex_);
+      if (!ended_.wait_for(lock, longestGoodbye, [this] { return hasEnded_; }))
+        shutdown(xcb_->xcb_get_file_descriptor(connection_), SHUT_RDWR); // ends what waits there
+    }
+    thread_.join();
   }
-  thread_.join();
-  own_ = {};
-  view_.reset(); // releases a key that is still held
-  disconnect();
+  forget();
 }
 
 void X11Editor::wake()
@@ -261,7 +270,6 @@ bool X11Editor::wheel(double notches)
 void X11Editor::run()
 {
   try {
-    own_.drop = std::make_unique<DropTarget>(*xcb_, connection_, window_);
     while (!stops_ && !xcb_->xcb_connection_has_error(connection_)) {
       handleEvents();
       look();
@@ -317,9 +325,12 @@ void X11Editor::handle(const xcb_generic_event_t& event)
     view_->leave();
     break;
   case XCB_DESTROY_NOTIFY:
-    own_.windowIsThere = false;
-    view_->release();
-    break;
+    if (reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window == window_) {
+      own_.windowIsThere = false;
+      view_->release();
+      break;
+    }
+    [[fallthrough]]; // a source of drags
   default:
     switch (own_.drop->handle(event)) {
     case DropTarget::News::entered:

@@ -35,6 +35,8 @@ private:
     uint8_t depth = 0;
   };
 
+  bool start(xcb_window_t parent);
+  void forget();
   bool connect();
   const xcb_screen_t* screenOf(xcb_window_t root) const;
   std::optional<Visual> visualOn(const xcb_screen_t& screen) const;

@@ -34,11 +34,14 @@ void Header::draw(Canvas& canvas)
   canvas.text({end, bounds_.y + 2, bounds_.right() - messageWidth - end, bounds_.height},
               std::to_string(session_.font->presets.size()) + " presets",
               {style::textSize, style::faintText});
-  const std::string standing = "Drop a .sf2 or .sf3 file to play it";
+  const std::string& missing = session_.font->missing;
+  const std::string standing = missing.empty()
+                                   ? "Drop a .sf2 or .sf3 file to play it"
+                                   : missing.substr(missing.rfind('/') + 1) + " is missing";
   const Rect right{bounds_.right() - messageWidth, bounds_.y, messageWidth, bounds_.height};
   const bool says = !message_.empty() && !invites_;
-  const Color color = invites_                 ? style::accent
-                      : !says                  ? style::faintText
+  const Color color = invites_ ? style::accent
+                      : !says  ? (missing.empty() ? style::faintText : style::warning)
                       : tone_ == Tone::warning ? style::warning
                                                : style::text;
   canvas.text(right,

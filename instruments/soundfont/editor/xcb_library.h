@@ -7,11 +7,11 @@
 namespace soundfont {
 
 #define SOUNDFONT_XCB_FUNCTIONS(use)                                                               \
-  use(xcb_change_property) use(xcb_connect) use(xcb_connection_has_error)                          \
-      use(xcb_convert_selection) use(xcb_create_colormap) use(xcb_create_gc)                       \
-          use(xcb_create_window_checked) use(xcb_delete_property) use(xcb_depth_next)              \
-              use(xcb_depth_visuals_iterator) use(xcb_disconnect) use(xcb_flush)                   \
-                  use(xcb_generate_id) use(xcb_get_file_descriptor)                                \
+  use(xcb_change_property) use(xcb_change_window_attributes_checked) use(xcb_connect)              \
+      use(xcb_connection_has_error) use(xcb_convert_selection) use(xcb_create_colormap)            \
+          use(xcb_create_gc) use(xcb_create_window_checked) use(xcb_delete_property)               \
+              use(xcb_depth_next) use(xcb_depth_visuals_iterator) use(xcb_disconnect)              \
+                  use(xcb_flush) use(xcb_generate_id) use(xcb_get_file_descriptor)                 \
                       use(xcb_get_maximum_request_length) use(xcb_get_property)                    \
                           use(xcb_get_property_reply) use(xcb_get_property_value)                  \
                               use(xcb_get_property_value_length) use(xcb_get_setup)                \
