@@ -7,6 +7,7 @@ function(orbi_fuzz name layer)
   set(target ${name}_fuzz)
   add_executable(${target} ${folder}/${name}_fuzz.cpp)
   orbi_use(${target} ${layer})
+  orbi_precompile(${target} layers)
   set_target_properties(${target} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/fuzz)
   if(ORBI_LIBFUZZER)

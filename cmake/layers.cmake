@@ -65,6 +65,7 @@ function(orbi_test folder layer)
   target_include_directories(test_${folder} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   orbi_use(test_${folder} ${layer})
   target_compile_options(test_${folder} PRIVATE -O0)
+  target_link_options(test_${folder} PRIVATE ${orbi_quick_linker})
   orbi_precompile(test_${folder} tests)
   target_link_libraries(test_${folder} PRIVATE orbi_sdk GTest::gmock GTest::gtest_main ${ARGN})
   set_target_properties(test_${folder} PROPERTIES

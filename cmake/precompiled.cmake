@@ -25,10 +25,21 @@ function(orbi_precompiled_headers kind options)
   target_precompile_headers(orbi_headers_of_${kind} PRIVATE ${headers_UNPARSED_ARGUMENTS})
 endfunction()
 
+# orbi_precompile(<target> <kind>): reads them from there. A target of kind `own` reads the standard
+# library's for itself, as its definitions are others.
 function(orbi_precompile target kind)
-  if(ORBI_PRECOMPILE)
-    # GCC 12 then takes the library's own strings for out of bounds. The preset tsan keeps the warning.
-    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds>)
-    target_precompile_headers(${target} REUSE_FROM orbi_headers_of_${kind})
+  if(NOT ORBI_PRECOMPILE)
+    return()
   endif()
+  # GCC 12 takes the library's own strings for out of bounds then. The preset tsan keeps the warnings.
+  target_compile_options(${target} PRIVATE
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread>)
+  if(kind STREQUAL "own")
+    target_precompile_headers(${target} PRIVATE ${orbi_standard_headers})
+    return()
+  endif()
+  if(kind STREQUAL "layers") # which may end up in a library
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  endif()
+  target_precompile_headers(${target} REUSE_FROM orbi_headers_of_${kind})
 endfunction()

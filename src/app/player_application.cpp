@@ -18,6 +18,26 @@ constexpr size_t longestProgramName = 260;
 constexpr const char* midiGroup = "OrbiPlayerMidi";
 constexpr const char* midiPortKey = "MIDI Port";
 
+/// Bars of sound on a dark ground; null where there is no memory for it.
+std::unique_ptr<platform::Image> drawIcon(platform::Graphics& graphics)
+{
+  constexpr int32_t side = 64;
+  constexpr platform::Color ground{27, 32, 40, 255};
+  constexpr platform::Color bar{92, 207, 190, 255};
+  constexpr int32_t halves[] = {6, 16, 24, 12, 18, 8};
+  auto image = graphics.makeImage({side, side});
+  if (!image)
+    return nullptr;
+  const auto canvas = graphics.makeCanvas(*image);
+  canvas->fillRounded({2, 2, side - 2, side - 2}, 14.0, ground);
+  int32_t left = 10;
+  for (const int32_t half : halves) {
+    canvas->fillRounded({left, side / 2 - half, left + 4, side / 2 + half}, 2.0, bar);
+    left += 8;
+  }
+  return image;
+}
+
 class LanguageSetting final : public ULanguageSetting {
 public:
   explicit LanguageSetting(FDefaultPool& settings) : settings_(settings) {}
@@ -136,6 +156,7 @@ bool OrbiPlayerApplication::openDisplay()
   }
   setSingleWindow(true);
   setWindowSystem(std::move(system));
+  setIcon(drawIcon(desktop()->graphics()));
   return true;
 }
 

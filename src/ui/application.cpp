@@ -20,8 +20,7 @@ UApplication::UApplication(const char* title) : title_(title)
 
 UApplication::~UApplication()
 {
-  desktop_ = nullptr;
-  windowSystem_ = nullptr;
+  setWindowSystem(nullptr);
   messenger_.setWakeUp(nullptr);
   dependencies_.setWakeUp(nullptr);
   instance_ = nullptr;
@@ -102,6 +101,7 @@ void UApplication::runPasses()
 void UApplication::setWindowSystem(std::unique_ptr<platform::WindowSystem> system)
 {
   desktop_ = nullptr;
+  icon_ = nullptr; // made by the former one
   windowSystem_ = std::move(system);
   if (windowSystem_)
     desktop_ = make<UDesktop>(*windowSystem_);
@@ -132,6 +132,11 @@ void UApplication::removeIdle(CmObject* receiver)
 {
   std::replace(idleReceivers_.begin(), idleReceivers_.end(), receiver,
                static_cast<CmObject*>(nullptr));
+}
+
+void UApplication::setIcon(std::unique_ptr<platform::Image> icon)
+{
+  icon_ = std::move(icon);
 }
 
 void UApplication::wantIdleEvery(int64_t milliseconds)

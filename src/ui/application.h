@@ -17,8 +17,9 @@
 namespace orbi {
 
 namespace platform {
+class Image;
 class WindowSystem;
-}
+} // namespace platform
 class UDesktop;
 class UModalDialog;
 class UView;
@@ -73,6 +74,8 @@ public:
   void setWindowSystem(std::unique_ptr<platform::WindowSystem> system); ///< null closes them all
   void borrowWindowSystem(platform::WindowSystem& system); ///< outlives the application
   UDesktop* desktop() const { return desktop_.get(); }
+  void setIcon(std::unique_ptr<platform::Image> icon);  ///< of the main windows, from now on
+  platform::Image* icon() const { return icon_.get(); } ///< null for none
   /// With a modal window open, no other one comes to the front.
   bool isSingleWindow() const { return singleWindow_; }
   void setSingleWindow(bool on) { singleWindow_ = on; }
@@ -127,6 +130,7 @@ private:
 
   std::unique_ptr<platform::WindowSystem> windowSystem_; ///< null when it is borrowed
   Ref<UDesktop> desktop_;
+  std::unique_ptr<platform::Image> icon_;
   PreFilter preFilter_;
   KeyHandler keyFilter_;
   KeyHandler keyCommands_;

@@ -100,6 +100,7 @@ def the_window_shows_the_editor_below_its_bar(screen, folder):
         check(values["WM_CLASS"] == '"Editor", "QuillmoreDocWindowClass"', values)
         check(values["_NET_WM_PID"] == str(player.process.pid), values)
         check(values["_NET_WM_NAME"] == values["WM_NAME"] == '"Editor \u00fc"', values)
+        check("64 x 64" in screen.ask("xprop", "-id", window, "_NET_WM_ICON"), "no icon")
         check("WM_DELETE_WINDOW" in screen.ask("xprop", "-id", window, "WM_PROTOCOLS"))
         x, y, width, height = screen.place(window)
         check((width, height) == (200, 120 + BAR), width, height)

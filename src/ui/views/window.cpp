@@ -94,6 +94,11 @@ void UWindow::showAsWanted()
   const uint32_t wanted = state_ & (stateMaximized | stateMinimized);
   state_ = 0;
   restartTimer();
+  const UApplication* application = UApplication::instance();
+  const bool isMain =
+      UDesktop::instance()->frame() == this || kind() == platform::WindowKind::document;
+  if (application && application->icon() && isMain)
+    system()->setIcon(*application->icon());
   made();
   if (!isOpen()) // who made something of it closed it
     return;
