@@ -39,7 +39,7 @@ function(orbi_precompile target kind)
     return()
   endif()
   if(kind STREQUAL "layers") # which may end up in a library
-    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    target_compile_options(${target} PRIVATE -fPIC)
   endif()
   target_precompile_headers(${target} REUSE_FROM orbi_headers_of_${kind})
 endfunction()
