@@ -22,12 +22,6 @@ constexpr int32_t uniqueId = 0x5346506C; // "SFPl"
 constexpr int32_t version = 1000;
 constexpr size_t programNameBytes = 128;
 constexpr size_t productStringBytes = 64;
-constexpr int32_t hostTag = 0x73744341; // "stCA": the host's own questions
-enum HostQuestion : int64_t {
-  hasDefaultBankTag = 0x3F414442,  // "?ADB"
-  saveDefaultBankTag = 0x53414442, // "SADB"
-  wheelTag = 0x57686565            // "Whee"
-};
 
 /// Lets numbers too small to hear count as zero: dying echoes would cost many times the time.
 class ZeroTheTiny {
@@ -130,7 +124,7 @@ int64_t answerForEditor(Plugin& plugin, int32_t opcode, int32_t index, int64_t v
   case opEditorKeyDown:
     return editor.keyDown({index, value, static_cast<int>(opt)});
   case opVendorSpecific:
-    return value == wheelTag && editor.wheel(opt);
+    return value == orbWheel && editor.wheel(opt);
   default:
     return 0;
   }
@@ -144,12 +138,12 @@ int64_t answerForEditor(Plugin&, int32_t, int32_t, int64_t, void*, float)
 
 int64_t answerHost(Plugin& plugin, int32_t index, int64_t question, float opt)
 {
-  if (index != hostTag)
+  if (index != orbHostTag)
     return 0;
   switch (question) {
-  case hasDefaultBankTag:
+  case orbHasDefaultBank:
     return 1;
-  case saveDefaultBankTag:
+  case orbSaveDefaultBank:
     return saveDefaultBank(plugin.instrument.makeBankChunk());
   default:
     return answerForEditor(plugin, opVendorSpecific, index, question, nullptr, opt);

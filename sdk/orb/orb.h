@@ -104,6 +104,24 @@ enum OrbEffectOpcode {
   opBeginLoadProgram = 76 /* ptr: OrbBankInfo; -> as above */
 };
 
+/* ---- what a host asks with opVendorSpecific, by tags of four characters ---- */
+
+enum OrbVendorTag {
+  orbHostTag = 0x73744341, /* 'stCA', as index; one of the others as value */
+
+  /* Questions, asked when the menus are built; -> 1: the menu gets the entry. */
+  orbHasDefaultBank = 0x3F414442, /* '?ADB' */
+  orbHasHelp = 0x3F48656C,        /* '?Hel' */
+  orbHasAbout = 0x3F41626F,       /* '?Abo' */
+
+  /* What to do when the entry is chosen, opt: 1.0; -> 1 when it was done. */
+  orbSaveDefaultBank = 0x53414442, /* 'SADB' */
+  orbShowHelp = 0x5348656C,        /* 'SHel' */
+  orbShowAbout = 0x5341626F,       /* 'SAbo' */
+
+  orbWheel = 0x57686565 /* 'Whee'; opt: notches, above 0 away from the user; -> 1 */
+};
+
 /* ---- opcodes of the host callback ---- */
 
 enum OrbHostOpcode {

@@ -68,17 +68,6 @@ constexpr PageRow pages[] = {
     {updatesTag, "https://quillmore.example/updates"},
 };
 
-/// What plug-ins are asked by the vendor's opcode, and told to do.
-constexpr int32_t hostTag = 0x73744341; // 'stCA'
-enum PluginTag : int64_t {
-  hasDefaultBank = 0x3F414442,  // '?ADB'
-  saveDefaultBank = 0x53414442, // 'SADB'
-  hasHelp = 0x3F48656C,         // '?Hel'
-  showHelp = 0x5348656C,        // 'SHel'
-  hasAbout = 0x3F41626F,        // '?Abo'
-  showAboutBox = 0x5341626F     // 'SAbo'
-};
-
 /// Asks the user, and remembers the answer for what there is to say of it.
 class ChosenFile final : public FFileDialog {
 public:
@@ -93,9 +82,10 @@ private:
   UFileDialog dialog_;
 };
 
-Ref<UMenuItem> itemOf(const EntryRow& row)
+void addEntries(UMenu& menu, std::span<const EntryRow> rows)
 {
-  return make<UMenuItem>(row.title, row.tag, row.key, row.name);
+  for (const EntryRow& row : rows)
+    menu.add(row.title, row.tag, row.key, row.name);
 }
 
 } // namespace
@@ -105,13 +95,11 @@ void OrbiPlayerApplication::buildMenuBar()
   if (!desktop())
     return;
   auto file = make<UMenu>("File", "File");
-  for (const EntryRow& row : fileEntries)
-    file->insert(file->items().size(), itemOf(row));
+  addEntries(*file, fileEntries);
   file->setStyle(file->style() | UMenu::stylePlacesItems);
   fileMenu_ = file.get();
   auto help = make<UMenu>("Help", "Help");
-  for (const EntryRow& row : helpEntries)
-    help->insert(help->items().size(), itemOf(row));
+  addEntries(*help, helpEntries);
   auto bar = make<UMenuBar>();
   bar->add(std::move(file));
   bar->add(std::move(help));
@@ -120,12 +108,12 @@ void OrbiPlayerApplication::buildMenuBar()
 
 bool OrbiPlayerApplication::pluginAnswers(int64_t question)
 {
-  return plugin_ && plugin_->dispatch(opVendorSpecific, hostTag, question) == 1;
+  return plugin_ && plugin_->dispatch(opVendorSpecific, orbHostTag, question) == 1;
 }
 
 bool OrbiPlayerApplication::pluginDoes(int64_t action)
 {
-  return plugin_ && plugin_->dispatch(opVendorSpecific, hostTag, action, nullptr, 1.0f) == 1;
+  return plugin_ && plugin_->dispatch(opVendorSpecific, orbHostTag, action, nullptr, 1.0f) == 1;
 }
 
 /// Entries that the plug-in asks for. The texts of the others are translated by now.
@@ -133,18 +121,18 @@ void OrbiPlayerApplication::extendMenus()
 {
   if (!menuBar())
     return;
-  if (fileMenu_ && pluginAnswers(hasDefaultBank))
+  if (fileMenu_ && pluginAnswers(orbHasDefaultBank))
     fileMenu_->insert(
         fileMenu_->indexOf(saveBankTag) + 1,
         make<UMenuItem>(UTranslator::text("Save as Default Bank"), saveDefaultBankTag));
   UMenu* help = menuBar()->findMenu("Help");
   if (!help)
     return;
-  if (pluginAnswers(hasHelp)) {
+  if (pluginAnswers(orbHasHelp)) {
     help->insert(0, make<UMenuItem>(UTranslator::text("Help..."), helpTag));
     help->insert(1, make<UMenuItem>());
   }
-  if (pluginAnswers(hasAbout)) {
+  if (pluginAnswers(orbHasAbout)) {
     help->addSeparator();
     const std::string& name = plugin_->name();
     help->add(UTranslator::filled("About %s", name.empty() ? "OrbiPlayer" : name), aboutTag, {},
@@ -170,7 +158,7 @@ bool OrbiPlayerApplication::selectMenu(int32_t tag)
     return false;
   switch (tag) {
   case aboutTag:
-    return pluginDoes(showAboutBox);
+    return pluginDoes(orbShowAbout);
   case preferencesTag:
     openPreferences();
     break;
@@ -184,7 +172,7 @@ bool OrbiPlayerApplication::selectMenu(int32_t tag)
     runFileEntry(&OrbPlugin::saveBankFile);
     break;
   case saveDefaultBankTag:
-    return pluginDoes(saveDefaultBank);
+    return pluginDoes(orbSaveDefaultBank);
   case loadBankTag:
     runFileEntry(&OrbPlugin::loadBankFile);
     break;
@@ -193,7 +181,7 @@ bool OrbiPlayerApplication::selectMenu(int32_t tag)
       midiInput_->resetMidi();
     break;
   case helpTag:
-    return pluginDoes(showHelp);
+    return pluginDoes(orbShowHelp);
   default:
     openPage(tag);
     break;
@@ -205,7 +193,7 @@ void OrbiPlayerApplication::runFileEntry(int32_t (OrbPlugin::*entry)(FFileDialog
 {
   ChosenFile file(desktop() ? desktop()->frontDocument() : nullptr);
   const int32_t result = (plugin_->*entry)(file);
-  if (file.path && (result != 0 || plugin_->fileFault()))
+  if (file.path)
     tellOutcome(*file.path, result, Teller::user);
 }
 
@@ -213,7 +201,10 @@ bool OrbiPlayerApplication::openDroppedFile(const std::filesystem::path& file)
 {
   if (!plugin_ || !isFileToOpen(file))
     return false;
-  openFile(file);
+  if (isProgramFile(file))
+    loadProgramFile(file, Teller::user);
+  else
+    playSong(file);
   return true;
 }
 

@@ -111,6 +111,7 @@ private:
   // Programs and banks that the command line names
   bool opensBeforeSong() const;
   bool openProgramFile(const std::filesystem::path& path);
+  bool playSong(const std::filesystem::path& file);
   enum class Teller { user, script }; ///< who is told what went wrong: in a window, or a line
   bool loadProgramFile(const std::filesystem::path& path, Teller teller);
   void savePrograms();

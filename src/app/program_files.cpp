@@ -47,9 +47,8 @@ bool OrbiPlayerApplication::loadPrograms()
 /// What was asked for at the start is there once FILE is; one that fails later changes nothing.
 bool OrbiPlayerApplication::openProgramFile(const std::filesystem::path& path)
 {
-  const bool isLoaded = loadProgramFile(path, Teller::user);
-  programsLoaded_ = programsLoaded_ || isLoaded;
-  return isLoaded;
+  programsLoaded_ = loadProgramFile(path, Teller::user);
+  return programsLoaded_;
 }
 
 /// A file that isn't whole doesn't reach the plug-in at all.
@@ -71,11 +70,13 @@ void OrbiPlayerApplication::savePrograms()
     return;
   if (options_.saveProgram) {
     FGivenFile given(*options_.saveProgram);
-    tellOutcome(*options_.saveProgram, plugin_->savePlugProgramFile(given), Teller::script);
+    if (!tellOutcome(*options_.saveProgram, plugin_->savePlugProgramFile(given), Teller::script))
+      exitStatus_ = 1;
   }
   if (options_.saveBank) {
     FGivenFile given(*options_.saveBank);
-    tellOutcome(*options_.saveBank, plugin_->saveBankFile(given), Teller::script);
+    if (!tellOutcome(*options_.saveBank, plugin_->saveBankFile(given), Teller::script))
+      exitStatus_ = 1;
   }
 }
 
@@ -95,7 +96,6 @@ bool OrbiPlayerApplication::tellTrouble(const std::filesystem::path& path,
     surroundings_.messages.show(title().view(), line);
   else
     show(line);
-  exitStatus_ = 1;
   return false;
 }
 

@@ -5,7 +5,6 @@
 #include "framework/application.h"
 #include "host/plugin.h"
 #include "host/plugin_host.h"
-#include "persist/translator.h"
 #include "ui/application.h"
 #include "ui/dialogs/alert.h"
 #include "ui/views/basic/theme.h"
@@ -19,9 +18,7 @@ CM_REGISTER_ABSTRACT(OrbPlugEditorWind); // needs a plug-in
 
 namespace {
 
-constexpr int32_t tagOfHost = 0x73744341;  // 'stCA'
-constexpr int64_t tagOfWheel = 0x57686565; // 'Whee'
-constexpr int32_t mostPixels = 8192;       // of an editor's width and height
+constexpr int32_t mostPixels = 8192; // of an editor's width and height
 constexpr int64_t editorIdleMilliseconds = 50;
 constexpr int32_t step = 20; // from one editor's place to the next one's
 
@@ -174,12 +171,8 @@ void OrbPlugEditorWind::idle()
 
 bool OrbPlugEditorWind::keyDown(const UKeyCode& key)
 {
-  const UDesktop* desktop = UDesktop::instance();
-  if (!plugin_ || !desktop)
-    return false;
-  if (UDesktop::instance()->system().focusedChildClass() == "Edit")
-    return true; // a text field of the plug-in's gets it from the window system
-  return plugin_->dispatch(opEditorKeyDown, pluginCharacter(key.character), key.key, nullptr,
+  return plugin_ &&
+         plugin_->dispatch(opEditorKeyDown, pluginCharacter(key.character), key.key, nullptr,
                            static_cast<float>(pluginModifiers(key.modifiers))) > 0;
 }
 
@@ -189,7 +182,7 @@ int32_t OrbPlugEditorWind::handleMessage(FMessage& message)
   if (!isWheel || !plugin_)
     return UDocWindow::handleMessage(message);
   const uint32_t faults = plugin_->faultCount();
-  plugin_->dispatch(opVendorSpecific, tagOfHost, tagOfWheel, nullptr,
+  plugin_->dispatch(opVendorSpecific, orbHostTag, orbWheel, nullptr,
                     static_cast<float>(message.getInt("Distance")));
   return plugin_->faultCount() == faults ? 1 : UDocWindow::handleMessage(message);
 }
@@ -202,13 +195,7 @@ bool OrbPlugEditorWind::canClose()
     minimize();
     return false;
   }
-  return UDocWindow::canClose() && quitIsWanted();
-}
-
-bool OrbPlugEditorWind::quitIsWanted()
-{
-  const std::string question = UTranslator::filled("Do you want to quit %s?", title().view());
-  return UAlert::ask(question, {"Quit", "Cancel"}, this) == 0;
+  return UDocWindow::canClose() && UAlert::askToQuit(title().view(), this);
 }
 
 void OrbPlugEditorWind::closed()

@@ -35,8 +35,6 @@ public:
   int32_t handleMessage(FMessage& message) override; ///< "Wheel"
 
 private:
-  bool quitIsWanted();
-
   OrbPlugin* plugin_;
   Size editor_;
   std::unique_ptr<platform::ChildWindow> child_;

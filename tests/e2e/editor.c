@@ -161,7 +161,7 @@ static int64_t dispatch(OrbEffect* effect, int32_t opcode, int32_t index, int64_
     crashIf(crashAtKey);
     return index != 0 && opt < 2.0f; /* what a text field would take */
   case opVendorSpecific:
-    if (value != 0x57686565) /* 'Whee' */
+    if (value != orbWheel)
       return 0;
     note("wheel %x %d\n", (unsigned)index, (int)opt);
     return 1;

@@ -28,7 +28,6 @@ constexpr int gainX = 709, gainY = 95;
 constexpr int lowestCX = 37, middleCX = 488, keysTop = 495, whitesTop = 575, keysBottom = 608;
 constexpr xcb_rectangle_t headline{600, 20, 364, 24};
 enum KeyCode { end = 9, down = 14 };
-constexpr int32_t hostTag = 0x73744341, wheelTag = 0x57686565;
 
 /// The user, who also drags files.
 class Hand : public XUser {
@@ -270,8 +269,8 @@ TEST_F(SoundFontEditor, mouse_keys_and_wheel_choose_presets_on_the_chosen_channe
   user_->click(presetX, secondPresetY);
   EXPECT_TRUE(plugin.becomes([&] { return plugin.chunk(0) != before; }));
   EXPECT_EQ(plugin.call(opGetProgram), 127); // of the first channel
-  EXPECT_EQ(plugin.call(opVendorSpecific, hostTag, wheelTag, nullptr, -1), 1);
-  EXPECT_EQ(plugin.call(opVendorSpecific, hostTag, 0x3F41626F), 0);
+  EXPECT_EQ(plugin.call(opVendorSpecific, orbHostTag, orbWheel, nullptr, -1), 1);
+  EXPECT_EQ(plugin.call(opVendorSpecific, orbHostTag, orbHasAbout), 0);
 }
 
 TEST_F(SoundFontEditor, keyboard_plays_louder_further_down_and_what_midi_plays_is_lit)
@@ -338,7 +337,7 @@ TEST_F(SoundFontEditor, outlives_the_hosts_window_and_the_display)
       plugin->play(256);
       plugin->call(opEditorIdle);
       plugin->call(opEditorKeyDown, 0, down);
-      plugin->call(opVendorSpecific, hostTag, wheelTag, nullptr, 1);
+      plugin->call(opVendorSpecific, orbHostTag, orbWheel, nullptr, 1);
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_TRUE(plugin->sounds());

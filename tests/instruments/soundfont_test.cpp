@@ -265,15 +265,14 @@ TEST_F(SoundFont, broken_chunks_change_nothing)
 TEST_F(SoundFont, default_bank_is_what_a_new_instrument_begins_with_unless_it_is_damaged)
 {
   namespace fs = std::filesystem;
-  constexpr int hostTag = 0x73744341, hasDefaultBank = 0x3F414442, saveDefaultBank = 0x53414442;
   const auto save = [](Plugin& plugin) {
-    return plugin.call(opVendorSpecific, hostTag, saveDefaultBank, nullptr, 1.0f);
+    return plugin.call(opVendorSpecific, orbHostTag, orbSaveDefaultBank, nullptr, 1.0f);
   };
   Running source;
   const auto plain = source.chunk(0);
   unsettle(source);
   source.play(512);
-  EXPECT_EQ(source.call(opVendorSpecific, hostTag, hasDefaultBank), 1);
+  EXPECT_EQ(source.call(opVendorSpecific, orbHostTag, orbHasDefaultBank), 1);
   EXPECT_EQ(save(source), 0); // no folder can be made there
   const fs::path folder = fs::temp_directory_path() / ("orbi bank" + std::to_string(getpid()));
   setenv("XDG_CONFIG_HOME", folder.c_str(), 1);

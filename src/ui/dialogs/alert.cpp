@@ -79,6 +79,11 @@ void UAlert::show(std::string_view text, UWindow* owner)
     platform::StandardErrorMessages().show(titleOfProgram(), text);
 }
 
+bool UAlert::askToQuit(std::string_view title, UWindow* owner)
+{
+  return ask(UTranslator::filled("Do you want to quit %s?", title), {"Quit", "Cancel"}, owner) == 0;
+}
+
 void UMessageBoxes::show(std::string_view title, std::string_view text)
 {
   UDesktop* desktop = UDesktop::instance();

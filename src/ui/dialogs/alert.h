@@ -23,6 +23,8 @@ public:
   static int32_t ask(std::string_view text, const std::vector<const char*>& buttons,
                      UWindow* owner = nullptr);
   static void show(std::string_view text, UWindow* owner = nullptr); ///< a line without a display
+  /// Whether the program, or the window of that title, is to be left.
+  static bool askToQuit(std::string_view title, UWindow* owner = nullptr);
 };
 
 /// Message boxes as windows; in a run without a display they go where the other one shows them.

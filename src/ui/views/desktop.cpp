@@ -201,6 +201,13 @@ void UDesktop::closeAll()
     frame->closeNow();
 }
 
+void UDesktop::cancelMouse()
+{
+  const std::vector<Ref<UWindow>> before = windows_;
+  for (const Ref<UWindow>& window : before)
+    window->cancelMouse();
+}
+
 void UDesktop::opened(UWindow& window)
 {
   if (window.takesInput()) {

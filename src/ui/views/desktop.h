@@ -76,6 +76,7 @@ public:
   void flashAll();
   void flashModal(); ///< and gives it the focus
   void closeAll();
+  void cancelMouse(); ///< whoever holds the pointer in any window loses it
 
   // The pointer's state that all windows share
   struct Mouse {

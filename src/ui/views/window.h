@@ -205,7 +205,6 @@ private:
   bool dragging_ = false;
   bool captured_ = false; ///< by takeMouse
   bool closing_ = false;
-  bool sizing_ = false;
   std::vector<TimedView> timed_;
   platform::RunLoop::TimerId timer_ = 0;
   platform::RunLoop::TimerId sizingTimer_ = 0;

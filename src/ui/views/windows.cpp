@@ -88,9 +88,7 @@ bool UModalDialog::open(UWindow* owner, Stored stored)
   UDesktop* desktop = UDesktop::instance();
   if (!desktop || isOpen())
     return UDialog::open(owner, stored);
-  const std::vector<Ref<UWindow>> before = desktop->windows();
-  for (const Ref<UWindow>& window : before)
-    window->cancelMouse();
+  desktop->cancelMouse();
   desktop->pressedOutsidePopups();
   if (!UDialog::open(owner, stored))
     return false;
@@ -123,9 +121,7 @@ bool UPopupWindow::open(UWindow* owner, Stored stored)
   UDesktop* desktop = UDesktop::instance();
   if (!takesInput() || !desktop || isOpen())
     return UWindow::open(owner, stored);
-  const std::vector<Ref<UWindow>> before = desktop->windows();
-  for (const Ref<UWindow>& window : before)
-    window->cancelMouse();
+  desktop->cancelMouse();
   UApplication* application = UApplication::instance();
   UView* former = application ? application->activeControl() : nullptr;
   if (!UWindow::open(owner, stored))
