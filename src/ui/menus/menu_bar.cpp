@@ -4,9 +4,9 @@
 #include "ui/application.h"
 #include "ui/views/basic/theme.h"
 #include "ui/views/desktop.h"
+#include "ui/views/graphics.h"
 #include "ui/views/text_place.h"
 
-#include <cwctype>
 #include <utility>
 
 namespace orbi {
@@ -57,13 +57,11 @@ UMenu* UMenuBar::findMenu(std::string_view name) const
 
 Rect UMenuBar::titleRect(size_t index) const
 {
-  UDesktop* desktop = UDesktop::instance();
+  const platform::Font& font = UTheme::instance().font;
   Rect rect{0, 0, 0, bounds().bottom};
-  for (size_t i = 0; desktop && i <= index && i < menus_.size(); ++i) {
+  for (size_t i = 0; i <= index && i < menus_.size(); ++i) {
     rect.left = rect.right;
-    rect.right +=
-        2 * padding +
-        desktop->graphics().measure(menus_[i]->title().view(), UTheme::instance().font).width;
+    rect.right += 2 * padding + UGraphics::measure(menus_[i]->title().view(), font).width;
   }
   return rect;
 }
@@ -76,12 +74,16 @@ std::optional<size_t> UMenuBar::titleAt(Point where) const
   return {};
 }
 
+/// The title that begins with it, or else the internal name: a keyboard may lack the letters of
+/// the language.
 std::optional<size_t> UMenuBar::titleBy(char32_t letter) const
 {
-  const auto fold = [](char32_t each) { return std::towlower(static_cast<wint_t>(each)); };
-  for (size_t i = 0; letter != 0 && i < menus_.size(); ++i)
-    if (fold(characterAt(menus_[i]->title().view(), 0)) == fold(letter))
-      return i;
+  if (letter == 0)
+    return {};
+  for (const auto text : {&UMenu::title, &UMenu::name})
+    for (size_t i = 0; i < menus_.size(); ++i)
+      if (isSameLetter(characterAt((*menus_[i].*text)().view(), 0), letter))
+        return i;
   return {};
 }
 

@@ -5,12 +5,12 @@
 #include "ui/menus/menu_window.h"
 #include "ui/views/basic/theme.h"
 #include "ui/views/desktop.h"
+#include "ui/views/graphics.h"
 #include "ui/views/text_place.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cwctype>
 
 namespace orbi {
 
@@ -31,11 +31,6 @@ constexpr int64_t scrollMilliseconds = 40;
 int32_t heightOf(const UMenuItem& item)
 {
   return item.isSeparator() ? separatorHeight : rowHeight;
-}
-
-char32_t folded(char32_t letter)
-{
-  return static_cast<char32_t>(std::towlower(static_cast<wint_t>(letter)));
 }
 
 } // namespace
@@ -64,18 +59,14 @@ int32_t UMenuView::height() const
 UMenuView::Widths UMenuView::widths() const
 {
   Widths widest;
-  UDesktop* desktop = UDesktop::instance();
-  if (!desktop)
-    return widest;
   const platform::Font& font = UTheme::instance().font;
   for (const Ref<UMenuItem>& each : menu_->items()) {
     if (each->isSeparator())
       continue;
-    const double title = desktop->graphics().measure(each->title().view(), font).width;
+    const double title = UGraphics::measure(each->title().view(), font).width;
     widest.title = std::max(widest.title, title);
     if (const std::string key = each->key().text(); !key.empty())
-      widest.key =
-          std::max(widest.key, keyGap + double(desktop->graphics().measure(key, font).width));
+      widest.key = std::max(widest.key, keyGap + double(UGraphics::measure(key, font).width));
   }
   return widest;
 }
@@ -150,8 +141,7 @@ int32_t UMenuView::stepToLetter(char32_t letter)
   const size_t from = current_ ? *current_ + 1 : 0;
   for (size_t i = 0; i < count(); ++i) {
     const size_t index = (from + i) % count();
-    if (!canBeCurrent(index) ||
-        folded(characterAt(item(index).title().view(), 0)) != folded(letter))
+    if (!canBeCurrent(index) || !isSameLetter(characterAt(item(index).title().view(), 0), letter))
       continue;
     ++found;
     if (!next)

@@ -35,7 +35,6 @@ public:
                              const UMenuItem* under = nullptr);
 
   UMenu& menu() const { return *menu_; }
-  UMenuWindow* subWindow() const { return subWindow_; }
   void forgetOpener() { opener_ = nullptr; } ///< which goes
 
   // For its view

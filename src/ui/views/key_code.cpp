@@ -101,13 +101,6 @@ constexpr char upper(char c)
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
 }
 
-/// Of Latin letters; other scripts have no numbers here and are compared as they are.
-constexpr char32_t upper(char32_t c)
-{
-  const bool isLatin1 = c >= 0xE0 && c <= 0xFE && c != 0xF7;
-  return (c >= 'a' && c <= 'z') || isLatin1 ? c - 32 : c;
-}
-
 bool sameName(std::string_view a, std::string_view b)
 {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
@@ -166,7 +159,7 @@ UKeyCode UKeyCode::parse(std::string_view text)
   const char32_t sign = characterAt(text, 0);
   if (text.empty() || nextCharacter(text, 0) != text.size() || sign <= ' ')
     return {};
-  const uint8_t key = keyOfSign(upper(sign));
+  const uint8_t key = keyOfSign(upperLetter(sign));
   return {key ? U'\0' : sign, key, held};
 }
 
@@ -181,7 +174,7 @@ std::string UKeyCode::text() const
   for (const KeyRow& row : keyRows)
     if (row.key == key)
       return result.append(row.name);
-  appendCharacter(result, key ? signOfKey(key) : upper(character));
+  appendCharacter(result, key ? signOfKey(key) : upperLetter(character));
   return result;
 }
 
@@ -192,7 +185,7 @@ uint32_t UKeyCode::id() const
   if (key)
     return uint32_t{modifiers} << 24 | 0x800000u | key;
   // Shift is what some layouts need to reach the sign.
-  return uint32_t(modifiers & ~platform::shiftKey) << 24 | (upper(character) & 0x1FFFFFu);
+  return uint32_t(modifiers & ~platform::shiftKey) << 24 | (upperLetter(character) & 0x1FFFFFu);
 }
 
 std::vector<UKeyCode> keyCodesOf(const platform::KeyEvent& event)

@@ -102,7 +102,7 @@ public:
   /// A control's notification, in words of the window system.
   void command(UView& control, Command code);
   /// The menu of what lies at a place of the window, by the right button; whether there was one.
-  virtual bool popupMenu(UView* /*view*/, Point /*where*/) { return false; }
+  virtual bool popupMenu(UView* view, Point where);
   virtual bool filesDropped(const std::vector<std::filesystem::path>&, Point) { return false; }
 
   // Operations of the window procedure

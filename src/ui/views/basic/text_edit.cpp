@@ -338,6 +338,9 @@ void UTextEdit::detached()
 
 int32_t UTextEdit::handleMessage(FMessage& message)
 {
+  for (const char* ofMenu : {"ContextMenu", "MenuCanSelect", "MenuSelect"})
+    if (message.isMessage(ofMenu))
+      return handleMenu(message);
   if (!message.isMessage("Timer"))
     return UControl::handleMessage(message);
   caretShown_ = !caretShown_;

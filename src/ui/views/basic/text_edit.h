@@ -48,7 +48,8 @@ public:
   void onFocus(bool has) override;
   void draw(Canvas& canvas, const Rect& damage) override;
   Size preferredSize() const override;
-  int32_t handleMessage(FMessage& message) override; ///< "Timer": the caret blinks
+  /// "Timer": the caret blinks; "ContextMenu" and what its menu sends.
+  int32_t handleMessage(FMessage& message) override;
   void detached() override;
 
 protected:
@@ -69,6 +70,7 @@ private:
   size_t placeAt(Point where) const;
   std::string valueText() const;
   bool runKey(const UKeyCode& key);
+  int32_t handleMenu(FMessage& message);
 
   std::string text_;
   std::string committed_; ///< what Escape goes back to
