@@ -99,12 +99,12 @@ void OrbiPlayerMidiInput::receive(PMidiEvent& event)
 
 bool OrbiPlayerMidiInput::Ends::take(const PMidiEvent& event)
 {
-  constexpr std::array<uint8_t, perChannel - 128> controllers{64, 66, 69, allNotesOff};
+  static_assert(perChannel == 128 + pedalControllers.size() + 1); // the last: all notes off
   if (!letsGo(event))
     return false;
   const uint8_t number = event.getData1() & 127;
-  const auto known = std::find(controllers.begin(), controllers.end(), number);
-  const size_t place = endsNote(event) ? number : 128 + size_t(known - controllers.begin());
+  const auto pedal = std::ranges::find(pedalControllers, number);
+  const size_t place = endsNote(event) ? number : 128 + size_t(pedal - pedalControllers.begin());
   auto bit = has_[event.getChannel() * perChannel + place];
   const bool isNew = !bit;
   bit = true;

@@ -4,8 +4,6 @@ namespace orbi {
 
 namespace {
 
-constexpr uint8_t pedalDown = 64; ///< the least value that holds
-
 bool isPress(const PMidiEvent& event)
 {
   return event.getStatus() == 0x90 ? event.getData2() > 0 : event.getData2() >= pedalDown;

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "midi/midi_event.h"
+#include "midi/open_notes.h"
 
-#include <array>
 #include <atomic>
 
 namespace orbi {
@@ -63,7 +62,6 @@ private:
   static constexpr uint8_t noteOff = 0x80;
   static constexpr uint8_t noteOn = 0x90;
   static constexpr uint8_t controller = 0xB0;
-  static constexpr std::array<uint8_t, 3> pedalControllers{64, 66, 69}; ///< the second: sostenuto
 
   struct Bits {
     std::array<std::array<std::atomic<uint64_t>, 2>, 16> keys{};

@@ -49,6 +49,13 @@ public:
     activated_ = false;
   }
 
+  /// As after a change of the system's.
+  void reopen()
+  {
+    this->deactivate();
+    this->activate();
+  }
+
   bool addConnection(PPort* other) override
   {
     const bool added = Port::addConnection(other);

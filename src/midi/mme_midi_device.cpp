@@ -183,10 +183,8 @@ void PMmeMidiDevice::update(CmObject* subject, int32_t code)
 bool PMmeMidiDevice::rescan()
 {
   if (!system_->rescan()) {
-    for (int32_t i = 0; i < socketCount<PMmeMidiInSocket>(); ++i)
-      socketAt<PMmeMidiInSocket>(i)->reopenLost();
-    for (int32_t i = 0; i < socketCount<PMmeMidiOutSocket>(); ++i)
-      socketAt<PMmeMidiOutSocket>(i)->reopenLost();
+    reopenLost<PMmeMidiInSocket>();
+    reopenLost<PMmeMidiOutSocket>();
     return false;
   }
   bool hasChanged = dropMissing<PMmeMidiInSocket>(system_->inputs());
@@ -196,6 +194,14 @@ bool PMmeMidiDevice::rescan()
   if (isActivated_)
     startScheduler(); // for the first out socket
   return hasChanged;
+}
+
+template <class Socket>
+void PMmeMidiDevice::reopenLost()
+{
+  for (int32_t i = 0; i < socketCount<Socket>(); ++i)
+    if (Socket* socket = socketAt<Socket>(i); socket->isLost())
+      socket->reopen();
 }
 
 /// Those that stay learn their place in the new list, and one that is back or failed is opened
@@ -211,11 +217,8 @@ bool PMmeMidiDevice::dropMissing(std::span<const platform::MidiPortInfo> ports)
     });
     if (port != ports.end()) {
       const bool wasAway = socket->follow({static_cast<size_t>(port - ports.begin()), *port});
-      if (wasAway && socket->isActivated()) {
-        socket->deactivate();
-        socket->activate();
-      }
-      socket->reopenLost();
+      if ((wasAway && socket->isActivated()) || socket->isLost())
+        socket->reopen();
       socket->retry();
       continue;
     }

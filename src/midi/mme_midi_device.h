@@ -49,6 +49,8 @@ private:
   class Scheduler;
 
   template <class Socket>
+  void reopenLost();
+  template <class Socket>
   bool dropMissing(std::span<const platform::MidiPortInfo> ports);
   template <class Socket>
   bool addNew(std::span<const platform::MidiPortInfo> ports);

@@ -56,14 +56,6 @@ bool PMmeMidiInSocket::repeats(const PMidiInSocket& other) const
   return known && platform::repeats(port_.info, known->port_.info);
 }
 
-void PMmeMidiInSocket::reopenLost()
-{
-  if (!handle_ || !handle_->isLost())
-    return;
-  deactivate();
-  activate();
-}
-
 void PMmeMidiInSocket::applyPriority()
 {
   if (driverThread_ != 0)

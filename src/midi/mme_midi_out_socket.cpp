@@ -79,14 +79,6 @@ void PMmeMidiOutSocket::close()
   handle.reset();
 }
 
-void PMmeMidiOutSocket::reopenLost()
-{
-  if (!handle_ || !handle_->isLost())
-    return;
-  deactivate();
-  activate();
-}
-
 void PMmeMidiOutSocket::done(platform::MidiBuffer& buffer)
 {
   static_cast<platform::Event*>(buffer.user)->set();

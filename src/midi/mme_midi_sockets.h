@@ -39,7 +39,8 @@ public:
   bool follow(PMmePort port) { return port_.follow(std::move(port)); }
   bool isBridge() const override { return port_.info.isBridge; }
   bool repeats(const PMidiInSocket& other) const override;
-  void reopenLost();    ///< what somebody else took the connection of
+  /// Somebody else took its connection.
+  bool isLost() const { return handle_ && handle_->isLost(); }
   void applyPriority(); ///< to the system's thread that calls, where there is one of its own
 
 protected:
@@ -86,7 +87,7 @@ public:
   double pump(double now) override;
   void allNotesOffNow() override;
   bool hasWaiting() const; ///< whether pumping may have anything to do
-  void reopenLost();       ///< what somebody else took the connection of
+  bool isLost() const { return handle_ && handle_->isLost(); }
 
 protected:
   bool open() override;

@@ -2,7 +2,14 @@
 
 #include "midi/midi_event.h"
 
+#include <algorithm>
+#include <array>
+
 namespace orbi {
+
+/// Controllers of pedals that keep notes sounding: sustain, sostenuto, hold 2.
+inline constexpr std::array<uint8_t, 3> pedalControllers{64, 66, 69};
+inline constexpr uint8_t pedalDown = 64; ///< the least value that holds
 
 /// Many players end a note by one without velocity.
 inline bool endsNote(const PMidiEvent& event)
@@ -14,9 +21,9 @@ inline bool endsNote(const PMidiEvent& event)
 inline bool letsGo(const PMidiEvent& event)
 {
   const uint8_t number = event.getData1();
-  const bool isPedal = number == 64 || number == 66 || number == 69;
-  return endsNote(event) ||
-         (event.getStatus() == 0xB0 && (number == 123 || (isPedal && event.getData2() < 64)));
+  const bool isUp = event.getData2() < pedalDown &&
+                    std::ranges::find(pedalControllers, number) != pedalControllers.end();
+  return endsNote(event) || (event.getStatus() == 0xB0 && (number == 123 || isUp));
 }
 
 inline bool beginsNote(const PMidiEvent& event)

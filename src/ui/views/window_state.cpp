@@ -2,6 +2,7 @@
 #include "persist/default_pool.h"
 #include "ui/views/desktop.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -93,8 +94,12 @@ void UWindow::loadWindow(const FAttributes& attributes)
     const Point base = locationOrigin();
     place = Rect::at({base.x + location->x, base.y + location->y}, place.size());
   }
-  // The screen of the last time may have gone.
-  setRect(movedInto(place, UDesktop::instance()->workArea(place.origin())));
+  // The screen of the last time may have gone, or shrunk.
+  const Rect area = UDesktop::instance()->workArea(place.origin());
+  if (remembersSize())
+    place = Rect::at(place.origin(), limitedSize({std::min(place.width(), area.width()),
+                                                  std::min(place.height(), area.height())}));
+  setRect(movedInto(place, area));
   normalPlace_ = place_;
   double opacity = 1.0;
   if (attributes.getDouble("Opacity", opacity))
