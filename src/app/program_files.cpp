@@ -9,7 +9,8 @@ namespace orbi {
 namespace {
 
 /// Whether it holds a bank; nothing when it isn't whole.
-std::optional<bool> holdsBank(const std::filesystem::path& path, std::string& reason)
+std::optional<bool> holdsBank(const std::filesystem::path& path, bool tellsPlace,
+                              std::string& reason)
 {
   const std::optional<std::string> bytes = readProgramFile(path, reason);
   if (!bytes)
@@ -17,7 +18,7 @@ std::optional<bool> holdsBank(const std::filesystem::path& path, std::string& re
   ProgramFileFault fault;
   const std::optional<ParsedProgramFile> file = parseProgramFile(*bytes, fault);
   if (!file) {
-    reason = fault.text();
+    reason = tellsPlace ? fault.text() : fault.reason;
     return std::nullopt;
   }
   return file->bank.has_value();
@@ -55,7 +56,7 @@ bool OrbiPlayerApplication::openProgramFile(const std::filesystem::path& path)
 bool OrbiPlayerApplication::loadProgramFile(const std::filesystem::path& path, Teller teller)
 {
   std::string reason;
-  const std::optional<bool> isBank = holdsBank(path, reason);
+  const std::optional<bool> isBank = holdsBank(path, teller == Teller::script, reason);
   if (!isBank)
     return tellTrouble(path, reason, teller);
   FGivenFile given(path);
@@ -91,11 +92,11 @@ bool OrbiPlayerApplication::tellOutcome(const std::filesystem::path& path, int32
 bool OrbiPlayerApplication::tellTrouble(const std::filesystem::path& path,
                                         const std::string& reason, Teller teller)
 {
-  const std::string line = path.string() + ": " + reason;
+  const std::string file = path.string() + ": ";
   if (teller == Teller::script)
-    surroundings_.messages.show(title().view(), line);
+    surroundings_.messages.show(title().view(), file + reason);
   else
-    show(line);
+    show(file + UTranslator::text(reason.c_str()));
   return false;
 }
 
