@@ -29,7 +29,7 @@ until_true() { # until_true COMMAND...: 20 seconds at most
 
 export HOME=$home XDG_CONFIG_HOME=$home
 exec 3>"$home/display"
-Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
+Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset >/dev/null 2>&1 &
 pids+=($!)
 until_true test -s "$home/display"
 DISPLAY=:$(cat "$home/display")

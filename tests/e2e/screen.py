@@ -31,7 +31,8 @@ class Screen:
         self.managed, self.manager = managed, None
         reading, writing = os.pipe()
         self.server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writing), "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
+            ["Xvfb", "-displayfd", str(writing), "-screen", "0", "1280x800x24", "-nolisten", "tcp",
+             "-noreset"],
             pass_fds=[writing], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(writing)
         with os.fdopen(reading) as answer:
