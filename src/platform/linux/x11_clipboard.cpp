@@ -3,7 +3,7 @@
 #include "platform/linux/x11_clipboard.h"
 
 #include "platform/clock.h"
-#include "platform/linux/utf8_text.h"
+#include "platform/utf8_text.h"
 #include "platform/linux/x11_window_system.h"
 
 #include <algorithm>

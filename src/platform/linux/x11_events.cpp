@@ -1,6 +1,6 @@
 #ifdef ORBI_HAVE_X11
 
-#include "platform/linux/utf8_text.h"
+#include "platform/utf8_text.h"
 #include "platform/linux/x11_child_window.h"
 #include "platform/linux/x11_clipboard.h"
 #include "platform/linux/x11_drop_target.h"
