@@ -209,12 +209,9 @@ void OrbiPlayerApplication::runFileEntry(int32_t (OrbPlugin::*entry)(FFileDialog
     tellOutcome(*file.path, result, Teller::user);
 }
 
-bool OrbiPlayerApplication::openDroppedFile(const std::filesystem::path& file)
+bool OrbiPlayerApplication::opensDroppedFile(const std::filesystem::path& file) const
 {
-  if (!plugin_ || !isFileToOpen(file))
-    return false;
-  openFile(file);
-  return true;
+  return plugin_ && isFileToOpen(file);
 }
 
 // The setup dialog is described by a skin.

@@ -351,7 +351,7 @@ void OrbiPlayerApplication::restoreTime()
 bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
 {
   if (isProgramFile(file))
-    return opensBeforeSong() || openProgramFile(file);
+    return openProgramFile(file);
   if (!songPlayer_)
     return false;
   std::string error;

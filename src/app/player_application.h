@@ -50,7 +50,7 @@ public:
   void finishRun();
   int exitStatus() const { return exitStatus_; }
 
-  bool openDroppedFile(const std::filesystem::path& file) override;
+  bool opensDroppedFile(const std::filesystem::path& file) const override;
   int32_t handleMessage(FMessage& message) override; ///< "MenuSelect"
 
 protected:

@@ -38,8 +38,10 @@ bool OrbiPlayerApplication::loadPrograms()
   for (const std::filesystem::path& path : options_.loads)
     if (!loadProgramFile(path, Teller::script))
       return false;
-  if (opensBeforeSong())
+  if (opensBeforeSong()) {
+    setFileToOpen({});
     return openProgramFile(*options_.file);
+  }
   programsLoaded_ = !options_.file || !isProgramFile(*options_.file);
   return true;
 }

@@ -142,6 +142,29 @@ std::string X11Display::bytes(xcb_window_t window, xcb_atom_t property) const
           static_cast<size_t>(x.xcb_get_property_value_length(answer.get()))};
 }
 
+X11Display::Part X11Display::take(xcb_window_t window, xcb_atom_t property, size_t mostBytes) const
+{
+  const auto answer = reply(x.xcb_get_property_reply,
+                            x.xcb_get_property(connection, 1, window, property, XCB_ATOM_ANY, 0,
+                                               static_cast<uint32_t>(mostBytes / 4)));
+  if (!answer)
+    return {};
+  Part result{answer->type, {}, answer->bytes_after == 0};
+  if (answer->format == 8)
+    result.bytes.assign(static_cast<const char*>(x.xcb_get_property_value(answer.get())),
+                        static_cast<size_t>(x.xcb_get_property_value_length(answer.get())));
+  return result;
+}
+
+bool X11Display::watch(xcb_window_t window, uint32_t events) const
+{
+  xcb_generic_error_t* error = x.xcb_request_check(
+      connection,
+      x.xcb_change_window_attributes_checked(connection, window, XCB_CW_EVENT_MASK, &events));
+  std::free(error);
+  return error == nullptr && !isLost();
+}
+
 void X11Display::setNumbers(xcb_window_t window, xcb_atom_t property, xcb_atom_t type,
                             std::span<const uint32_t> values) const
 {

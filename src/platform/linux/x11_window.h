@@ -61,7 +61,6 @@ public:
   void handleUnmapped();
   void handleProperty(xcb_atom_t property);
   void handleFocus(bool active);
-  void handleOwnFocus(); ///< the window has the keys where the one that holds them should
   void handleTakeFocus(xcb_timestamp_t time);
   void noteUserTime(); ///< the user has just done something here
   void tellDestroyed();

@@ -221,11 +221,6 @@ void X11Window::handleFocus(bool active)
     listener_.windowDeactivated();
 }
 
-void X11Window::handleOwnFocus()
-{
-  focusByHand(XCB_CURRENT_TIME);
-}
-
 void X11Window::handleTakeFocus(xcb_timestamp_t time)
 {
   focusByHand(time);
