@@ -154,43 +154,6 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
   EXPECT_TRUE(read.ends_with("a\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9"));
 }
 
-TEST_F(WindowSystemTest, files_that_are_dropped_arrive_with_their_place)
-{
-  const auto window = open(at({100, 100, 300, 200}));
-  const xcb_window_t id = idOf(window->handle());
-  const xcb_window_t source = user->makeWindow(user->root(), 5, 5, 0);
-  user->own(source, "XdndSelection");
-  const auto drag = [&](const std::string& list) {
-    user->send(id, "XdndEnter",
-               {source, 5u << 24, user->atom("text/plain"), user->atom("text/uri-list")});
-    user->send(id, "XdndPosition", {source, 0, 150u << 16 | 120, 0, user->atom("XdndActionCopy")});
-    settle();
-    const auto status = user->await(XCB_CLIENT_MESSAGE);
-    ASSERT_TRUE(status);
-    EXPECT_EQ(reinterpret_cast<xcb_client_message_event_t&>(*status).data.data32[1] & 1, 1u);
-    user->send(id, "XdndDrop", {source});
-    settle();
-    const auto asked = user->await(XCB_SELECTION_REQUEST);
-    ASSERT_TRUE(asked);
-    const auto& request = reinterpret_cast<const xcb_selection_request_event_t&>(*asked);
-    user->set(request.requestor, request.property, "text/uri-list", list);
-    user->answer(request, request.property);
-    settle();
-  };
-  drag("# "
-       "two\r\nfile:///tmp/a%20b%ff%2\r\nfile://elsewhere/x\r\nhttp://x/y\r\nfile://localhost/"
-       "z\r\nfile:///n%00\r\n");
-  EXPECT_EQ(listener.told.back(), "drop 50,20");
-  EXPECT_THAT(listener.files, ElementsAre("/tmp/a b\xff%2", "/z"));
-  listener.told.clear();
-  const auto finished = user->await(XCB_CLIENT_MESSAGE);
-  ASSERT_TRUE(finished);
-  EXPECT_EQ(reinterpret_cast<xcb_client_message_event_t&>(*finished).type,
-            user->atom("XdndFinished"));
-  drag("nothing of ours");
-  EXPECT_TRUE(listener.told.empty());
-}
-
 TEST_F(WindowSystemTest, an_input_method_makes_text_of_strokes_and_gives_back_the_others)
 {
   auto method = std::make_unique<XInputMethod>();
