@@ -10,7 +10,6 @@ namespace soundfont {
 namespace {
 
 constexpr uint32_t longestList = 16384; // of URIs, in words of four bytes
-constexpr int deepestWindow = 64;       // more levels aren't followed
 
 struct Free {
   void operator()(void* reply) const { std::free(reply); }
@@ -69,19 +68,12 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
   const struct {
     xcb_atom_t& atom;
     const char* name;
-  } names[] = {{atoms_.aware, "XdndAware"},
-               {atoms_.proxy, "XdndProxy"},
-               {atoms_.enter, "XdndEnter"},
-               {atoms_.position, "XdndPosition"},
-               {atoms_.status, "XdndStatus"},
-               {atoms_.leave, "XdndLeave"},
-               {atoms_.drop, "XdndDrop"},
-               {atoms_.finished, "XdndFinished"},
-               {atoms_.selection, "XdndSelection"},
-               {atoms_.typeList, "XdndTypeList"},
-               {atoms_.actionCopy, "XdndActionCopy"},
-               {atoms_.uriList, "text/uri-list"},
-               {atoms_.data, "SOUNDFONT_DROP"}};
+  } names[] = {{atoms_.aware, "XdndAware"},       {atoms_.enter, "XdndEnter"},
+               {atoms_.position, "XdndPosition"}, {atoms_.status, "XdndStatus"},
+               {atoms_.leave, "XdndLeave"},       {atoms_.drop, "XdndDrop"},
+               {atoms_.finished, "XdndFinished"}, {atoms_.selection, "XdndSelection"},
+               {atoms_.typeList, "XdndTypeList"}, {atoms_.actionCopy, "XdndActionCopy"},
+               {atoms_.uriList, "text/uri-list"}, {atoms_.data, "SOUNDFONT_DROP"}};
   for (const auto& [atom, name] : names) {
     const auto cookie =
         xcb_.xcb_intern_atom(connection_, 0, static_cast<uint16_t>(std::strlen(name)), name);
@@ -92,33 +84,6 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
   const uint32_t supported = version;
   xcb_.xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atoms_.aware, XCB_ATOM_ATOM,
                            32, 1, &supported);
-  invite();
-}
-
-/// Where another one already has the drops on the top window, this leaves it to him to hand on what
-/// is meant for the editor.
-void DropTarget::invite()
-{
-  const xcb_window_t top = topWindow(window_);
-  if (top == invited_)
-    return;
-  withdraw();
-  if (top == window_ || hasProperty(top, atoms_.proxy))
-    return;
-  invited_ = top;
-  for (xcb_window_t from : {window_, top})
-    xcb_.xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, from, atoms_.proxy,
-                             XCB_ATOM_WINDOW, 32, 1, &window_);
-}
-
-void DropTarget::withdraw()
-{
-  if (!invited_)
-    return;
-  const std::string holder = property(invited_, atoms_.proxy);
-  if (holder.size() == sizeof window_ && !std::memcmp(holder.data(), &window_, sizeof window_))
-    xcb_.xcb_delete_property(connection_, invited_, atoms_.proxy);
-  invited_ = 0;
 }
 
 /// False when the source is gone already.
@@ -139,34 +104,7 @@ bool DropTarget::endDrag()
   return std::exchange(accepts_, false);
 }
 
-/// The one below the root, or below the frame that a window manager has put around.
-xcb_window_t DropTarget::topWindow(xcb_window_t window) const
-{
-  const char stateName[] = "WM_STATE";
-  const Owned<xcb_intern_atom_reply_t> state(xcb_.xcb_intern_atom_reply(
-      connection_, xcb_.xcb_intern_atom(connection_, 1, sizeof stateName - 1, stateName), nullptr));
-  for (int level = 0; level < deepestWindow; ++level) {
-    if (state && state->atom && hasProperty(window, state->atom))
-      return window;
-    const Owned<xcb_query_tree_reply_t> tree(
-        xcb_.xcb_query_tree_reply(connection_, xcb_.xcb_query_tree(connection_, window), nullptr));
-    if (!tree || tree->parent == tree->root || tree->parent == XCB_NONE)
-      return window;
-    window = tree->parent;
-  }
-  return window;
-}
-
-bool DropTarget::hasProperty(xcb_window_t window, xcb_atom_t property) const
-{
-  const Owned<xcb_get_property_reply_t> reply(xcb_.xcb_get_property_reply(
-      connection_,
-      xcb_.xcb_get_property(connection_, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0),
-      nullptr));
-  return reply && reply->type != XCB_NONE;
-}
-
-/// The bytes of it, or none when there are too many.
+/// The bytes of it, no more than a list of files has.
 std::string DropTarget::property(xcb_window_t window, xcb_atom_t property) const
 {
   const Owned<xcb_get_property_reply_t> reply(
@@ -174,7 +112,7 @@ std::string DropTarget::property(xcb_window_t window, xcb_atom_t property) const
                                   xcb_.xcb_get_property(connection_, 0, window, property,
                                                         XCB_GET_PROPERTY_TYPE_ANY, 0, longestList),
                                   nullptr));
-  if (!reply || reply->bytes_after > 0)
+  if (!reply)
     return {};
   const auto* value = static_cast<const char*>(xcb_.xcb_get_property_value(reply.get()));
   return {value, static_cast<size_t>(xcb_.xcb_get_property_value_length(reply.get()))};
@@ -205,7 +143,7 @@ void DropTarget::answer(xcb_atom_t type, uint32_t second, uint32_t fifth, uint32
   message.format = 32;
   message.window = source_;
   message.type = type;
-  message.data.data32[0] = target_;
+  message.data.data32[0] = window_;
   message.data.data32[1] = second;
   message.data.data32[2] = third;
   message.data.data32[4] = fifth;
@@ -235,11 +173,8 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
   if (message.format != 32 || message.type == XCB_ATOM_NONE)
     return News::none;
   if (message.type == atoms_.enter) {
-    if (!std::exchange(knowsTop_, true))
-      invite(); // the host may have put its window into another one since
     const bool wasOver = endDrag();
     source_ = data[0];
-    target_ = message.window;
     accepts_ = watchSource(XCB_EVENT_MASK_STRUCTURE_NOTIFY) && offersFiles(message);
     return accepts_ ? News::entered : wasOver ? News::left : News::none;
   }

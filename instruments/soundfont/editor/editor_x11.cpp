@@ -277,8 +277,6 @@ void X11Editor::run()
       xcb_->xcb_flush(connection_);
       wait();
     }
-    own_.drop->withdraw();
-    xcb_->xcb_flush(connection_);
   } catch (const std::exception&) { // out of memory: the picture stands still from now on
   }
   const std::lock_guard lock(endMutex_);
