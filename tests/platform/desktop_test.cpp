@@ -118,6 +118,28 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
     xcb_delete_property(user->connection(), other, user->atom("HERE"));
   }
 
+  // More than the server takes at once leaves in parts; whoever takes none hinders nobody.
+  const std::string endless = std::string(17 << 20, 'x') + "end";
+  system->setClipboard(endless);
+  const xcb_window_t idle = user->makeWindow(user->root(), 5, 5, 0);
+  const auto ask = [&](xcb_window_t by) {
+    xcb_convert_selection(user->connection(), by, user->atom("CLIPBOARD"),
+                          user->atom("UTF8_STRING"), user->atom("HERE"), XCB_CURRENT_TIME);
+    settle();
+  };
+  ask(idle);
+  for (int i = 0; i < 2; ++i) { // who asks once more amidst gets it from the start
+    ask(other);
+    EXPECT_EQ(user->take(other, "HERE").size(), 4u);
+    settle();
+  }
+  std::string whole;
+  for (std::string part; !(part = user->take(other, "HERE")).empty(); settle())
+    whole += part;
+  EXPECT_TRUE(whole == endless) << whole.size();
+  xcb_destroy_window(user->connection(), idle);
+  settle();
+
   // One that hands out a long text in parts, and knows no other form than the old one.
   user->own(other, "CLIPBOARD");
   while (user->reply(xcb_poll_for_event(user->connection()))) {}

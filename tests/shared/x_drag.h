@@ -2,8 +2,8 @@
 
 #include "shared/x_user.h"
 
-#include <cstring>
 #include <optional>
+#include <utility>
 
 /// A program from which a list of URIs is dragged, by version 5 of the protocol, and which believes
 /// answers only when they name the window that it drags over.
