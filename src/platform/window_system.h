@@ -172,7 +172,7 @@ struct WindowOptions {
   bool minimizable = true;
   bool maximizable = true;
   bool framed = true;       ///< with the desktop's title bar and border
-  bool transparent = false; ///< with an alpha channel, where the screen can
+  bool transparent = false; ///< with an alpha channel, where the desktop can
   bool offscreen = true;    ///< painted in memory and copied, so that nothing flickers
 };
 

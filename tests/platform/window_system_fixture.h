@@ -87,6 +87,7 @@ private:
 
 class WindowSystemTest : public testing::Test, public WindowSystemListener {
 protected:
+  explicit WindowSystemTest(std::vector<const char*> ofTheServer = {}) : server(ofTheServer) {}
   void SetUp() override
   {
     if (!server.isRunning())

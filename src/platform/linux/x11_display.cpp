@@ -64,6 +64,9 @@ void X11Display::internAtoms()
 #define ORBI_X11_ROW(member, name) {&X11Atoms::member, name, {}},
   Row rows[] = {ORBI_X11_ATOMS(ORBI_X11_ROW)};
 #undef ORBI_X11_ROW
+  const std::string compositor = "_NET_WM_CM_S" + std::to_string(screenNumber_);
+  const auto asked =
+      x.xcb_intern_atom(connection, 0, static_cast<uint16_t>(compositor.size()), compositor.data());
   // Asked for in one go, so that they cost one way there and back.
   for (Row& row : rows)
     row.cookie =
@@ -71,6 +74,8 @@ void X11Display::internAtoms()
   for (const Row& row : rows)
     if (const auto answer = reply(x.xcb_intern_atom_reply, row.cookie))
       atoms.*row.member = answer->atom;
+  if (const auto answer = reply(x.xcb_intern_atom_reply, asked))
+    compositor_ = answer->atom;
 }
 
 // ---- visuals ------------------------------------------------------------------------------------
@@ -233,6 +238,13 @@ std::optional<Point> X11Display::onRoot(xcb_window_t window, Point point) const
   if (!answer)
     return std::nullopt;
   return Point{answer->dst_x, answer->dst_y};
+}
+
+bool X11Display::hasCompositor() const
+{
+  const auto owner =
+      reply(x.xcb_get_selection_owner_reply, x.xcb_get_selection_owner(connection, compositor_));
+  return owner && owner->owner != XCB_NONE;
 }
 
 bool X11Display::hasManager() const

@@ -102,7 +102,8 @@ public:
 
   // Places
   std::optional<Point> onRoot(xcb_window_t window, Point point = {}) const;
-  bool hasManager() const; ///< whether a window manager runs; asks the server
+  bool hasManager() const;    ///< whether a window manager runs; asks the server
+  bool hasCompositor() const; ///< whether windows may be seen through; asks the server
 
 private:
   X11Display(const X11Library& library, xcb_connection_t* connected, xcb_screen_t* screen,
@@ -115,6 +116,7 @@ private:
   const int screenNumber_;
   X11Visual plain_;
   X11Visual alpha_;
+  xcb_atom_t compositor_ = XCB_ATOM_NONE; // the selection of the one for this screen
 };
 
 } // namespace orbi::platform

@@ -107,6 +107,11 @@ Rect UDesktop::workArea(Point screen) const
   return toUnits(screenAt(screen).workArea);
 }
 
+Rect UDesktop::workArea(const Rect& place) const
+{
+  return workArea(place.middle());
+}
+
 Rect UDesktop::screenBounds(Point screen) const
 {
   return toUnits(screenAt(screen).bounds);

@@ -94,7 +94,7 @@ void UWindow::loadWindow(const FAttributes& attributes)
     place = Rect::at({base.x + location->x, base.y + location->y}, place.size());
   }
   // The screen of the last time may have gone.
-  setRect(movedInto(place, UDesktop::instance()->workArea(place.origin())));
+  setRect(movedInto(place, UDesktop::instance()->workArea(place)));
   normalPlace_ = place_;
   double opacity = 1.0;
   if (attributes.getDouble("Opacity", opacity))
