@@ -213,7 +213,8 @@ def files_that_are_dropped_reach_whom_they_are_for(screen, folder):
     with Player(screen, folder, name="Editor") as player:
         check(drop(player, music) == "taken")
         player.wait_noted("midi 144 60")
-        check(drop(player, font) == "refused", "by a plug-in that takes none")
+        for files in ([font], [music, font]):
+            check(drop(player, *files) == "refused", "by a plug-in that takes none", files)
         player.end()
     with Player(screen, folder, "--save-bank", kept) as player:
         check(drop(player, bank) == "taken")
