@@ -34,7 +34,9 @@ void GApplication::openDroppedFile(std::filesystem::path file)
 int32_t GApplication::handleMessage(FMessage& message)
 {
   if (message.isMessage(openDroppedMessage)) {
-    openFile(std::exchange(droppedFile_, {}));
+    const std::filesystem::path file = std::exchange(droppedFile_, {});
+    if (opensDroppedFile(file)) // still
+      openFile(file);
     return 1;
   }
   if (!message.isMessage("MenuSelect"))

@@ -277,6 +277,7 @@ TEST_F(WindowTest, modal_dialog_runs_until_it_ends_and_blocks_the_others)
       EXPECT_EQ(fake(*dialog).activations, activations + 3);
       EXPECT_EQ(desktop().activeWindow(), dialog.get());
       EXPECT_FALSE(desktop().turnWheel(0, 120, {110, 110}));
+      EXPECT_EQ(behind.listener.filesDragged({}), platform::DropTaker::nobody);
       return;
     }
     platform::RunLoop::instance()->removeTimer(timer);

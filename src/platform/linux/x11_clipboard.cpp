@@ -107,15 +107,15 @@ bool X11Clipboard::giveInParts(Transfer transfer)
 {
   constexpr size_t mostTransfers = 8;
   const X11Display& display = system_.display();
-  if (system_.isOurs(transfer.window) ||
-      !display.watch(transfer.window,
-                     XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY))
-    return false;
   std::erase_if(transfers_, [&](const Transfer& each) { // asked for once more
     return each.window == transfer.window && each.property == transfer.property;
   });
   while (transfers_.size() >= mostTransfers)
     end(transfers_.begin());
+  if (system_.isOurs(transfer.window) ||
+      !display.watch(transfer.window,
+                     XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY))
+    return false;
   display.setNumber(transfer.window, transfer.property, display.atoms.incr,
                     static_cast<uint32_t>(std::min<size_t>(transfer.text.size(), UINT32_MAX)));
   transfers_.push_back(std::move(transfer));
