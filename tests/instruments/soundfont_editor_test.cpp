@@ -54,9 +54,9 @@ public:
 };
 
 /// As the host hands it on: whether a list of URIs was taken.
-bool drop(xcb_window_t window, const std::string& uris)
+bool drop(xcb_window_t window, const std::string& uris, size_t part = 0)
 {
-  XDrag drag(uris);
+  XDrag drag(uris, part);
   drag.over(window, 1, 1);
   drag.drop();
   return drag.await(drag.taken);
@@ -336,7 +336,7 @@ TEST_F(SoundFontEditor,
   EXPECT_EQ(plugin.setChunk(0, without), 1); // back to the default, which loads while it plays
   EXPECT_EQ(plugin.chunk(0), without);
   while (plugin.chunk(0).size() == without.size()) { // while the driver stands still
-    EXPECT_TRUE(drop(plugin.window, OtherFont::uri()));
+    EXPECT_TRUE(drop(plugin.window, OtherFont::uri() + "\r\nfile:///other", 7));
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   plugin.setChunk(0, bank);

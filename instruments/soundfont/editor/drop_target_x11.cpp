@@ -68,12 +68,19 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
   const struct {
     xcb_atom_t& atom;
     const char* name;
-  } names[] = {{atoms_.aware, "XdndAware"},       {atoms_.enter, "XdndEnter"},
-               {atoms_.position, "XdndPosition"}, {atoms_.status, "XdndStatus"},
-               {atoms_.leave, "XdndLeave"},       {atoms_.drop, "XdndDrop"},
-               {atoms_.finished, "XdndFinished"}, {atoms_.selection, "XdndSelection"},
-               {atoms_.typeList, "XdndTypeList"}, {atoms_.actionCopy, "XdndActionCopy"},
-               {atoms_.uriList, "text/uri-list"}, {atoms_.data, "SOUNDFONT_DROP"}};
+  } names[] = {{atoms_.aware, "XdndAware"},
+               {atoms_.enter, "XdndEnter"},
+               {atoms_.position, "XdndPosition"},
+               {atoms_.status, "XdndStatus"},
+               {atoms_.leave, "XdndLeave"},
+               {atoms_.drop, "XdndDrop"},
+               {atoms_.finished, "XdndFinished"},
+               {atoms_.selection, "XdndSelection"},
+               {atoms_.typeList, "XdndTypeList"},
+               {atoms_.actionCopy, "XdndActionCopy"},
+               {atoms_.uriList, "text/uri-list"},
+               {atoms_.data, "SOUNDFONT_DROP"},
+               {atoms_.incr, "INCR"}};
   for (const auto& [atom, name] : names) {
     const auto cookie =
         xcb_.xcb_intern_atom(connection_, 0, static_cast<uint16_t>(std::strlen(name)), name);
@@ -101,11 +108,13 @@ bool DropTarget::endDrag()
   if (source_ != XCB_NONE)
     watchSource(XCB_EVENT_MASK_NO_EVENT);
   source_ = XCB_NONE;
+  comesInParts_ = false;
+  list_.clear();
   return std::exchange(accepts_, false);
 }
 
 /// The bytes of it, no more than a list of files has.
-std::string DropTarget::property(xcb_window_t window, xcb_atom_t property) const
+std::string DropTarget::property(xcb_window_t window, xcb_atom_t property, xcb_atom_t* type) const
 {
   const Owned<xcb_get_property_reply_t> reply(
       xcb_.xcb_get_property_reply(connection_,
@@ -114,6 +123,8 @@ std::string DropTarget::property(xcb_window_t window, xcb_atom_t property) const
                                   nullptr));
   if (!reply)
     return {};
+  if (type)
+    *type = reply->type;
   const auto* value = static_cast<const char*>(xcb_.xcb_get_property_value(reply.get()));
   return {value, static_cast<size_t>(xcb_.xcb_get_property_value_length(reply.get()))};
 }
@@ -161,7 +172,9 @@ DropTarget::News DropTarget::handle(const xcb_generic_event_t& event)
       return News::none;
     return endDrag() ? News::left : News::none;
   case XCB_SELECTION_NOTIFY:
-    return takeFile(reinterpret_cast<const xcb_selection_notify_event_t&>(event));
+    return listCame(reinterpret_cast<const xcb_selection_notify_event_t&>(event));
+  case XCB_PROPERTY_NOTIFY:
+    return partCame(reinterpret_cast<const xcb_property_notify_event_t&>(event));
   default:
     return News::none;
   }
@@ -198,12 +211,42 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
   return News::none;
 }
 
-DropTarget::News DropTarget::takeFile(const xcb_selection_notify_event_t& notice)
+DropTarget::News DropTarget::listCame(const xcb_selection_notify_event_t& notice)
 {
   if (notice.selection != atoms_.selection || source_ == XCB_NONE)
     return News::none;
-  path_ = notice.property ? firstFileOf(property(window_, atoms_.data)) : std::string();
+  if (notice.property) {
+    xcb_atom_t type = XCB_ATOM_NONE;
+    list_ = property(window_, atoms_.data, &type);
+    comesInParts_ = type == atoms_.incr;
+    if (comesInParts_)
+      list_.clear(); // it is the length
+    xcb_.xcb_delete_property(connection_, window_, atoms_.data);
+  }
+  return comesInParts_ ? News::none : finish();
+}
+
+/// The last one is empty. Of those beyond the longest list nothing is kept.
+DropTarget::News DropTarget::partCame(const xcb_property_notify_event_t& change)
+{
+  if (!comesInParts_ || change.window != window_ || change.atom != atoms_.data ||
+      change.state != XCB_PROPERTY_NEW_VALUE)
+    return News::none;
+  xcb_atom_t type = XCB_ATOM_NONE;
+  const std::string part = property(window_, atoms_.data, &type);
+  if (type == XCB_ATOM_NONE || type == atoms_.incr)
+    return News::none; // an older change
   xcb_.xcb_delete_property(connection_, window_, atoms_.data);
+  if (part.empty())
+    return finish();
+  if (list_.size() < longestList * sizeof(uint32_t))
+    list_ += part;
+  return News::none;
+}
+
+DropTarget::News DropTarget::finish()
+{
+  path_ = firstFileOf(list_);
   answer(atoms_.finished, path_.empty() ? 0 : 1, 0, path_.empty() ? 0u : atoms_.actionCopy);
   endDrag();
   return path_.empty() ? News::left : News::dropped;

@@ -21,11 +21,13 @@ public:
 private:
   bool watchSource(uint32_t events) const;
   bool endDrag();
-  std::string property(xcb_window_t window, xcb_atom_t property) const;
+  std::string property(xcb_window_t window, xcb_atom_t property, xcb_atom_t* type = nullptr) const;
   bool offersFiles(const xcb_client_message_event_t& enter) const;
   void answer(xcb_atom_t type, uint32_t second, uint32_t fifth, uint32_t third = 0);
   News handleMessage(const xcb_client_message_event_t& message);
-  News takeFile(const xcb_selection_notify_event_t& notice);
+  News listCame(const xcb_selection_notify_event_t& notice);
+  News partCame(const xcb_property_notify_event_t& change);
+  News finish();
 
   static constexpr uint8_t version = 5;
 
@@ -34,10 +36,12 @@ private:
   const xcb_window_t window_;
   struct {
     xcb_atom_t aware, enter, position, status, leave, drop, finished, selection, typeList,
-        actionCopy, uriList, data;
+        actionCopy, uriList, data, incr;
   } atoms_{};
   xcb_window_t source_ = 0; // who drags
   bool accepts_ = false;
+  bool comesInParts_ = false; // the list, from now on
+  std::string list_;          // what has come of it
   std::string path_;
 };
 
