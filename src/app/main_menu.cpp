@@ -197,15 +197,9 @@ void OrbiPlayerApplication::runFileEntry(int32_t (OrbPlugin::*entry)(FFileDialog
     tellOutcome(*file.path, result, Teller::user);
 }
 
-bool OrbiPlayerApplication::openDroppedFile(const std::filesystem::path& file)
+bool OrbiPlayerApplication::opensDroppedFile(const std::filesystem::path& file) const
 {
-  if (!plugin_ || !isFileToOpen(file))
-    return false;
-  if (isProgramFile(file))
-    loadProgramFile(file, Teller::user);
-  else
-    playSong(file);
-  return true;
+  return plugin_ && isFileToOpen(file);
 }
 
 // The setup dialog is described by a skin.

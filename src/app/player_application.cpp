@@ -259,18 +259,10 @@ void OrbiPlayerApplication::restoreTime()
                            signatureDenominator_);
 }
 
-/// FILE of the command line, when everything stands.
 bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
 {
-  const bool isOpen =
-      isProgramFile(file) ? opensBeforeSong() || openProgramFile(file) : playSong(file);
-  if (!isOpen)
-    exitStatus_ = 1;
-  return isOpen;
-}
-
-bool OrbiPlayerApplication::playSong(const std::filesystem::path& file)
-{
+  if (isProgramFile(file))
+    return openProgramFile(file);
   if (!songPlayer_)
     return false;
   std::string error;
@@ -311,6 +303,11 @@ void OrbiPlayerApplication::idle()
     showProgress();
   if (songPlayer_ && songPlayer_->isOver())
     setQuit();
+}
+
+void OrbiPlayerApplication::fileNotOpened()
+{
+  exitStatus_ = 1;
 }
 
 void OrbiPlayerApplication::beforeQuit()

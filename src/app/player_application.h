@@ -50,7 +50,7 @@ public:
   void finishRun();
   int exitStatus() const { return exitStatus_; }
 
-  bool openDroppedFile(const std::filesystem::path& file) override;
+  bool opensDroppedFile(const std::filesystem::path& file) const override;
   int32_t handleMessage(FMessage& message) override; ///< "MenuSelect"
 
 protected:
@@ -61,6 +61,7 @@ protected:
   void buildMenuBar() override;
   void showAbout() override;
   bool openFile(const std::filesystem::path& file) override;
+  void fileNotOpened() override;
   void idle() override;
 
 private:
@@ -111,7 +112,6 @@ private:
   // Programs and banks that the command line names
   bool opensBeforeSong() const;
   bool openProgramFile(const std::filesystem::path& path);
-  bool playSong(const std::filesystem::path& file);
   enum class Teller { user, script }; ///< who is told what went wrong: in a window, or a line
   bool loadProgramFile(const std::filesystem::path& path, Teller teller);
   void savePrograms();

@@ -39,8 +39,10 @@ bool OrbiPlayerApplication::loadPrograms()
   for (const std::filesystem::path& path : options_.loads)
     if (!loadProgramFile(path, Teller::script))
       return false;
-  if (opensBeforeSong())
+  if (opensBeforeSong()) {
+    setFileToOpen({});
     return openProgramFile(*options_.file);
+  }
   programsLoaded_ = !options_.file || !isProgramFile(*options_.file);
   return true;
 }
@@ -48,8 +50,9 @@ bool OrbiPlayerApplication::loadPrograms()
 /// What was asked for at the start is there once FILE is; one that fails later changes nothing.
 bool OrbiPlayerApplication::openProgramFile(const std::filesystem::path& path)
 {
-  programsLoaded_ = loadProgramFile(path, Teller::user);
-  return programsLoaded_;
+  const bool isLoaded = loadProgramFile(path, Teller::user);
+  programsLoaded_ = programsLoaded_ || isLoaded;
+  return isLoaded;
 }
 
 /// A file that isn't whole doesn't reach the plug-in at all.

@@ -1,11 +1,16 @@
 #include "framework/application.h"
 
 #include "foundation/class_registry.h"
+#include "foundation/messenger.h"
 #include "foundation/startup_records.h"
+
+#include <utility>
 
 namespace orbi {
 
 CM_REGISTER_ABSTRACT(GApplication);
+
+constexpr const char* openDroppedMessage = "Open Dropped";
 
 void GApplication::startup()
 {
@@ -18,8 +23,22 @@ void GApplication::startup()
   buildMenuBar();
 }
 
+/// Not at once: whoever dragged it waits, and the user may be asked something.
+void GApplication::openDroppedFile(std::filesystem::path file)
+{
+  droppedFile_ = std::move(file);
+  if (FMessenger* messenger = FMessenger::instance())
+    messenger->post(static_cast<CmObject*>(this), new FMessage(openDroppedMessage), true);
+}
+
 int32_t GApplication::handleMessage(FMessage& message)
 {
+  if (message.isMessage(openDroppedMessage)) {
+    const std::filesystem::path file = std::exchange(droppedFile_, {});
+    if (opensDroppedFile(file)) // still
+      openFile(file);
+    return 1;
+  }
   if (!message.isMessage("MenuSelect"))
     return UApplication::handleMessage(message);
   switch (message.getInt("Tag")) {
@@ -39,8 +58,8 @@ bool GApplication::enterRunState()
 {
   if (!UApplication::enterRunState())
     return false;
-  if (!fileToOpen_.empty())
-    openFile(fileToOpen_);
+  if (!fileToOpen_.empty() && !openFile(fileToOpen_))
+    fileNotOpened();
   return true;
 }
 

@@ -19,10 +19,11 @@ public:
 
   UMenuBar* menuBar() const { return menuBar_.get(); } ///< of the main window; null for none
 
-  /// One that the user let go over a window; false for a kind that the program doesn't know.
-  virtual bool openDroppedFile(const std::filesystem::path&) { return false; }
+  // A file that the user drags onto a window
+  virtual bool opensDroppedFile(const std::filesystem::path&) const { return false; } ///< its kind
+  void openDroppedFile(std::filesystem::path file); ///< as a file to open, on the next pass
 
-  /// "MenuSelect" of the entries that every program has.
+  /// "MenuSelect" of the entries that every program has, "Open Dropped".
   int32_t handleMessage(FMessage& message) override;
   static constexpr int32_t quitTag = 7;
   static constexpr int32_t aboutTag = 16;
@@ -38,10 +39,12 @@ protected:
   virtual void showAbout() {}
   virtual void createMainWindow() {}
   virtual bool openFile(const std::filesystem::path&) { return false; }
+  virtual void fileNotOpened() {} ///< the one that the command line names
   virtual bool canQuit() { return true; }
 
 private:
   std::filesystem::path fileToOpen_;
+  std::filesystem::path droppedFile_; // until it is opened
   Ref<UMenuBar> menuBar_;
 };
 

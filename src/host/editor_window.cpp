@@ -140,13 +140,23 @@ void OrbPlugEditorWind::scaleChanged()
     child_->setBounds(Rect::at(desktop->toPixels(contentRect()).origin(), editor_));
 }
 
-/// What the program can open it opens, the first of them.
+/// Those that the program opens; else the plug-in may want them.
+bool OrbPlugEditorWind::takesFiles(std::span<const std::filesystem::path> files) const
+{
+  const auto* application = castTo<GApplication>(UApplication::instance());
+  return application && !files.empty() && std::ranges::all_of(files, [=](const auto& file) {
+           return application->opensDroppedFile(file);
+         });
+}
+
+/// The first of them: the plug-in holds one bank, and one song plays.
 bool OrbPlugEditorWind::filesDropped(const std::vector<std::filesystem::path>& files, Point)
 {
   auto* application = castTo<GApplication>(UApplication::instance());
-  return application && std::ranges::any_of(files, [application](const auto& file) {
-           return application->openDroppedFile(file);
-         });
+  if (!takesFiles(files))
+    return false;
+  application->openDroppedFile(files.front());
+  return true;
 }
 
 void OrbPlugEditorWind::releasePlugin()

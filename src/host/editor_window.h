@@ -28,6 +28,7 @@ public:
   bool keyDown(const UKeyCode& key) override;
   void idle() override;
   void scaleChanged() override; ///< the plug-in's size in pixels stays
+  bool takesFiles(std::span<const std::filesystem::path> files) const override;
   bool filesDropped(const std::vector<std::filesystem::path>& files, Point where) override;
   bool canClose() override;
   void closed() override;

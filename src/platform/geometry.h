@@ -34,6 +34,7 @@ struct Rect {
   constexpr int32_t height() const { return bottom - top; }
   constexpr Point origin() const { return {left, top}; }
   constexpr Size size() const { return {width(), height()}; }
+  constexpr Point middle() const { return {left + width() / 2, top + height() / 2}; }
   constexpr bool isEmpty() const { return right <= left || bottom <= top; }
 
   constexpr bool contains(Point p) const

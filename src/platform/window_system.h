@@ -115,6 +115,9 @@ struct Screen {
   bool isPrimary = false;
 };
 
+/// Who gets what the user drags over a window.
+enum class DropTaker { nobody, window, child };
+
 /// What a window tells the one who made it.
 class WindowListener {
 public:
@@ -134,7 +137,12 @@ public:
   virtual void buttonReleased(const PointerEvent& event) = 0;
   virtual void wheelTurned(const WheelEvent& event) = 0;
   virtual void captureLost() = 0; ///< someone else took the pointer
-  virtual void filesDropped(const std::vector<std::filesystem::path>& files, Point at) = 0;
+  /// Whose they would be; without any, whatever else it is that is dragged. What is for a child
+  /// goes to the plug-in's window under the pointer, if that takes drops. Asked again and again.
+  virtual DropTaker filesDragged(const std::vector<std::filesystem::path>& files) = 0;
+  /// Those that are the window's were let go. True when it takes them: the one who dragged waits
+  /// for the answer, so nobody is asked before.
+  virtual bool filesDropped(const std::vector<std::filesystem::path>& files, Point at) = 0;
 
 protected:
   ~WindowListener() = default;
@@ -164,7 +172,7 @@ struct WindowOptions {
   bool minimizable = true;
   bool maximizable = true;
   bool framed = true;       ///< with the desktop's title bar and border
-  bool transparent = false; ///< with an alpha channel, where the screen can
+  bool transparent = false; ///< with an alpha channel, where the desktop can
   bool offscreen = true;    ///< painted in memory and copied, so that nothing flickers
 };
 

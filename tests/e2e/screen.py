@@ -92,12 +92,15 @@ class Screen:
         focus = int(self.ask("xdotool", "getwindowfocus", "-f").strip() or 0)
         return f"{focus:#x} " in self.ask("xwininfo", "-tree", "-id", window)
 
-    def pixel(self, x, y):
-        """What is seen there, as 0xRRGGBB."""
+    def row(self, x, y, width):
+        """What is seen there, in a line of pixels as 0xRRGGBB."""
         picture = self.ask("xwd", "-root", "-silent", binary=True)
         header = struct.unpack(">25I", picture[:100])
         begin = header[0] + 12 * header[19] + y * header[12] + x * 4
-        return struct.unpack("<I", picture[begin:begin + 4])[0] & 0xFFFFFF
+        return [pixel & 0xFFFFFF for pixel in struct.unpack(f"<{width}I", picture[begin:begin + 4 * width])]
+
+    def pixel(self, x, y):
+        return self.row(x, y, 1)[0]
 
 
 class Player:

@@ -194,6 +194,43 @@ def programs_and_banks_go_to_files_and_come_back(screen, folder):
 
 
 @both
+def files_that_are_dropped_reach_whom_they_are_for(screen, folder):
+    folder = pathlib.Path(folder)
+    music = song(folder, [(0, (0xB0, 7, 70)), (0, (0x90, 60, 100)), (100, (0x80, 60, 0))])
+    bank, kept, font = folder / "other.fxb", folder / "kept.fxb", folder / "mine.sf2"
+    shutil.copy("/usr/share/sounds/sf2/TimGM6mb.sf2", font)
+    check(run(PLAYER, "--play", music, "--render", folder / "x.wav", "--save-bank", bank).returncode == 0)
+
+    def drop(player, *files):
+        x, y, width, height = screen.place(player.ready())
+        return screen.ask(BUILD / "tests" / "e2e" / "drag", player.window(), x + width // 2, y + height // 2,
+                          *(file.as_uri() for file in files)).strip()
+
+    def headline(player):
+        x, y, _, _ = screen.place(player.ready())
+        return screen.row(x + 40, y + BAR + 32, 900)
+
+    with Player(screen, folder, name="Editor") as player:
+        check(drop(player, music) == "taken")
+        player.wait_noted("midi 144 60")
+        for files in ([font], [music, font]):
+            check(drop(player, *files) == "refused", "by a plug-in that takes none", files)
+        player.end()
+    with Player(screen, folder, "--save-bank", kept) as player:
+        check(drop(player, bank) == "taken")
+        player.end()
+        check(kept.read_bytes() == bank.read_bytes(), "the bank wasn't loaded")
+    with Player(screen, folder, "--save-bank", kept) as player:
+        standing = headline(player)
+        check(drop(player, music) == "taken")
+        check(headline(player) == standing, "the editor took the song")
+        check(drop(player, font) == "taken")
+        wait(lambda: headline(player) != standing, "the editor's new headline")
+        player.end()
+        check(font.name.encode() in kept.read_bytes(), "the SoundFont isn't part of the bank")
+
+
+@both
 def menus_are_walked_by_keys(screen, folder):
     with Player(screen, folder, name="Editor") as player:
         player.ready()

@@ -1,6 +1,7 @@
 #include "instruments/plugin.h"
 #include "shared/realtime_watch.h"
 #include "shared/variable.h"
+#include "shared/x_drag.h"
 #include "shared/x_server.h"
 #include "shared/x_user.h"
 
@@ -29,7 +30,7 @@ constexpr int lowestCX = 37, middleCX = 488, keysTop = 495, whitesTop = 575, key
 constexpr xcb_rectangle_t headline{600, 20, 364, 24};
 enum KeyCode { end = 9, down = 14 };
 
-/// The user, who also drags files.
+/// The user, with a closer look.
 class Hand : public XUser {
 public:
   xcb_window_t childOf(xcb_window_t window) const ///< 0 for none
@@ -49,72 +50,16 @@ public:
     const auto* bytes = reinterpret_cast<const char*>(xcb_get_image_data(image.get()));
     return {bytes, static_cast<size_t>(xcb_get_image_data_length(image.get()))};
   }
-
-  /// Drags this list of URIs onto a top window, as file managers do it, and answers whether it was
-  /// taken.
-  bool drop(xcb_window_t window, const std::string& uris)
-  {
-    const xcb_window_t source = makeWindow(root(), 1, 1, 0);
-    xcb_set_selection_owner(connection(), source, atom("XdndSelection"), XCB_CURRENT_TIME);
-    message(window, "XdndEnter", {source, 5u << 24, atom("text/uri-list"), 0, 0});
-    message(window, "XdndPosition", {source, 0, 0, 0, atom("XdndActionCopy")});
-    message(window, "XdndDrop", {source, 0, XCB_CURRENT_TIME, 0, 0});
-    const xcb_atom_t finished = atom("XdndFinished");
-    bool taken = false;
-    while (const auto event = reply(xcb_wait_for_event(connection()))) {
-      if ((event->response_type & 0x7F) == XCB_SELECTION_REQUEST)
-        handOver(reinterpret_cast<const xcb_selection_request_event_t&>(*event), uris);
-      const auto& answer = reinterpret_cast<const xcb_client_message_event_t&>(*event);
-      if ((event->response_type & 0x7F) == XCB_CLIENT_MESSAGE && answer.type == finished) {
-        taken = answer.data.data32[1] & 1;
-        break;
-      }
-    }
-    xcb_destroy_window(connection(), source);
-    return taken;
-  }
-
-  /// Holds something above the window for as long as the answer exists.
-  std::unique_ptr<XUser> drag(xcb_window_t window)
-  {
-    auto program = std::make_unique<XUser>();
-    const xcb_window_t source = program->makeWindow(root(), 1, 1, 0);
-    program->sync();
-    message(window, "XdndEnter", {source, 5u << 24, atom("text/uri-list"), 0, 0});
-    return program;
-  }
-
-private:
-  void message(xcb_window_t window, const std::string& type, const uint32_t (&data)[5])
-  {
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = window;
-    event.type = atom(type);
-    std::memcpy(event.data.data32, data, sizeof data);
-    xcb_window_t proxy = 0;
-    std::memcpy(&proxy, property(window, "XdndProxy").data(), sizeof proxy);
-    xcb_send_event(connection(), 0, proxy, 0, reinterpret_cast<const char*>(&event));
-    sync();
-  }
-  void handOver(const xcb_selection_request_event_t& request, const std::string& uris)
-  {
-    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, request.requestor, request.property,
-                        request.target, 8, static_cast<uint32_t>(uris.size()), uris.data());
-    union {
-      xcb_selection_notify_event_t notice;
-      char bytes[32];
-    } event{};
-    event.notice.response_type = XCB_SELECTION_NOTIFY;
-    event.notice.requestor = request.requestor;
-    event.notice.selection = request.selection;
-    event.notice.target = request.target;
-    event.notice.property = request.property;
-    xcb_send_event(connection(), 0, request.requestor, 0, event.bytes);
-    sync();
-  }
 };
+
+/// As the host hands it on: whether a list of URIs was taken.
+bool drop(xcb_window_t window, const std::string& uris, size_t part = 0)
+{
+  XDrag drag(uris, part);
+  drag.over(window, 1, 1);
+  drag.drop();
+  return drag.await(drag.taken);
+}
 
 class SoundFontEditor : public testing::Test {
 protected:
@@ -353,25 +298,24 @@ TEST_F(SoundFontEditor,
   Shown plugin(*user_);
   plugin.on();
   const auto without = plugin.chunk(0);
-  ASSERT_TRUE(
-      plugin.becomes([&] { return user_->property(plugin.parent, "XdndProxy").size() == 4; }));
   ASSERT_TRUE(plugin.becomes([&] { return !plugin.isLit(middleCX); })); // drawn
   const std::string standing = user_->picture(headline);
-  EXPECT_FALSE(user_->drop(plugin.parent, "http://example.org/a.sf2\r\n"));
+  EXPECT_FALSE(drop(plugin.window, "http://example.org/a.sf2\r\n"));
   const auto isStanding = [&] { return user_->picture(headline) == standing; };
   {
-    const auto program = user_->drag(plugin.parent);
+    XDrag program("file:///a.sf2");
+    program.over(plugin.window, 1, 1);
     EXPECT_TRUE(plugin.becomes([&] { return !isStanding(); })); // it invites
   }
   EXPECT_TRUE(plugin.becomes(isStanding)); // the program is gone with what it dragged
-  EXPECT_TRUE(user_->drop(plugin.parent, "file:///proc/self/status\r\n"));
+  EXPECT_TRUE(drop(plugin.window, "file:///proc/self/status\r\n"));
   EXPECT_TRUE(plugin.becomes([&] { return !isStanding(); })); // it says so
   EXPECT_EQ(plugin.chunk(0), without);
 
   plugin.send({{0x90, 60, 100}, {0xC1, 48, 0}, {0xB1, 7, 90}});
   const long allocations = RealtimeWatch::counted().allocations;
   ASSERT_TRUE(plugin.becomes([&] { // refused while the bad one is still looked at
-    user_->drop(plugin.parent, OtherFont::uri() + "\r\n");
+    drop(plugin.window, OtherFont::uri() + "\r\n");
     plugin.play(256);
     return plugin.chunk(0).size() > without.size();
   }));
@@ -391,7 +335,7 @@ TEST_F(SoundFontEditor,
   EXPECT_EQ(plugin.setChunk(0, without), 1); // back to the default, which loads while it plays
   EXPECT_EQ(plugin.chunk(0), without);
   while (plugin.chunk(0).size() == without.size()) { // while the driver stands still
-    EXPECT_TRUE(user_->drop(plugin.parent, OtherFont::uri()));
+    EXPECT_TRUE(drop(plugin.window, OtherFont::uri() + "\r\nfile:///other", 7));
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   plugin.setChunk(0, bank);

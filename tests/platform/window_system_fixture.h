@@ -35,6 +35,7 @@ public:
   Point moved;
   std::function<void(const char*)> onEvent = [](const char*) {};
   std::vector<std::filesystem::path> files;
+  DropTaker dropTaker = DropTaker::window;
 
   void windowDestroyed() override { tell("destroyed"); }
   void windowMoved(Point client) override { moved = client; }
@@ -59,10 +60,16 @@ public:
     tell("wheel " + text({event.horizontal, event.distance}));
   }
   void captureLost() override { tell("lost"); }
-  void filesDropped(const std::vector<std::filesystem::path>& dropped, Point at) override
+  DropTaker filesDragged(const std::vector<std::filesystem::path>& dragged) override
+  {
+    files = dragged;
+    return dropTaker;
+  }
+  bool filesDropped(const std::vector<std::filesystem::path>& dropped, Point at) override
   {
     files = dropped;
     tell("drop " + text(at));
+    return true;
   }
 
 private:
@@ -80,6 +87,7 @@ private:
 
 class WindowSystemTest : public testing::Test, public WindowSystemListener {
 protected:
+  explicit WindowSystemTest(std::vector<const char*> ofTheServer = {}) : server(ofTheServer) {}
   void SetUp() override
   {
     if (!server.isRunning())

@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <initializer_list>
 #include <optional>
 #include <spawn.h>
 #include <string>
@@ -16,14 +15,16 @@
 /// manager. While it lives, DISPLAY leads to it.
 class XServer {
 public:
-  explicit XServer(const std::string& screen = "1280x1024x24")
+  explicit XServer(const std::vector<const char*>& options = {})
   {
     int ends[2];
     if (pipe(ends) != 0)
       return;
     const std::string number = std::to_string(ends[1]);
-    server_ = start({"Xvfb", "-displayfd", number.c_str(), "-screen", "0", screen.c_str(),
-                     "-nolisten", "tcp", "-noreset"});
+    std::vector<const char*> command{"Xvfb",         "-displayfd", number.c_str(), "-screen", "0",
+                                     "1280x1024x24", "-nolisten",  "tcp",          "-noreset"};
+    command.insert(command.end(), options.begin(), options.end());
+    server_ = start(command);
     close(ends[1]);
     std::string display = ":";
     char digit;
@@ -53,7 +54,7 @@ public:
   void kill() { end(server_, SIGKILL); } ///< as a crash of it would
 
 private:
-  static pid_t start(std::initializer_list<const char*> arguments)
+  static pid_t start(const std::vector<const char*>& arguments)
   {
     std::vector<char*> list;
     for (const char* each : arguments)

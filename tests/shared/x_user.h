@@ -90,17 +90,12 @@ public:
         nullptr));
     return image ? *reinterpret_cast<uint32_t*>(xcb_get_image_data(image.get())) & 0xffffff : 0;
   }
-  /// Bytes of a property, whatever their kind; empty without it.
+  /// Bytes of a property, whatever their kind; empty without it. Taken, it is gone.
   std::string property(xcb_window_t window, const char* name) const
   {
-    const auto answer = reply(xcb_get_property_reply(
-        connection_, xcb_get_property(connection_, 0, window, atom(name), XCB_ATOM_ANY, 0, 65536),
-        nullptr));
-    if (!answer)
-      return {};
-    return {static_cast<const char*>(xcb_get_property_value(answer.get())),
-            static_cast<size_t>(xcb_get_property_value_length(answer.get()))};
+    return bytesOf(window, name, 0);
   }
+  std::string take(xcb_window_t window, const char* name) const { return bytesOf(window, name, 1); }
   /// Whether a property of atoms holds the one with this name.
   bool has(xcb_window_t window, const char* name, const char* value) const
   {
@@ -205,6 +200,16 @@ public:
   }
 
 private:
+  std::string bytesOf(xcb_window_t window, const char* name, uint8_t takes) const
+  {
+    const auto answer = reply(xcb_get_property_reply(
+        connection_,
+        xcb_get_property(connection_, takes, window, atom(name), XCB_ATOM_ANY, 0, 65536), nullptr));
+    if (!answer)
+      return {};
+    return {static_cast<const char*>(xcb_get_property_value(answer.get())),
+            static_cast<size_t>(xcb_get_property_value_length(answer.get()))};
+  }
   void fake(uint8_t what, uint8_t detail)
   {
     xcb_test_fake_input(connection_, what, detail, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);

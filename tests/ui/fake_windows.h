@@ -104,7 +104,7 @@ public:
     return window;
   }
   double scale() const override { return scaled; }
-  std::vector<platform::Screen> screens() const override { return {screen}; }
+  std::vector<platform::Screen> screens() const override { return monitors; }
   platform::Point pointer() const override { return pointerAt; }
   uint32_t modifiers() const override { return 0; }
   int64_t doubleClickMilliseconds() const override { return 400; }
@@ -128,7 +128,7 @@ public:
 
   platform::WindowSystemListener* listener = nullptr;
   std::vector<FakeWindow*> windows; ///< that live, in order of making
-  platform::Screen screen{{0, 0, 1600, 1200}, {0, 0, 1600, 1160}, true};
+  std::vector<platform::Screen> monitors{{{0, 0, 1600, 1200}, {0, 0, 1600, 1160}, true}};
   platform::Point pointerAt;
   int64_t clock = 1000;
   double scaled = 1.0;

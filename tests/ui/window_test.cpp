@@ -1,4 +1,6 @@
 #include "ui/fake_windows.h"
+#include "ui/menus/menu.h"
+#include "ui/menus/menu_window.h"
 #include "ui/values/int_value.h"
 #include "ui/views/dialogs.h"
 #include "ui/views/tool_tips.h"
@@ -175,6 +177,30 @@ TEST_F(Windows, remembered_state_comes_back_and_panels_keep_to_the_frame)
   EXPECT_EQ(panel()->place(), Rect({0, 0, 70, 90})) << "never outside of the screens";
 }
 
+TEST_F(Windows, stay_on_the_monitor_of_what_they_belong_to)
+{
+  system.monitors.push_back({{1600, 0, 2400, 600}, {1600, 0, 2400, 560}, false});
+  system.monitors.push_back({{0, 1200, 1600, 1800}, {0, 1200, 1600, 1800}, false});
+  const auto remembered = [&] { // most of it lies on the second
+    auto made = make<UDocWindow>(Rect{1590, 20, 1890, 220}, "Title", rememberingStyle);
+    made->setName("Remembered");
+    EXPECT_TRUE(made->UWindow::open());
+    return made;
+  };
+  auto owner = remembered();
+  auto dialog = make<UModalDialog>(Rect{0, 0, 800, 100});
+  dialog->centerIn(owner.get());
+  EXPECT_EQ(dialog->place(), Rect({1600, 70, 2400, 170}));
+  auto menu = make<UMenu>();
+  menu->add("First", 1);
+  const UMenuItem* last = &menu->add("Last", 2);
+  const UMenuWindow* popup = UMenuWindow::showAt(menu, owner.get(), {20, 1205}, last);
+  EXPECT_EQ(popup->place().origin(), (Point{20, 1200}));
+  system.key(Key::escape);
+  owner->closeNow();
+  EXPECT_EQ(remembered()->place(), Rect({1600, 20, 1900, 220}));
+}
+
 TEST_F(Windows, maximized_window_comes_back_so_and_knows_its_normal_place)
 {
   const auto reopened = [&](uint32_t style) {
@@ -251,6 +277,7 @@ TEST_F(WindowTest, modal_dialog_runs_until_it_ends_and_blocks_the_others)
       EXPECT_EQ(fake(*dialog).activations, activations + 3);
       EXPECT_EQ(desktop().activeWindow(), dialog.get());
       EXPECT_FALSE(desktop().turnWheel(0, 120, {110, 110}));
+      EXPECT_EQ(behind.listener.filesDragged({}), platform::DropTaker::nobody);
       return;
     }
     platform::RunLoop::instance()->removeTimer(timer);

@@ -10,7 +10,6 @@ namespace soundfont {
 namespace {
 
 constexpr uint32_t longestList = 16384; // of URIs, in words of four bytes
-constexpr int deepestWindow = 64;       // more levels aren't followed
 
 struct Free {
   void operator()(void* reply) const { std::free(reply); }
@@ -70,7 +69,6 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
     xcb_atom_t& atom;
     const char* name;
   } names[] = {{atoms_.aware, "XdndAware"},
-               {atoms_.proxy, "XdndProxy"},
                {atoms_.enter, "XdndEnter"},
                {atoms_.position, "XdndPosition"},
                {atoms_.status, "XdndStatus"},
@@ -81,7 +79,8 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
                {atoms_.typeList, "XdndTypeList"},
                {atoms_.actionCopy, "XdndActionCopy"},
                {atoms_.uriList, "text/uri-list"},
-               {atoms_.data, "SOUNDFONT_DROP"}};
+               {atoms_.data, "SOUNDFONT_DROP"},
+               {atoms_.incr, "INCR"}};
   for (const auto& [atom, name] : names) {
     const auto cookie =
         xcb_.xcb_intern_atom(connection_, 0, static_cast<uint16_t>(std::strlen(name)), name);
@@ -92,33 +91,6 @@ DropTarget::DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_
   const uint32_t supported = version;
   xcb_.xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, atoms_.aware, XCB_ATOM_ATOM,
                            32, 1, &supported);
-  invite();
-}
-
-/// Where another one already has the drops on the top window, this leaves it to him to hand on what
-/// is meant for the editor.
-void DropTarget::invite()
-{
-  const xcb_window_t top = topWindow(window_);
-  if (top == invited_)
-    return;
-  withdraw();
-  if (top == window_ || hasProperty(top, atoms_.proxy))
-    return;
-  invited_ = top;
-  for (xcb_window_t from : {window_, top})
-    xcb_.xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, from, atoms_.proxy,
-                             XCB_ATOM_WINDOW, 32, 1, &window_);
-}
-
-void DropTarget::withdraw()
-{
-  if (!invited_)
-    return;
-  const std::string holder = property(invited_, atoms_.proxy);
-  if (holder.size() == sizeof window_ && !std::memcmp(holder.data(), &window_, sizeof window_))
-    xcb_.xcb_delete_property(connection_, invited_, atoms_.proxy);
-  invited_ = 0;
 }
 
 /// False when the source is gone already.
@@ -136,46 +108,23 @@ bool DropTarget::endDrag()
   if (source_ != XCB_NONE)
     watchSource(XCB_EVENT_MASK_NO_EVENT);
   source_ = XCB_NONE;
+  comesInParts_ = false;
+  list_.clear();
   return std::exchange(accepts_, false);
 }
 
-/// The one below the root, or below the frame that a window manager has put around.
-xcb_window_t DropTarget::topWindow(xcb_window_t window) const
-{
-  const char stateName[] = "WM_STATE";
-  const Owned<xcb_intern_atom_reply_t> state(xcb_.xcb_intern_atom_reply(
-      connection_, xcb_.xcb_intern_atom(connection_, 1, sizeof stateName - 1, stateName), nullptr));
-  for (int level = 0; level < deepestWindow; ++level) {
-    if (state && state->atom && hasProperty(window, state->atom))
-      return window;
-    const Owned<xcb_query_tree_reply_t> tree(
-        xcb_.xcb_query_tree_reply(connection_, xcb_.xcb_query_tree(connection_, window), nullptr));
-    if (!tree || tree->parent == tree->root || tree->parent == XCB_NONE)
-      return window;
-    window = tree->parent;
-  }
-  return window;
-}
-
-bool DropTarget::hasProperty(xcb_window_t window, xcb_atom_t property) const
-{
-  const Owned<xcb_get_property_reply_t> reply(xcb_.xcb_get_property_reply(
-      connection_,
-      xcb_.xcb_get_property(connection_, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0),
-      nullptr));
-  return reply && reply->type != XCB_NONE;
-}
-
-/// The bytes of it, or none when there are too many.
-std::string DropTarget::property(xcb_window_t window, xcb_atom_t property) const
+/// The bytes of it, no more than a list of files has.
+std::string DropTarget::property(xcb_window_t window, xcb_atom_t property, xcb_atom_t* type) const
 {
   const Owned<xcb_get_property_reply_t> reply(
       xcb_.xcb_get_property_reply(connection_,
                                   xcb_.xcb_get_property(connection_, 0, window, property,
                                                         XCB_GET_PROPERTY_TYPE_ANY, 0, longestList),
                                   nullptr));
-  if (!reply || reply->bytes_after > 0)
+  if (!reply)
     return {};
+  if (type)
+    *type = reply->type;
   const auto* value = static_cast<const char*>(xcb_.xcb_get_property_value(reply.get()));
   return {value, static_cast<size_t>(xcb_.xcb_get_property_value_length(reply.get()))};
 }
@@ -205,7 +154,7 @@ void DropTarget::answer(xcb_atom_t type, uint32_t second, uint32_t fifth, uint32
   message.format = 32;
   message.window = source_;
   message.type = type;
-  message.data.data32[0] = target_;
+  message.data.data32[0] = window_;
   message.data.data32[1] = second;
   message.data.data32[2] = third;
   message.data.data32[4] = fifth;
@@ -223,7 +172,9 @@ DropTarget::News DropTarget::handle(const xcb_generic_event_t& event)
       return News::none;
     return endDrag() ? News::left : News::none;
   case XCB_SELECTION_NOTIFY:
-    return takeFile(reinterpret_cast<const xcb_selection_notify_event_t&>(event));
+    return listCame(reinterpret_cast<const xcb_selection_notify_event_t&>(event));
+  case XCB_PROPERTY_NOTIFY:
+    return partCame(reinterpret_cast<const xcb_property_notify_event_t&>(event));
   default:
     return News::none;
   }
@@ -235,11 +186,8 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
   if (message.format != 32 || message.type == XCB_ATOM_NONE)
     return News::none;
   if (message.type == atoms_.enter) {
-    if (!std::exchange(knowsTop_, true))
-      invite(); // the host may have put its window into another one since
     const bool wasOver = endDrag();
     source_ = data[0];
-    target_ = message.window;
     accepts_ = watchSource(XCB_EVENT_MASK_STRUCTURE_NOTIFY) && offersFiles(message);
     return accepts_ ? News::entered : wasOver ? News::left : News::none;
   }
@@ -263,12 +211,42 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
   return News::none;
 }
 
-DropTarget::News DropTarget::takeFile(const xcb_selection_notify_event_t& notice)
+DropTarget::News DropTarget::listCame(const xcb_selection_notify_event_t& notice)
 {
   if (notice.selection != atoms_.selection || source_ == XCB_NONE)
     return News::none;
-  path_ = notice.property ? firstFileOf(property(window_, atoms_.data)) : std::string();
+  if (notice.property) {
+    xcb_atom_t type = XCB_ATOM_NONE;
+    list_ = property(window_, atoms_.data, &type);
+    comesInParts_ = type == atoms_.incr;
+    if (comesInParts_)
+      list_.clear(); // it is the length
+    xcb_.xcb_delete_property(connection_, window_, atoms_.data);
+  }
+  return comesInParts_ ? News::none : finish();
+}
+
+/// The last one is empty. Of those beyond the longest list nothing is kept.
+DropTarget::News DropTarget::partCame(const xcb_property_notify_event_t& change)
+{
+  if (!comesInParts_ || change.window != window_ || change.atom != atoms_.data ||
+      change.state != XCB_PROPERTY_NEW_VALUE)
+    return News::none;
+  xcb_atom_t type = XCB_ATOM_NONE;
+  const std::string part = property(window_, atoms_.data, &type);
+  if (type == XCB_ATOM_NONE || type == atoms_.incr)
+    return News::none; // an older change
   xcb_.xcb_delete_property(connection_, window_, atoms_.data);
+  if (part.empty())
+    return finish();
+  if (list_.size() < longestList * sizeof(uint32_t))
+    list_ += part;
+  return News::none;
+}
+
+DropTarget::News DropTarget::finish()
+{
+  path_ = firstFileOf(list_);
   answer(atoms_.finished, path_.empty() ? 0 : 1, 0, path_.empty() ? 0u : atoms_.actionCopy);
   endDrag();
   return path_.empty() ? News::left : News::dropped;

@@ -10,10 +10,8 @@ namespace soundfont {
 /// and drop protocol that X11 desktops share.
 class DropTarget {
 public:
-  /// Also has drops on the top window above, which is where programs look, come here: the editor
-  /// fills it. One that has given them to somebody else keeps that.
+  /// Programs that drag look at top windows only: it is the host who hands on what is for us.
   DropTarget(const XcbLibrary& xcb, xcb_connection_t* connection, xcb_window_t window);
-  void withdraw(); ///< the invitation, before the window goes, where it is still ours
 
   enum class News { none, entered, left, dropped };
   /// Also wants to know of windows that were destroyed: a program that drags may end amidst.
@@ -21,16 +19,15 @@ public:
   const std::string& path() const { return path_; } ///< of the file that was dropped
 
 private:
-  void invite();
   bool watchSource(uint32_t events) const;
   bool endDrag();
-  xcb_window_t topWindow(xcb_window_t window) const;
-  bool hasProperty(xcb_window_t window, xcb_atom_t property) const;
-  std::string property(xcb_window_t window, xcb_atom_t property) const;
+  std::string property(xcb_window_t window, xcb_atom_t property, xcb_atom_t* type = nullptr) const;
   bool offersFiles(const xcb_client_message_event_t& enter) const;
   void answer(xcb_atom_t type, uint32_t second, uint32_t fifth, uint32_t third = 0);
   News handleMessage(const xcb_client_message_event_t& message);
-  News takeFile(const xcb_selection_notify_event_t& notice);
+  News listCame(const xcb_selection_notify_event_t& notice);
+  News partCame(const xcb_property_notify_event_t& change);
+  News finish();
 
   static constexpr uint8_t version = 5;
 
@@ -38,14 +35,13 @@ private:
   xcb_connection_t* const connection_;
   const xcb_window_t window_;
   struct {
-    xcb_atom_t aware, proxy, enter, position, status, leave, drop, finished, selection, typeList,
-        actionCopy, uriList, data;
+    xcb_atom_t aware, enter, position, status, leave, drop, finished, selection, typeList,
+        actionCopy, uriList, data, incr;
   } atoms_{};
-  xcb_window_t invited_ = 0; // the top window that bears our invitation
-  xcb_window_t source_ = 0;  // who drags
-  xcb_window_t target_ = 0;  // where the source believes to drop
+  xcb_window_t source_ = 0; // who drags
   bool accepts_ = false;
-  bool knowsTop_ = false; // a drag has come since the invitation
+  bool comesInParts_ = false; // the list, from now on
+  std::string list_;          // what has come of it
   std::string path_;
 };
 

@@ -200,7 +200,8 @@ bool X11Editor::makeWindow(xcb_window_t parent)
   // Keys aren't asked for: they go to the host, which hands them on.
   constexpr uint32_t events = XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_BUTTON_PRESS |
                               XCB_EVENT_MASK_BUTTON_RELEASE | XCB_EVENT_MASK_POINTER_MOTION |
-                              XCB_EVENT_MASK_LEAVE_WINDOW | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+                              XCB_EVENT_MASK_LEAVE_WINDOW | XCB_EVENT_MASK_STRUCTURE_NOTIFY |
+                              XCB_EVENT_MASK_PROPERTY_CHANGE;
   const uint32_t values[] = {style::background.rgb, 0, events, colors};
   const auto made = xcb_->xcb_create_window_checked(
       connection_, visual->depth, window_, parent, 0, 0,
@@ -277,8 +278,6 @@ void X11Editor::run()
       xcb_->xcb_flush(connection_);
       wait();
     }
-    own_.drop->withdraw();
-    xcb_->xcb_flush(connection_);
   } catch (const std::exception&) { // out of memory: the picture stands still from now on
   }
   const std::lock_guard lock(endMutex_);

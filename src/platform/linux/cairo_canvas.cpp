@@ -154,11 +154,6 @@ void CairoCanvas::addRect(const Rect& rect)
     library_.cairo_set_matrix(cairo_, &pixels->matrix);
 }
 
-void CairoCanvas::addRounded(double left, double top, double width, double height, double radius)
-{
-  addRoundedPath(library_, cairo_, left, top, width, height, radius);
-}
-
 /// A rectangle with round corners, or its frame, on whole pixels; the colour is set. Small ones by
 /// a mask that is kept.
 void CairoCanvas::paintRounded(const Rect& rect, double radius, double line)
@@ -212,7 +207,7 @@ void CairoCanvas::fillVertical(const Rect& rect, double radius, Color top, Color
     place = 1.0;
   }
   library_.cairo_set_source(cairo_, gradient);
-  addRounded(rect.left, rect.top, rect.width(), rect.height(), radius);
+  addRoundedPath(library_, cairo_, rect.left, rect.top, rect.width(), rect.height(), radius);
   library_.cairo_fill(cairo_);
   library_.cairo_pattern_destroy(gradient);
 }

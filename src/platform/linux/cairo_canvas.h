@@ -55,7 +55,6 @@ public:
 private:
   void setColor(Color color);
   void addRect(const Rect& rect);
-  void addRounded(double left, double top, double width, double height, double radius);
   void paintRounded(const Rect& rect, double radius, double line);
   struct Pixels {
     Rect rect;

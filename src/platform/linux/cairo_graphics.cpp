@@ -5,7 +5,7 @@
 #include "platform/linux/cairo_canvas.h"
 #include "platform/linux/cairo_graphics.h"
 #include "platform/linux/cairo_image.h"
-#include "platform/linux/utf8_text.h"
+#include "platform/utf8_text.h"
 
 #include <algorithm>
 #include <cmath>

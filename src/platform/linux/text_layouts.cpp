@@ -2,7 +2,7 @@
 
 #include "platform/linux/text_layouts.h"
 
-#include "platform/linux/utf8_text.h"
+#include "platform/utf8_text.h"
 
 #include <algorithm>
 #include <cmath>

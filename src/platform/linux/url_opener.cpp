@@ -1,11 +1,12 @@
 #include "platform/url_opener.h"
 
+#include "platform/thread.h"
+
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace orbi::platform {
@@ -45,9 +46,9 @@ bool openUrl(const std::string& url)
                    environ) != 0)
     return false;
   // It hands the page on and ends; somebody has to take note of that.
-  std::thread([child] {
+  ThreadHandle::start("url opener", [child] {
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {}
-  }).detach();
+  }).abandon();
   return true;
 }
 

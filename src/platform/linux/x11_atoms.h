@@ -53,6 +53,7 @@ namespace orbi::platform {
   use(wmProtocols, "WM_PROTOCOLS")                                                                 \
   use(wmState, "WM_STATE")                                                                         \
   use(wmTakeFocus, "WM_TAKE_FOCUS")                                                                \
+  use(xdndActionList, "XdndActionList")                                                            \
   use(xdndActionCopy, "XdndActionCopy")                                                            \
   use(xdndAware, "XdndAware")                                                                      \
   use(xdndDrop, "XdndDrop")                                                                        \

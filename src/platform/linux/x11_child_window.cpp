@@ -2,9 +2,9 @@
 
 #include "platform/linux/x11_child_window.h"
 
-#include "platform/linux/utf8_text.h"
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
+#include "platform/utf8_text.h"
 
 namespace orbi::platform {
 

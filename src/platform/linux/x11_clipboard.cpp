@@ -3,8 +3,8 @@
 #include "platform/linux/x11_clipboard.h"
 
 #include "platform/clock.h"
-#include "platform/linux/utf8_text.h"
 #include "platform/linux/x11_window_system.h"
+#include "platform/utf8_text.h"
 
 #include <algorithm>
 #include <poll.h>
@@ -78,7 +78,7 @@ void X11Clipboard::answer(const xcb_selection_request_event_t& request)
                            reinterpret_cast<const char*>(event));
 }
 
-bool X11Clipboard::give(const xcb_selection_request_event_t& request, xcb_atom_t property) const
+bool X11Clipboard::give(const xcb_selection_request_event_t& request, xcb_atom_t property)
 {
   const X11Display& display = system_.display();
   const X11Atoms& atoms = display.atoms;
@@ -90,15 +90,69 @@ bool X11Clipboard::give(const xcb_selection_request_event_t& request, xcb_atom_t
     return true;
   }
   const bool isUtf8 = request.target == atoms.utf8String || request.target == atoms.text;
-  constexpr size_t ofTheRequest = 64; // bytes beside the text
-  if ((!isUtf8 && request.target != XCB_ATOM_STRING) ||
-      text_->size() + ofTheRequest > display.largestRequest())
+  if (!isUtf8 && request.target != XCB_ATOM_STRING)
     return false;
-  if (isUtf8)
-    display.setBytes(request.requestor, property, atoms.utf8String, *text_);
-  else
-    display.setBytes(request.requestor, property, XCB_ATOM_STRING, toLatin1(*text_));
+  constexpr size_t ofTheRequest = 64; // bytes beside the text
+  Transfer whole{request.requestor, property,
+                 isUtf8 ? atoms.utf8String : xcb_atom_t(XCB_ATOM_STRING),
+                 isUtf8 ? *text_ : toLatin1(*text_)};
+  if (whole.text.size() + ofTheRequest > display.largestRequest())
+    return giveInParts(std::move(whole));
+  display.setBytes(whole.window, property, whole.type, whole.text);
   return true;
+}
+
+/// Those who ask and never take anything away give way to later ones.
+bool X11Clipboard::giveInParts(Transfer transfer)
+{
+  constexpr size_t mostTransfers = 8;
+  const X11Display& display = system_.display();
+  std::erase_if(transfers_, [&](const Transfer& each) { // asked for once more
+    return each.window == transfer.window && each.property == transfer.property;
+  });
+  while (transfers_.size() >= mostTransfers)
+    end(transfers_.begin());
+  if (system_.isOurs(transfer.window) ||
+      !display.watch(transfer.window,
+                     XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY))
+    return false;
+  display.setNumber(transfer.window, transfer.property, display.atoms.incr,
+                    static_cast<uint32_t>(std::min<size_t>(transfer.text.size(), UINT32_MAX)));
+  transfers_.push_back(std::move(transfer));
+  return true;
+}
+
+void X11Clipboard::end(std::deque<Transfer>::iterator transfer)
+{
+  const xcb_window_t window = transfer->window;
+  transfers_.erase(transfer);
+  if (std::ranges::count(transfers_, window, &Transfer::window) == 0)
+    system_.display().watch(window, XCB_EVENT_MASK_NO_EVENT);
+}
+
+/// The last part is empty.
+bool X11Clipboard::handle(const xcb_property_notify_event_t& event)
+{
+  constexpr size_t longestPart = size_t(256) << 10;
+  const auto found = std::ranges::find_if(transfers_, [&](const Transfer& each) {
+    return each.window == event.window && each.property == event.atom;
+  });
+  if (found == transfers_.end())
+    return false;
+  if (event.state != XCB_PROPERTY_DELETE)
+    return true;
+  const std::string_view part = std::string_view(found->text).substr(found->given, longestPart);
+  system_.display().setBytes(found->window, found->property, found->type, part);
+  found->given += part.size();
+  if (part.empty())
+    end(found);
+  return true;
+}
+
+bool X11Clipboard::handle(const xcb_destroy_notify_event_t& event)
+{
+  return std::erase_if(transfers_,
+                       [&](const Transfer& each) { return each.window == event.window; }) > 0;
 }
 
 // ---- taking -------------------------------------------------------------------------------------
@@ -116,7 +170,7 @@ std::string X11Clipboard::read()
   for (const xcb_atom_t target : {display.atoms.utf8String, xcb_atom_t(XCB_ATOM_STRING)}) {
     if (!ask(target))
       continue;
-    Part part = take();
+    X11Display::Part part = take();
     const std::string bytes = part.type == display.atoms.incr ? takeParts() : std::move(part.bytes);
     return target == XCB_ATOM_STRING ? latin1(bytes) : validUtf8(bytes);
   }
@@ -163,20 +217,9 @@ bool X11Clipboard::ask(xcb_atom_t target)
 }
 
 /// What the property holds, and tells the owner by removing it that it was read.
-X11Clipboard::Part X11Clipboard::take()
+X11Display::Part X11Clipboard::take()
 {
-  const X11Display& display = system_.display();
-  const auto answer = display.reply(
-      display.x.xcb_get_property_reply,
-      display.x.xcb_get_property(display.connection, 1, system_.leader(), display.atoms.ownText,
-                                 XCB_ATOM_ANY, 0, longestText / 4));
-  if (!answer)
-    return {};
-  Part result{answer->type, {}};
-  if (answer->format == 8)
-    result.bytes.assign(static_cast<const char*>(display.x.xcb_get_property_value(answer.get())),
-                        static_cast<size_t>(display.x.xcb_get_property_value_length(answer.get())));
-  return result;
+  return system_.display().take(system_.leader(), system_.display().atoms.ownText, longestText);
 }
 
 /// A long text comes in parts, the last of which is empty.
@@ -194,7 +237,7 @@ std::string X11Clipboard::takeParts()
     });
     if (!notice)
       break;
-    const Part part = take();
+    const X11Display::Part part = take();
     if (part.type == XCB_ATOM_NONE)
       continue; // an older change
     if (part.bytes.empty())

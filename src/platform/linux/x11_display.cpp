@@ -64,6 +64,9 @@ void X11Display::internAtoms()
 #define ORBI_X11_ROW(member, name) {&X11Atoms::member, name, {}},
   Row rows[] = {ORBI_X11_ATOMS(ORBI_X11_ROW)};
 #undef ORBI_X11_ROW
+  const std::string compositor = "_NET_WM_CM_S" + std::to_string(screenNumber_);
+  const auto asked =
+      x.xcb_intern_atom(connection, 0, static_cast<uint16_t>(compositor.size()), compositor.data());
   // Asked for in one go, so that they cost one way there and back.
   for (Row& row : rows)
     row.cookie =
@@ -71,6 +74,8 @@ void X11Display::internAtoms()
   for (const Row& row : rows)
     if (const auto answer = reply(x.xcb_intern_atom_reply, row.cookie))
       atoms.*row.member = answer->atom;
+  if (const auto answer = reply(x.xcb_intern_atom_reply, asked))
+    compositor_ = answer->atom;
 }
 
 // ---- visuals ------------------------------------------------------------------------------------
@@ -142,6 +147,29 @@ std::string X11Display::bytes(xcb_window_t window, xcb_atom_t property) const
           static_cast<size_t>(x.xcb_get_property_value_length(answer.get()))};
 }
 
+X11Display::Part X11Display::take(xcb_window_t window, xcb_atom_t property, size_t mostBytes) const
+{
+  const auto answer = reply(x.xcb_get_property_reply,
+                            x.xcb_get_property(connection, 1, window, property, XCB_ATOM_ANY, 0,
+                                               static_cast<uint32_t>(mostBytes / 4)));
+  if (!answer)
+    return {};
+  Part result{answer->type, {}, answer->bytes_after == 0};
+  if (answer->format == 8)
+    result.bytes.assign(static_cast<const char*>(x.xcb_get_property_value(answer.get())),
+                        static_cast<size_t>(x.xcb_get_property_value_length(answer.get())));
+  return result;
+}
+
+bool X11Display::watch(xcb_window_t window, uint32_t events) const
+{
+  xcb_generic_error_t* error = x.xcb_request_check(
+      connection,
+      x.xcb_change_window_attributes_checked(connection, window, XCB_CW_EVENT_MASK, &events));
+  std::free(error);
+  return error == nullptr && !isLost();
+}
+
 void X11Display::setNumbers(xcb_window_t window, xcb_atom_t property, xcb_atom_t type,
                             std::span<const uint32_t> values) const
 {
@@ -210,6 +238,13 @@ std::optional<Point> X11Display::onRoot(xcb_window_t window, Point point) const
   if (!answer)
     return std::nullopt;
   return Point{answer->dst_x, answer->dst_y};
+}
+
+bool X11Display::hasCompositor() const
+{
+  const auto owner =
+      reply(x.xcb_get_selection_owner_reply, x.xcb_get_selection_owner(connection, compositor_));
+  return owner && owner->owner != XCB_NONE;
 }
 
 bool X11Display::hasManager() const

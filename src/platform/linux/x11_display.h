@@ -76,10 +76,20 @@ public:
   }
   void setBytes(xcb_window_t window, xcb_atom_t property, xcb_atom_t type,
                 std::string_view text) const;
+  /// A property that another program leaves with one of our windows for us to take away.
+  struct Part {
+    xcb_atom_t type = XCB_ATOM_NONE; ///< none when there is no property
+    std::string bytes;
+    bool isWhole = true; ///< false: there were more, and all of it is still there
+  };
+  Part take(xcb_window_t window, xcb_atom_t property, size_t mostBytes) const;
   void removeProperty(xcb_window_t window, xcb_atom_t property) const
   {
     x.xcb_delete_property(connection, window, property);
   }
+
+  /// What we want to hear of a window of another program's; false when it's gone already.
+  bool watch(xcb_window_t window, uint32_t events) const;
 
   // Messages
   using Message = std::array<uint32_t, 5>;
@@ -92,7 +102,8 @@ public:
 
   // Places
   std::optional<Point> onRoot(xcb_window_t window, Point point = {}) const;
-  bool hasManager() const; ///< whether a window manager runs; asks the server
+  bool hasManager() const;    ///< whether a window manager runs; asks the server
+  bool hasCompositor() const; ///< whether windows may be seen through; asks the server
 
 private:
   X11Display(const X11Library& library, xcb_connection_t* connected, xcb_screen_t* screen,
@@ -105,6 +116,7 @@ private:
   const int screenNumber_;
   X11Visual plain_;
   X11Visual alpha_;
+  xcb_atom_t compositor_ = XCB_ATOM_NONE; // the selection of the one for this screen
 };
 
 } // namespace orbi::platform

@@ -2,164 +2,366 @@
 
 #include "platform/linux/x11_drop_target.h"
 
+#include "platform/linux/uri_list.h"
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
 
 #include <algorithm>
-#include <unistd.h>
+#include <utility>
 
 namespace orbi::platform {
 
 namespace {
 
-int digitOf(char c)
-{
-  if (c >= '0' && c <= '9')
-    return c - '0';
-  const char lower = static_cast<char>(c | 0x20);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-/// Bytes written as a percent sign and two digits; nothing when there is a zero among them.
-std::optional<std::string> decoded(std::string_view text)
-{
-  std::string result;
-  for (size_t i = 0; i < text.size(); ++i) {
-    char c = text[i];
-    if (c == '%' && i + 2 < text.size() && digitOf(text[i + 1]) >= 0 && digitOf(text[i + 2]) >= 0) {
-      c = static_cast<char>(digitOf(text[i + 1]) * 16 + digitOf(text[i + 2]));
-      i += 2;
-    }
-    if (c == '\0')
-      return std::nullopt;
-    result += c;
-  }
-  return result;
-}
-
-bool isThisMachine(std::string_view host)
-{
-  char own[256] = {};
-  gethostname(own, sizeof own - 1);
-  return host.empty() || host == "localhost" || host == own;
-}
-
-/// Where a file's URI leads on this machine; empty for any other.
-std::filesystem::path localFile(std::string_view uri)
-{
-  constexpr std::string_view scheme = "file:";
-  if (!uri.starts_with(scheme))
-    return {};
-  uri.remove_prefix(scheme.size());
-  if (uri.starts_with("//")) {
-    uri.remove_prefix(2);
-    const size_t end = std::min(uri.find('/'), uri.size());
-    if (!isThisMachine(uri.substr(0, end)))
-      return {};
-    uri.remove_prefix(end);
-  }
-  if (!uri.starts_with('/'))
-    return {};
-  return decoded(uri).value_or(std::string());
-}
+constexpr size_t longestList = size_t(4) << 20; // bytes, of URIs
+constexpr int64_t listPatience = 1000;          // milliseconds, for it or its next part
+constexpr int64_t statusPatience = 500;         // for a plug-in's window under the pointer
+constexpr int64_t dropPatience = 5000;          // once it has got the drop
 
 } // namespace
 
-std::vector<std::filesystem::path> localFiles(std::string_view uris)
-{
-  std::vector<std::filesystem::path> result;
-  while (!uris.empty()) {
-    const size_t end = std::min(uris.find_first_of("\r\n"), uris.size());
-    const std::filesystem::path file = localFile(uris.substr(0, end));
-    if (!file.empty())
-      result.push_back(file);
-    uris.remove_prefix(std::min(end + 1, uris.size()));
-  }
-  return result;
-}
+// ---- what came ----------------------------------------------------------------------------------
 
-bool X11DropTarget::handle(const xcb_client_message_event_t& event)
+struct X11DropTarget::Handler {
+  xcb_atom_t X11Atoms::*type;
+  void (X11DropTarget::*handle)(const xcb_client_message_event_t& event);
+};
+
+const X11DropTarget::Handler X11DropTarget::handlers[] = {
+    {&X11Atoms::xdndEnter, &X11DropTarget::enter},
+    {&X11Atoms::xdndPosition, &X11DropTarget::position},
+    {&X11Atoms::xdndDrop, &X11DropTarget::drop},
+    {&X11Atoms::xdndLeave, &X11DropTarget::leave},
+    {&X11Atoms::xdndStatus, &X11DropTarget::childAnswered},
+    {&X11Atoms::xdndFinished, &X11DropTarget::childFinished},
+};
+
+void X11DropTarget::handle(const xcb_client_message_event_t& event)
 {
   const X11Atoms& atoms = system_.display().atoms;
-  if (event.type == atoms.xdndEnter)
-    enter(event);
-  else if (event.type == atoms.xdndPosition)
-    position(event);
-  else if (event.type == atoms.xdndDrop)
-    drop(event);
-  else if (event.type == atoms.xdndLeave)
-    source_ = 0;
-  else
-    return false;
-  return true;
+  for (const Handler& each : handlers)
+    if (event.type == atoms.*each.type)
+      (this->*each.handle)(event);
+}
+
+/// Of the present drag, by the one who drags.
+bool X11DropTarget::isOf(const xcb_client_message_event_t& event) const
+{
+  return drag_ && event.data.data32[0] == drag_->source() && event.window == drag_->window &&
+         !drag_->isDropped;
+}
+
+bool X11DropTarget::offersFiles(const X11Display::Message& entered) const
+{
+  const X11Display& display = system_.display();
+  std::vector<uint32_t> types(entered.begin() + 2, entered.end());
+  if (entered[1] & 1) // there are more than a message holds
+    types = display.numbers(entered[0], display.atoms.xdndTypeList, XCB_ATOM_ATOM);
+  return std::ranges::count(types, display.atoms.textUriList) > 0;
 }
 
 void X11DropTarget::enter(const xcb_client_message_event_t& event)
 {
-  const X11Display& display = system_.display();
-  const uint32_t* data = event.data.data32;
-  source_ = data[0];
-  std::vector<uint32_t> types(data + 2, data + 5);
-  if (data[1] & 1) // there are more than a message holds
-    types = display.numbers(source_, display.atoms.xdndTypeList, XCB_ATOM_ATOM);
-  hasFiles_ = std::ranges::count(types, display.atoms.textUriList) > 0;
+  finish(false, XCB_ATOM_NONE); // a former one
+  Drag drag{.entered = {}, .window = event.window};
+  std::ranges::copy(event.data.data32, drag.entered.begin());
+  if (system_.find(event.window) == nullptr || system_.isOurs(drag.source()) ||
+      !system_.display().watch(drag.source(), XCB_EVENT_MASK_STRUCTURE_NOTIFY))
+    return;
+  if (offersFiles(drag.entered))
+    drag.list = List::unread;
+  drag_ = std::move(drag);
 }
 
 void X11DropTarget::position(const xcb_client_message_event_t& event)
 {
-  const X11Display& display = system_.display();
-  const uint32_t* data = event.data.data32;
-  if (data[0] != source_)
+  if (!isOf(event))
     return;
-  at_ = {static_cast<int16_t>(data[2] >> 16), static_cast<int16_t>(data[2] & 0xffff)};
-  constexpr uint32_t accepts = 1, wantsAllPositions = 2;
-  display.send(source_, source_, display.atoms.xdndStatus,
-               {event.window, (hasFiles_ ? accepts : 0u) | wantsAllPositions, 0, 0,
-                hasFiles_ ? display.atoms.xdndActionCopy : xcb_atom_t(XCB_ATOM_NONE)});
+  const uint32_t* data = event.data.data32;
+  drag_->at = {static_cast<int16_t>(data[2] >> 16), static_cast<int16_t>(data[2] & 0xffff)};
+  drag_->time = data[3];
+  drag_->action = data[4];
+  drag_->owesStatus = true;
+  if (drag_->list == List::unread)
+    askForList();
+  else
+    goOn();
 }
 
 void X11DropTarget::drop(const xcb_client_message_event_t& event)
 {
-  const X11Display& display = system_.display();
-  const uint32_t* data = event.data.data32;
-  if (data[0] != source_ || source_ == 0)
+  if (!isOf(event))
     return;
-  if (!hasFiles_) {
-    finish(event.window, false);
-    return;
-  }
-  display.x.xcb_convert_selection(display.connection, event.window, display.atoms.xdndSelection,
-                                  display.atoms.textUriList, display.atoms.ownFiles, data[2]);
+  drag_->time = event.data.data32[2];
+  drag_->isDropped = true;
+  drag_->owesStatus = false;
+  const bool mayHaveIt = drag_->list == List::withheld && relay_.target() == 0;
+  if (drag_->list == List::unread || mayHaveIt)
+    askForList();
+  else
+    goOn();
 }
 
-bool X11DropTarget::handle(const xcb_selection_notify_event_t& event)
+void X11DropTarget::leave(const xcb_client_message_event_t& event)
+{
+  if (isOf(event))
+    end();
+}
+
+void X11DropTarget::handle(const xcb_destroy_notify_event_t& event)
+{
+  if (!drag_)
+    return;
+  if (event.window == relay_.target()) {
+    relay_.forget();
+    if (drag_->isDropped)
+      finish(false, XCB_ATOM_NONE);
+    else if (drag_->owesStatus)
+      goOn();
+  } else if (event.window == drag_->source()) {
+    end();
+  }
+}
+
+void X11DropTarget::forget(xcb_window_t window)
+{
+  if (drag_ && drag_->window == window)
+    finish(false, XCB_ATOM_NONE);
+}
+
+void X11DropTarget::forget()
+{
+  stopWaiting();
+  relay_.forget();
+  drag_.reset();
+}
+
+// ---- the list of files --------------------------------------------------------------------------
+
+void X11DropTarget::askForList()
 {
   const X11Display& display = system_.display();
-  if (event.selection != display.atoms.xdndSelection)
-    return false;
-  std::vector<std::filesystem::path> files;
-  if (event.property == display.atoms.ownFiles) {
-    files = localFiles(display.bytes(event.requestor, event.property));
-    display.removeProperty(event.requestor, event.property);
+  display.removeProperty(drag_->window, display.atoms.ownFiles);
+  display.x.xcb_convert_selection(display.connection, drag_->window, display.atoms.xdndSelection,
+                                  display.atoms.textUriList, display.atoms.ownFiles, drag_->time);
+  drag_->list = List::asked;
+  await(listPatience);
+}
+
+void X11DropTarget::handle(const xcb_selection_notify_event_t& event)
+{
+  const X11Display& display = system_.display();
+  if (!drag_ || drag_->list != List::asked || event.selection != display.atoms.xdndSelection ||
+      event.requestor != drag_->window)
+    return;
+  if (event.property != display.atoms.ownFiles) {
+    listIsWithheld();
+    return;
   }
-  const Point at = at_;
-  finish(event.requestor, !files.empty());
-  X11Window* window = system_.find(event.requestor);
-  if (window == nullptr || files.empty())
+  X11Display::Part part = display.take(drag_->window, event.property, longestList);
+  if (part.type == display.atoms.incr) { // it comes in parts, the last of which is empty
+    drag_->list = List::arriving;
+    drag_->uris.clear();
+    await(listPatience);
+  } else if (part.isWhole) {
+    listCame(std::move(part.bytes));
+  } else {
+    display.removeProperty(drag_->window, event.property);
+    listIsWithheld();
+  }
+}
+
+bool X11DropTarget::handle(const xcb_property_notify_event_t& event)
+{
+  const X11Display& display = system_.display();
+  if (event.atom != display.atoms.ownFiles)
+    return false;
+  if (!drag_ || drag_->list != List::arriving || event.window != drag_->window ||
+      event.state != XCB_PROPERTY_NEW_VALUE)
     return true;
-  const Point origin = window->client().origin();
-  window->listener().filesDropped(files, {at.x - origin.x, at.y - origin.y});
+  const X11Display::Part part = display.take(drag_->window, event.atom, longestList);
+  if (part.type == XCB_ATOM_NONE)
+    return true; // an older change
+  drag_->uris += part.bytes;
+  if (!part.isWhole || drag_->uris.size() > longestList)
+    listIsWithheld();
+  else if (part.bytes.empty())
+    listCame(std::move(drag_->uris));
+  else
+    await(listPatience);
   return true;
 }
 
-void X11DropTarget::finish(xcb_window_t window, bool accepted)
+void X11DropTarget::listCame(std::string uris)
+{
+  drag_->list = List::read;
+  drag_->files = localFiles(uris);
+  goOn();
+}
+
+void X11DropTarget::listIsWithheld()
+{
+  drag_->list = List::withheld;
+  drag_->uris.clear();
+  if (drag_->isDropped)
+    finish(false, XCB_ATOM_NONE);
+  else
+    goOn();
+}
+
+// ---- who takes it -------------------------------------------------------------------------------
+
+/// Does what is due, as far as it is known what that is.
+void X11DropTarget::goOn()
+{
+  if (drag_->list == List::asked || drag_->list == List::arriving)
+    return;
+  stopWaiting();
+  if (drag_->isDropped && relay_.target() != 0) {
+    handOn();
+    return;
+  }
+  const DropTaker taken = taker();
+  if (!drag_)
+    return; // the listener has closed its window
+  if (taken == DropTaker::child) {
+    handOn();
+    return;
+  }
+  relay_.leave();
+  const bool ours = taken == DropTaker::window;
+  if (!drag_->isDropped)
+    answer(ours, system_.display().atoms.xdndActionCopy);
+  else if (ours)
+    deliver();
+  else
+    finish(false, XCB_ATOM_NONE);
+}
+
+/// A plug-in's window has been entered when it is the one.
+DropTaker X11DropTarget::taker()
+{
+  X11Window* window = system_.find(drag_->window);
+  const DropTaker wanted =
+      window != nullptr ? window->listener().filesDragged(drag_->files) : DropTaker::nobody;
+  if (!drag_ || wanted != DropTaker::child)
+    return wanted;
+  const xcb_window_t child = relay_.find(drag_->window, drag_->at);
+  if (child != 0 && (child == relay_.target() || relay_.enter(child, drag_->entered)))
+    return DropTaker::child;
+  // Some hand over what they have only once it is dropped.
+  return drag_->list == List::withheld ? DropTaker::window : DropTaker::nobody;
+}
+
+void X11DropTarget::handOn()
+{
+  if (drag_->isDropped)
+    relay_.drop(drag_->at, drag_->time, drag_->action);
+  else
+    relay_.position(drag_->at, drag_->time, drag_->action);
+  await(drag_->isDropped ? dropPatience : statusPatience);
+}
+
+/// The listener may run the loop meanwhile, and another drag may come.
+void X11DropTarget::deliver()
 {
   const X11Display& display = system_.display();
-  if (source_ != 0)
-    display.send(source_, source_, display.atoms.xdndFinished,
-                 {window, accepted ? 1u : 0u,
-                  accepted ? display.atoms.xdndActionCopy : xcb_atom_t(XCB_ATOM_NONE), 0, 0});
-  source_ = 0;
+  const Drag drag = *drag_;
+  end();
+  X11Window* window = system_.find(drag.window);
+  const Point origin = window->client().origin();
+  const bool taken =
+      window->listener().filesDropped(drag.files, {drag.at.x - origin.x, drag.at.y - origin.y});
+  display.send(drag.source(), drag.source(), display.atoms.xdndFinished,
+               {drag.window, taken ? 1u : 0u,
+                taken ? display.atoms.xdndActionCopy : xcb_atom_t(XCB_ATOM_NONE), 0, 0});
+}
+
+// ---- a plug-in's answers ------------------------------------------------------------------------
+
+void X11DropTarget::childAnswered(const xcb_client_message_event_t& event)
+{
+  const uint32_t* data = event.data.data32;
+  if (event.window == system_.leader() && drag_ && data[0] == relay_.target() &&
+      !drag_->isDropped) {
+    stopWaiting();
+    answer(data[1] & 1, data[4]);
+  }
+}
+
+void X11DropTarget::childFinished(const xcb_client_message_event_t& event)
+{
+  const uint32_t* data = event.data.data32;
+  if (event.window != system_.leader() || !drag_ || data[0] != relay_.target() || !drag_->isDropped)
+    return;
+  constexpr uint32_t saysWhether = 5; // earlier versions only end with it
+  if (relay_.version() >= saysWhether)
+    finish(data[1] & 1, data[2]);
+  else
+    finish(true, drag_->action);
+}
+
+// ---- our answers --------------------------------------------------------------------------------
+
+void X11DropTarget::answer(bool accepts, xcb_atom_t action)
+{
+  const X11Display& display = system_.display();
+  constexpr uint32_t wantsAllPositions = 2;
+  drag_->owesStatus = false;
+  display.send(drag_->source(), drag_->source(), display.atoms.xdndStatus,
+               {drag_->window, (accepts ? 1u : 0u) | wantsAllPositions, 0, 0,
+                accepts ? action : xcb_atom_t(XCB_ATOM_NONE)});
+}
+
+/// The drag, of which its source hears if it has let go.
+void X11DropTarget::finish(bool accepted, xcb_atom_t action)
+{
+  const X11Display& display = system_.display();
+  if (drag_ && drag_->isDropped)
+    display.send(
+        drag_->source(), drag_->source(), display.atoms.xdndFinished,
+        {drag_->window, accepted ? 1u : 0u, accepted ? action : xcb_atom_t(XCB_ATOM_NONE), 0, 0});
+  end();
+}
+
+void X11DropTarget::end()
+{
+  stopWaiting();
+  if (!drag_)
+    return;
+  if (drag_->isDropped)
+    relay_.forget();
+  else
+    relay_.leave();
+  system_.display().watch(drag_->source(), XCB_EVENT_MASK_NO_EVENT);
+  drag_.reset();
+}
+
+// ---- patience -----------------------------------------------------------------------------------
+
+void X11DropTarget::await(int64_t milliseconds)
+{
+  stopWaiting();
+  timer_ = RunLoop::instance()->addTimer(milliseconds, [this] { waitedInVain(); });
+}
+
+void X11DropTarget::stopWaiting()
+{
+  RunLoop* loop = RunLoop::instance();
+  const RunLoop::TimerId timer = std::exchange(timer_, 0);
+  if (timer != 0 && loop != nullptr)
+    loop->removeTimer(timer);
+}
+
+void X11DropTarget::waitedInVain()
+{
+  stopWaiting();
+  if (drag_->list == List::asked || drag_->list == List::arriving)
+    listIsWithheld();
+  else if (drag_->isDropped)
+    finish(false, XCB_ATOM_NONE);
+  else if (drag_->owesStatus)
+    answer(false, XCB_ATOM_NONE);
 }
 
 } // namespace orbi::platform

@@ -1,12 +1,12 @@
 #ifdef ORBI_HAVE_X11
 
-#include "platform/linux/utf8_text.h"
 #include "platform/linux/x11_child_window.h"
 #include "platform/linux/x11_clipboard.h"
 #include "platform/linux/x11_drop_target.h"
 #include "platform/linux/x11_input_method.h"
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
+#include "platform/utf8_text.h"
 
 #include <utility>
 
@@ -309,7 +309,7 @@ void X11WindowSystem::focusIn(const xcb_focus_in_event_t& event)
   if (window == nullptr || event.event != window->id() || isGrab(event.mode))
     return;
   if (isOwn(event.detail))
-    window->handleOwnFocus();
+    window->takeKeys(); // where the one that holds them should
   if (!isOwn(event.detail) && !isVirtual(event.detail))
     return;
   if (inputMethod_)
@@ -383,6 +383,9 @@ void X11WindowSystem::destroy(const xcb_destroy_notify_event_t& event)
     children_.erase(child);
   } else if (X11Window* window = find(event.window); window != nullptr) {
     window->tellDestroyed();
+  } else {
+    clipboard_->handle(event);
+    drop_->handle(event);
   }
 }
 
@@ -391,13 +394,15 @@ void X11WindowSystem::property(const xcb_property_notify_event_t& event)
   display_->time = event.time;
   if (event.window == display_->root())
     desktopChanged(event.atom);
+  else if (clipboard_->handle(event) || drop_->handle(event))
+    return;
   else if (X11Window* window = find(event.window))
     window->handleProperty(event.atom);
 }
 
 void X11WindowSystem::message(const xcb_client_message_event_t& event)
 {
-  if (event.format != 32 || find(event.window) == nullptr)
+  if (event.format != 32 || (event.window != leader_ && find(event.window) == nullptr))
     return;
   if (event.type == display_->atoms.wmProtocols)
     protocol(event);

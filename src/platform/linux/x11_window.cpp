@@ -44,10 +44,18 @@ std::unique_ptr<X11Window> X11Window::make(X11WindowSystem& system, const Window
   return result;
 }
 
+/// Without a compositor, what lies behind a window isn't seen through it.
+static const X11Visual& visualFor(const WindowOptions& options, const X11Display& display)
+{
+  const bool alpha = options.transparent && display.alphaVisual().type != nullptr;
+  return alpha && display.hasCompositor() ? display.alphaVisual() : display.plainVisual();
+}
+
 X11Window::X11Window(X11WindowSystem& system, const WindowOptions& options,
                      WindowListener& listener)
     : system_(&system), listener_(listener), options_(options),
-      client_(clampedForX11(options.client)), toldClient_(client_), normalClient_(client_),
+      visual_(visualFor(options, system.display())), client_(clampedForX11(options.client)),
+      toldClient_(client_), normalClient_(client_),
       damage_(system.cairo().library().cairo_region_create()), drawing_(system.cairo().library())
 {
 }
@@ -65,12 +73,6 @@ X11Window::~X11Window()
 const X11Display& X11Window::display() const
 {
   return system_->display();
-}
-
-const X11Visual& X11Window::visual() const
-{
-  const bool alpha = options_.transparent && display().alphaVisual().type != nullptr;
-  return alpha ? display().alphaVisual() : display().plainVisual();
 }
 
 bool X11Window::create()

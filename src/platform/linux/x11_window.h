@@ -61,7 +61,6 @@ public:
   void handleUnmapped();
   void handleProperty(xcb_atom_t property);
   void handleFocus(bool active);
-  void handleOwnFocus(); ///< the window has the keys where the one that holds them should
   void handleTakeFocus(xcb_timestamp_t time);
   void noteUserTime(); ///< the user has just done something here
   void tellDestroyed();
@@ -72,7 +71,7 @@ private:
   X11Window(X11WindowSystem& system, const WindowOptions& options, WindowListener& listener);
   const X11Display& display() const;
   bool create();
-  const X11Visual& visual() const;
+  const X11Visual& visual() const { return visual_; }
 
   // Properties, in x11_window_properties.cpp
   void writeIdentity();
@@ -100,6 +99,7 @@ private:
   X11WindowSystem* system_; // null once dead
   WindowListener& listener_;
   WindowOptions options_;
+  const X11Visual& visual_;
   xcb_window_t id_ = 0;
   xcb_window_t keyHolder_ = 0;
   xcb_window_t parent_ = 0; // the root, or the manager's frame

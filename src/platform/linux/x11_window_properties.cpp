@@ -1,8 +1,8 @@
 #ifdef ORBI_HAVE_X11
 
-#include "platform/linux/utf8_text.h"
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
+#include "platform/utf8_text.h"
 
 #include <algorithm>
 #include <cmath>

@@ -19,7 +19,7 @@ void X11Window::show()
   }
   shown_ = true;
   if (!system_->hasManager() && options_.kind == WindowKind::fullScreen)
-    setClient(system_->screenAt(client_.origin()).bounds);
+    setClient(system_->screenAt(client_.middle()).bounds);
   else if (!system_->hasManager() && state_ == WindowState::maximized)
     maximizeByHand(true);
   wantsActivation_ = !isPopup() && state_ != WindowState::minimized;
@@ -159,7 +159,7 @@ void X11Window::maximizeByHand(bool on)
   if (on)
     normalClient_ = client_;
   state_ = on ? WindowState::maximized : WindowState::normal;
-  setClient(on ? system_->screenAt(client_.origin()).workArea : normalClient_);
+  setClient(on ? system_->screenAt(client_.middle()).workArea : normalClient_);
 }
 
 // ---- what the server told -----------------------------------------------------------------------
@@ -219,11 +219,6 @@ void X11Window::handleFocus(bool active)
     listener_.windowActivated();
   else
     listener_.windowDeactivated();
-}
-
-void X11Window::handleOwnFocus()
-{
-  focusByHand(XCB_CURRENT_TIME);
 }
 
 void X11Window::handleTakeFocus(xcb_timestamp_t time)

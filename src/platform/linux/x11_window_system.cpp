@@ -96,12 +96,7 @@ X11WindowSystem::~X11WindowSystem()
 {
   if (RunLoop* loop = RunLoop::instance())
     loop->removeSource(*this);
-  const auto children = std::exchange(children_, {});
-  const auto windows = std::exchange(windows_, {});
-  for (const auto& [id, child] : children)
-    child->markDead();
-  for (const auto& [id, window] : windows)
-    window->markDead();
+  markAllDead();
 }
 
 /// The connection is gone, and with it all that there was on the display.
@@ -112,14 +107,20 @@ void X11WindowSystem::lose()
   RunLoop::instance()->removeSource(*this);
   events_.clear();
   motion_.reset();
+  drop_->forget();
+  markAllDead();
+  if (listener_ != nullptr)
+    listener_->displayLost();
+}
+
+void X11WindowSystem::markAllDead()
+{
   const auto children = std::exchange(children_, {});
   const auto windows = std::exchange(windows_, {});
   for (const auto& [id, child] : children)
     child->markDead();
   for (const auto& [id, window] : windows)
     window->markDead();
-  if (listener_ != nullptr)
-    listener_->displayLost();
 }
 
 /// What a desktop shows for a program that starts, such as a busy pointer, ends.
@@ -162,6 +163,7 @@ void X11WindowSystem::remove(X11Window& window)
     motion_.reset();
   if (capturing_ == window.id())
     releaseCapture(capturing_);
+  drop_->forget(window.id());
   // The server takes along what lies in it.
   std::erase_if(children_, [&](const auto& each) {
     const bool lies = each.second->parent() == window.id();
@@ -174,6 +176,11 @@ void X11WindowSystem::remove(X11Window& window)
 void X11WindowSystem::remove(X11ChildWindow& child)
 {
   std::erase_if(children_, [&](const auto& each) { return each.second == &child; });
+}
+
+bool X11WindowSystem::isOurs(xcb_window_t id) const
+{
+  return id == leader_ || id == display_->root() || windows_.contains(id) || children_.contains(id);
 }
 
 X11Window* X11WindowSystem::find(xcb_window_t id) const

@@ -63,6 +63,7 @@ public:
   void add(X11ChildWindow& child, xcb_window_t id) { children_[id] = &child; }
   void remove(X11ChildWindow& child);
   X11Window* find(xcb_window_t id) const; ///< also by the one that holds its keys
+  bool isOurs(xcb_window_t id) const;     ///< of whose events we choose already, such as the root
   X11Window* activeWindow() const;
   bool capture(X11Window& window, Window::Capture what);
   void releaseCapture(xcb_window_t window);
@@ -82,6 +83,7 @@ private:
   void makeLeader();
   void watchDesktop();
   void lose();
+  void markAllDead();
 
   // Events, in x11_events.cpp
   template <typename Event, void (X11WindowSystem::*handler)(const Event&)>

@@ -38,7 +38,7 @@ UMenuWindow* UMenuWindow::show(Ref<UMenu> menu, UWindow* owner, const Rect& anch
     origin.x = anchor.left - size.width;
   if (!beside && origin.y + size.height > area.bottom && anchor.top - size.height >= area.top)
     origin.y = anchor.top - size.height;
-  return openAt(window, owner, Rect::at(origin, size));
+  return openAt(window, owner, movedInto(Rect::at(origin, size), area));
 }
 
 UMenuWindow* UMenuWindow::showAt(Ref<UMenu> menu, UWindow* owner, Point screen,
@@ -54,10 +54,11 @@ UMenuWindow* UMenuWindow::showAt(Ref<UMenu> menu, UWindow* owner, Point screen,
   const auto index = static_cast<size_t>(place - items.begin());
   auto window = make<UMenuWindow>(std::move(menu), castTo<UMenuWindow>(owner), nullptr);
   Size size = window->view_->preferredSize();
-  size.height = std::min(size.height, desktop->workArea(screen).height());
+  const Rect area = desktop->workArea(screen);
+  size.height = std::min(size.height, area.height());
   if (under && index < items.size())
     screen.y -= window->view_->topOf(index);
-  UMenuWindow* opened = openAt(window, owner, Rect::at(screen, size));
+  UMenuWindow* opened = openAt(window, owner, movedInto(Rect::at(screen, size), area));
   if (opened && under && index < items.size() && under->canBeChosen())
     opened->view_->setCurrent(index);
   return opened;

@@ -21,8 +21,8 @@ constexpr int32_t clickRadius = 4; ///< that both presses of a double click lie 
 
 int32_t distanceTo(const Rect& rect, Point point)
 {
-  const int32_t x = std::max({rect.left - point.x, 0, point.x - rect.right});
-  const int32_t y = std::max({rect.top - point.y, 0, point.y - rect.bottom});
+  const int32_t x = std::max({rect.left - point.x, 0, point.x - rect.right + 1});
+  const int32_t y = std::max({rect.top - point.y, 0, point.y - rect.bottom + 1});
   return std::max(x, y);
 }
 
@@ -105,6 +105,11 @@ platform::Screen UDesktop::screenAt(Point screen) const
 Rect UDesktop::workArea(Point screen) const
 {
   return toUnits(screenAt(screen).workArea);
+}
+
+Rect UDesktop::workArea(const Rect& place) const
+{
+  return workArea(place.middle());
 }
 
 Rect UDesktop::screenBounds(Point screen) const

@@ -58,7 +58,8 @@ public:
   Rect toUnitsOutward(const Rect& pixels) const;
   Rect toPixels(const Rect& units) const; ///< to the nearest
   Rect toPixelsOutward(const Rect& units) const;
-  Rect workArea(Point screen) const; ///< of the screen there, or of the nearest one
+  Rect workArea(Point screen) const;      ///< of the screen there, or of the nearest one
+  Rect workArea(const Rect& place) const; ///< of the one that has its middle
   Rect screenBounds(Point screen) const;
   Point pointer() const; ///< on the root
 

@@ -1,5 +1,7 @@
 #include "ui/views/text_place.h"
 
+#include "platform/utf8_text.h"
+
 #include <algorithm>
 #include <cstdint>
 
@@ -14,40 +16,16 @@ struct Sequence {
   size_t bytes;
 };
 
-size_t bytesAnnounced(uint8_t lead)
-{
-  if (lead < 0x80)
-    return 1;
-  if (lead >= 0xC2 && lead < 0xE0)
-    return 2;
-  if (lead >= 0xE0 && lead < 0xF0)
-    return 3;
-  return lead >= 0xF0 && lead < 0xF5 ? 4 : 0;
-}
-
-bool isAllowed(char32_t character, size_t bytes)
-{
-  constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool isSurrogate = character >= 0xD800 && character < 0xE000;
-  return character >= smallest[bytes] && character <= 0x10FFFF && !isSurrogate;
-}
-
 Sequence sequenceAt(std::string_view text, size_t at)
 {
+  const size_t bytes = platform::utf8Length(text.substr(at));
   const auto lead = static_cast<uint8_t>(text[at]);
-  const size_t bytes = bytesAnnounced(lead);
-  if (bytes == 1)
-    return {lead, 1};
-  if (bytes == 0 || text.size() - at < bytes)
-    return {replacement, 1};
-  char32_t character = lead & (0x7Fu >> bytes);
-  for (size_t i = 1; i < bytes; ++i) {
-    const auto next = static_cast<uint8_t>(text[at + i]);
-    if ((next & 0xC0) != 0x80)
-      return {replacement, 1};
-    character = character << 6 | (next & 0x3Fu);
-  }
-  return isAllowed(character, bytes) ? Sequence{character, bytes} : Sequence{replacement, 1};
+  if (bytes == 0)
+    return {lead == 0 ? char32_t{0} : replacement, 1};
+  char32_t character = bytes == 1 ? lead : lead & (0x7Fu >> bytes);
+  for (size_t i = 1; i < bytes; ++i)
+    character = character << 6 | (static_cast<uint8_t>(text[at + i]) & 0x3Fu);
+  return {character, bytes};
 }
 
 bool isWordCharacter(std::string_view text, size_t at)
@@ -80,7 +58,8 @@ size_t previousCharacter(std::string_view text, size_t at)
 
 void appendCharacter(std::string& text, char32_t character)
 {
-  if (!isAllowed(character, 1))
+  const bool isSurrogate = character >= 0xD800 && character < 0xE000;
+  if (isSurrogate || character > 0x10FFFF)
     character = replacement;
   const auto byte = [&](char32_t value) { text += static_cast<char>(value); };
   if (character < 0x80) {

@@ -103,6 +103,9 @@ public:
   void command(UView& control, Command code);
   /// The menu of what lies at a place of the window, by the right button; whether there was one.
   virtual bool popupMenu(UView* view, Point where);
+  /// Whether these, dragged over it, would be taken by `filesDropped`, all of them.
+  virtual bool takesFiles(std::span<const std::filesystem::path>) const { return false; }
+  /// Asks the user nothing: another program waits for the answer.
   virtual bool filesDropped(const std::vector<std::filesystem::path>&, Point) { return false; }
 
   // Operations of the window procedure

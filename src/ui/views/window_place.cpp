@@ -54,7 +54,7 @@ void UWindow::scaleChanged()
   applyLimits();
   const UDesktop& desktop = *UDesktop::instance();
   if (!isMaximized()) {
-    setRect(movedInto(place_, desktop.workArea(place_.origin())));
+    setRect(movedInto(place_, desktop.workArea(place_)));
     system()->setClient(desktop.toPixels(place_));
   }
   invalidate();
@@ -80,7 +80,7 @@ void UWindow::applyLimits()
   const UDesktop& desktop = *UDesktop::instance();
   Size most = largest();
   if (!hasStyle(styleMaximize)) {
-    const Size all = desktop.workArea(place_.origin()).size();
+    const Size all = desktop.workArea(place_).size();
     most = {most.width ? most.width : all.width, most.height ? most.height : all.height};
   }
   system()->setLimits(desktop.toPixels(Rect::at({}, smallest())).size(),
@@ -92,7 +92,8 @@ void UWindow::centerIn(const UWindow* window)
   const UDesktop* desktop = UDesktop::instance();
   if (!desktop)
     return;
-  const Rect screen = desktop->workArea(window ? window->place().origin() : desktop->pointer());
+  const Rect screen =
+      window ? desktop->workArea(window->place()) : desktop->workArea(desktop->pointer());
   const Rect area = window ? window->place() : screen;
   const Rect wanted = Rect::at({area.left + (area.width() - place_.width()) / 2,
                                 area.top + (area.height() - place_.height()) / 2},

@@ -242,11 +242,18 @@ void UWindowProc::captureLost()
     window->onCaptureLost();
 }
 
-void UWindowProc::filesDropped(const std::vector<std::filesystem::path>& files, Point at)
+platform::DropTaker UWindowProc::filesDragged(const std::vector<std::filesystem::path>& files)
+{
+  if (!window_ || desktop_->isBlocked(*window_))
+    return platform::DropTaker::nobody;
+  return window_->takesFiles(files) ? platform::DropTaker::window : platform::DropTaker::child;
+}
+
+bool UWindowProc::filesDropped(const std::vector<std::filesystem::path>& files, Point at)
 {
   Entry window{*this, UWindowMessageKind::filesDropped};
-  if (window && !desktop_->isBlocked(*window))
-    window->filesDropped(files, desktop_->toUnits(at));
+  return window && !desktop_->isBlocked(*window) &&
+         window->filesDropped(files, desktop_->toUnits(at));
 }
 
 } // namespace orbi

@@ -34,7 +34,8 @@ private:
   void buttonReleased(const platform::PointerEvent& event) override;
   void wheelTurned(const platform::WheelEvent& event) override;
   void captureLost() override;
-  void filesDropped(const std::vector<std::filesystem::path>& files, Point at) override;
+  platform::DropTaker filesDragged(const std::vector<std::filesystem::path>& files) override;
+  bool filesDropped(const std::vector<std::filesystem::path>& files, Point at) override;
 
   UWindow* receiver(const UMouseEvent& event) const;
   UMouseEvent toUnits(const platform::PointerEvent& event) const;

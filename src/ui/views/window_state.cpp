@@ -95,7 +95,7 @@ void UWindow::loadWindow(const FAttributes& attributes)
     place = Rect::at({base.x + location->x, base.y + location->y}, place.size());
   }
   // The screen of the last time may have gone, or shrunk.
-  const Rect area = UDesktop::instance()->workArea(place.origin());
+  const Rect area = UDesktop::instance()->workArea(place);
   if (remembersSize())
     place = Rect::at(place.origin(), limitedSize({std::min(place.width(), area.width()),
                                                   std::min(place.height(), area.height())}));

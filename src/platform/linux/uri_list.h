@@ -1,0 +1,12 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+namespace orbi::platform {
+
+/// The files of this machine in a list of URIs, one a line.
+std::vector<std::filesystem::path> localFiles(std::string_view uris);
+
+} // namespace orbi::platform
