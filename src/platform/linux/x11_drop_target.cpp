@@ -2,68 +2,13 @@
 
 #include "platform/linux/x11_drop_target.h"
 
+#include "platform/linux/file_uri.h"
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
 
 #include <algorithm>
-#include <unistd.h>
 
 namespace orbi::platform {
-
-namespace {
-
-int digitOf(char c)
-{
-  if (c >= '0' && c <= '9')
-    return c - '0';
-  const char lower = static_cast<char>(c | 0x20);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-/// Bytes written as a percent sign and two digits; nothing when there is a zero among them.
-std::optional<std::string> decoded(std::string_view text)
-{
-  std::string result;
-  for (size_t i = 0; i < text.size(); ++i) {
-    char c = text[i];
-    if (c == '%' && i + 2 < text.size() && digitOf(text[i + 1]) >= 0 && digitOf(text[i + 2]) >= 0) {
-      c = static_cast<char>(digitOf(text[i + 1]) * 16 + digitOf(text[i + 2]));
-      i += 2;
-    }
-    if (c == '\0')
-      return std::nullopt;
-    result += c;
-  }
-  return result;
-}
-
-bool isThisMachine(std::string_view host)
-{
-  char own[256] = {};
-  gethostname(own, sizeof own - 1);
-  return host.empty() || host == "localhost" || host == own;
-}
-
-/// Where a file's URI leads on this machine; empty for any other.
-std::filesystem::path localFile(std::string_view uri)
-{
-  constexpr std::string_view scheme = "file:";
-  if (!uri.starts_with(scheme))
-    return {};
-  uri.remove_prefix(scheme.size());
-  if (uri.starts_with("//")) {
-    uri.remove_prefix(2);
-    const size_t end = std::min(uri.find('/'), uri.size());
-    if (!isThisMachine(uri.substr(0, end)))
-      return {};
-    uri.remove_prefix(end);
-  }
-  if (!uri.starts_with('/'))
-    return {};
-  return decoded(uri).value_or(std::string());
-}
-
-} // namespace
 
 std::vector<std::filesystem::path> localFiles(std::string_view uris)
 {
