@@ -1,16 +1,10 @@
 #pragma once
 
+#include "shared/process.h"
 #include "shared/variable.h"
 
-#include <csignal>
-#include <fcntl.h>
-#include <initializer_list>
 #include <optional>
-#include <spawn.h>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
 
 /// An X server without a screen, under a number that nobody else has, and on request a window
 /// manager. While it lives, DISPLAY leads to it.
@@ -22,8 +16,8 @@ public:
     if (pipe(ends) != 0)
       return;
     const std::string number = std::to_string(ends[1]);
-    server_ = start({"Xvfb", "-displayfd", number.c_str(), "-screen", "0", screen.c_str(),
-                     "-nolisten", "tcp", "-noreset"});
+    server_ = startProcess({"Xvfb", "-displayfd", number.c_str(), "-screen", "0", screen.c_str(),
+                            "-nolisten", "tcp", "-noreset"});
     close(ends[1]);
     std::string display = ":";
     char digit;
@@ -37,8 +31,8 @@ public:
   XServer& operator=(const XServer&) = delete;
   ~XServer()
   {
-    end(manager_, SIGTERM);
-    end(server_, SIGTERM);
+    endProcess(manager_, SIGTERM);
+    endProcess(server_, SIGTERM);
   }
 
   bool isRunning() const { return variable_.has_value(); } ///< false where Xvfb isn't installed
@@ -46,39 +40,13 @@ public:
   /// False where openbox isn't installed. Ready once `XUser::hasManager`.
   bool startManager()
   {
-    manager_ = start({"openbox", "--sm-disable"});
+    manager_ = startProcess({"openbox", "--sm-disable"});
     return manager_ > 0;
   }
-  void endManager() { end(manager_, SIGTERM); }
-  void kill() { end(server_, SIGKILL); } ///< as a crash of it would
+  void endManager() { endProcess(manager_, SIGTERM); }
+  void kill() { endProcess(server_, SIGKILL); } ///< as a crash of it would
 
 private:
-  static pid_t start(std::initializer_list<const char*> arguments)
-  {
-    std::vector<char*> list;
-    for (const char* each : arguments)
-      list.push_back(const_cast<char*>(each));
-    list.push_back(nullptr);
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    for (const int output : {STDOUT_FILENO, STDERR_FILENO})
-      posix_spawn_file_actions_addopen(&files, output, "/dev/null", O_WRONLY, 0);
-    pid_t process = 0;
-    if (posix_spawnp(&process, list[0], &files, nullptr, list.data(), environ) != 0)
-      process = 0;
-    posix_spawn_file_actions_destroy(&files);
-    return process;
-  }
-
-  static void end(pid_t& process, int signal)
-  {
-    if (process <= 0)
-      return;
-    ::kill(process, signal);
-    waitpid(process, nullptr, 0);
-    process = 0;
-  }
-
   pid_t server_ = 0;
   pid_t manager_ = 0;
   std::optional<Variable> variable_;

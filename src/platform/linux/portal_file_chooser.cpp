@@ -22,7 +22,7 @@ constexpr const char* requestFace = "org.freedesktop.portal.Request";
 constexpr const char* requestFolder = "/org/freedesktop/portal/desktop/request/";
 constexpr const char* token = "orbiplayer";    // one question a connection
 constexpr std::uint32_t versionWithFolder = 4; ///< from which a file to open is asked for in one
-constexpr int patience = 5000; ///< milliseconds that the bus and the portal have for each answer
+constexpr int patience = 3000; ///< milliseconds that the bus and the portal have for each answer
 constexpr std::int64_t instant = 500'000'000; ///< nanoseconds in which nobody closes a dialog
 
 enum Response : std::uint32_t { responseChosen = 0, responseCancelled = 1 };
@@ -255,7 +255,8 @@ void PortalFileChooser::takeResponse(DBusMessage& message)
     if (entry.text() == "uris")
       file = localFile(entry.inside(dbusVariant).inside(dbusArray).text().value_or(""));
   }
-  answer(file.empty() ? Outcome::elsewhere : Outcome::chosen, std::move(file));
+  const Outcome outcome = file.empty() ? Outcome::elsewhere : Outcome::chosen;
+  answer(outcome, std::move(file));
 }
 
 // What goes
