@@ -5,7 +5,7 @@
 #include "platform/clock.h"
 #include "shared/fake_portal.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 using namespace orbi::platform;
 using Outcome = FileChooserAnswer::Outcome;
@@ -160,9 +160,10 @@ TEST_F(Chooser, where_no_portal_is_that_is_said)
 
 TEST_F(Chooser, its_end_takes_the_dialog_away)
 {
-  FakePortal portal;
+  FakePortal portal(3);
   auto chooser = open();
   ASSERT_TRUE(until([&] { return portal.calls == 1; }));
+  EXPECT_THAT(portal.called, testing::Not(testing::HasSubstr("'current_folder'"))) << "is too old";
   chooser = nullptr;
   EXPECT_TRUE(until([&] { return portal.closed == 1; }));
   EXPECT_EQ(answers, 0);
