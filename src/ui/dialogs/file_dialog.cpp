@@ -54,6 +54,7 @@ FileChooserAnswer waitForDesktop(FileChooserQuestion question, UWindow* owner)
 
 std::optional<std::filesystem::path> UFileDialog::ask(const FFileQuestion& question)
 {
+  const Ref<UWindow> kept = Ref<UWindow>::share(owner_); // it may close meanwhile
   FDefaultPool* pool = FDefaultPool::instance();
   FDefaults* settings = pool ? pool->getGroup(settingsGroup) : nullptr;
   const char* key = question.type.typeCode.text();

@@ -206,6 +206,7 @@ void UDesktop::standBack()
   for (const Ref<UWindow>& window : before)
     window->cancelMouse();
   pressedOutsidePopups();
+  toolTips_->hide();
 }
 
 /// Not every desktop sees to that.
