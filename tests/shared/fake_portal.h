@@ -23,17 +23,11 @@ public:
                "<allow own=\"*\"/></policy></busconfig>",
                file);
     std::fclose(file);
-    int ends[2];
-    if (pipe(ends) != 0)
-      return;
-    const std::string print = "--print-address=" + std::to_string(ends[1]);
     const std::string path = std::string("--config-file=") + config;
-    daemon_ = startProcess({"dbus-daemon", "--nofork", path.c_str(), print.c_str()});
-    ::close(ends[1]);
-    std::string address;
-    for (char c; daemon_ > 0 && read(ends[0], &c, 1) == 1 && c != '\n';)
-      address += c;
-    ::close(ends[0]);
+    const std::string address = lineFrom([&](const std::string& descriptor) {
+      const std::string print = "--print-address=" + descriptor;
+      return daemon_ = startProcess({"dbus-daemon", "--nofork", path.c_str(), print.c_str()});
+    });
     unlink(config);
     if (!address.empty())
       variable_.emplace("DBUS_SESSION_BUS_ADDRESS", address);
@@ -52,7 +46,6 @@ private:
 /// run loop, which must be there.
 class FakePortal {
 public:
-  using Reaction = std::function<void()>;
   static constexpr const char* name = "org.freedesktop.portal.Desktop";
 
   explicit FakePortal(uint32_t version = 4) : version_(version)
@@ -79,7 +72,7 @@ public:
   FakePortal(const FakePortal&) = delete;
 
   // What a dialog does
-  Reaction onCall = [this] { accept(); };
+  std::function<void()> onCall = [this] { accept(); };
   void accept() ///< tells the caller that it is there
   {
     g_dbus_method_invocation_return_value(call_, g_variant_new("(o)", request.c_str()));
@@ -111,7 +104,7 @@ private:
   }
   void offer(const char* path, int face)
   {
-    static constexpr GDBusInterfaceVTable table = {&called_, &property, nullptr, {}};
+    static constexpr GDBusInterfaceVTable table = {&take, &property, nullptr, {}};
     g_dbus_connection_register_object(bus_, path, faces_->interfaces[face], &table, this, nullptr,
                                       nullptr);
   }
@@ -120,31 +113,25 @@ private:
   {
     return g_variant_new_uint32(static_cast<FakePortal*>(self)->version_);
   }
-  static void called_(GDBusConnection*, const char* sender, const char*, const char*,
-                      const char* method, GVariant* arguments, GDBusMethodInvocation* call,
-                      void* self)
+  static void take(GDBusConnection*, const char* sender, const char*, const char*,
+                   const char* method, GVariant* arguments, GDBusMethodInvocation* call, void* self)
   {
     static_cast<FakePortal*>(self)->take(sender + 1, method, arguments, call);
   }
   void take(std::string sender, const std::string& method, GVariant* arguments,
             GDBusMethodInvocation* call)
   {
+    call_ = call;
     if (method == "Close") {
       ++closed;
-      g_dbus_method_invocation_return_value(call, nullptr);
-      return;
+      return g_dbus_method_invocation_return_value(call, nullptr);
     }
     char* text = g_variant_print(arguments, TRUE);
     called = method + " " + text;
     g_free(text);
-    GVariant* options = g_variant_get_child_value(arguments, 2);
-    const char* token = "";
-    g_variant_lookup(options, "handle_token", "&s", &token);
     std::ranges::replace(sender, '.', '_');
-    request = "/org/freedesktop/portal/desktop/request/" + sender + "/" + token;
-    g_variant_unref(options);
+    request = "/org/freedesktop/portal/desktop/request/" + sender + "/orbiplayer";
     offer(request.c_str(), 1);
-    call_ = call;
     ++calls;
     onCall();
   }

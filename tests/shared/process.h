@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <initializer_list>
 #include <spawn.h>
+#include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -24,6 +25,23 @@ inline pid_t startProcess(std::initializer_list<const char*> arguments)
     process = 0;
   posix_spawn_file_actions_destroy(&files);
   return process;
+}
+
+/// The line by which a program tells where it is, on the descriptor whose number it is started
+/// with.
+template <class Start>
+std::string lineFrom(const Start& start)
+{
+  std::string line;
+  int ends[2];
+  if (pipe(ends) != 0)
+    return line;
+  const bool runs = start(std::to_string(ends[1])) > 0;
+  close(ends[1]);
+  for (char c; runs && read(ends[0], &c, 1) == 1 && c != '\n';)
+    line += c;
+  close(ends[0]);
+  return line;
 }
 
 inline void endProcess(pid_t& process, int signal)

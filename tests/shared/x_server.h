@@ -12,20 +12,12 @@ class XServer {
 public:
   explicit XServer(const std::string& screen = "1280x1024x24")
   {
-    int ends[2];
-    if (pipe(ends) != 0)
-      return;
-    const std::string number = std::to_string(ends[1]);
-    server_ = startProcess({"Xvfb", "-displayfd", number.c_str(), "-screen", "0", screen.c_str(),
-                            "-nolisten", "tcp", "-noreset"});
-    close(ends[1]);
-    std::string display = ":";
-    char digit;
-    while (server_ > 0 && read(ends[0], &digit, 1) == 1 && digit != '\n')
-      display += digit;
-    close(ends[0]);
-    if (display.size() > 1)
-      variable_.emplace("DISPLAY", display);
+    const std::string number = lineFrom([&](const std::string& descriptor) {
+      return server_ = startProcess({"Xvfb", "-displayfd", descriptor.c_str(), "-screen", "0",
+                                     screen.c_str(), "-nolisten", "tcp", "-noreset"});
+    });
+    if (!number.empty())
+      variable_.emplace("DISPLAY", ":" + number);
   }
   XServer(const XServer&) = delete;
   XServer& operator=(const XServer&) = delete;
