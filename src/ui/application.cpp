@@ -83,9 +83,9 @@ void UApplication::handlePending()
   for (int turns = 0; turns < 100 && turn(0); ++turns) {}
 }
 
-void UApplication::runModal(UModalDialog& dialog)
+void UApplication::runModal(const std::function<bool()>& goesOn)
 {
-  while (dialog.isRunning() && !isQuitting() && !runLoop_.quitRequested())
+  while (goesOn() && !isQuitting() && !runLoop_.quitRequested())
     turn(platform::RunLoop::forever);
 }
 

@@ -21,7 +21,6 @@ class Image;
 class WindowSystem;
 } // namespace platform
 class UDesktop;
-class UModalDialog;
 class UView;
 struct UKeyCode;
 struct UWindowMessage;
@@ -81,8 +80,8 @@ public:
   void setSingleWindow(bool on) { singleWindow_ = on; }
   virtual bool canCloseWindows() const { return true; } ///< false in a state that forbids it
 
-  /// Turns of the loop with all that follows each, until the dialog has ended or the program quits.
-  void runModal(UModalDialog& dialog);
+  /// Turns of the loop with all that follows each, while this holds and the program doesn't quit.
+  void runModal(const std::function<bool()>& goesOn);
   void handlePending(); ///< turns for what waits, from within a long piece of work
 
   // Who gets what before, beside and after the windows

@@ -19,6 +19,7 @@ SILENT = ["--headless", "--driver", "LOOM File Driver"]
 
 # Settings go where they don't meet the user's own.
 os.environ["XDG_CONFIG_HOME"] = tempfile.mkdtemp()
+os.environ.pop("DBUS_SESSION_BUS_ADDRESS", None)  # whose file dialogs would come instead of the program's
 
 CASES = []
 

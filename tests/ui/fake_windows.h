@@ -29,7 +29,7 @@ public:
   void hide() override { visible_ = false; }
   bool isVisible() const override { return visible_; }
   void activate() override { ++activations; }
-  bool isActive() const override { return false; }
+  bool isActive() const override { return active; }
   void flash() override { ++flashes; }
   platform::Rect client() const override { return client_; }
   platform::Rect frameExtents() const override { return {}; }
@@ -80,6 +80,7 @@ public:
   platform::Size limits[2];
   platform::Cursor cursor = platform::Cursor::arrow;
   double opacity = 1.0;
+  bool active = false; ///< as the desktop has it
   int flashes = 0;
   int activations = 0;
 

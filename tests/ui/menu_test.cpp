@@ -135,7 +135,7 @@ TEST_F(MenuTest, shortcuts_choose_while_no_menu_is_open_unless_the_entry_cant_be
 
 TEST_F(MenuTest, menus_stay_on_the_screen_and_leave_their_anchor_in_sight)
 {
-  const Rect area = system.screen.workArea;
+  const Rect area = system.monitors.front().workArea;
   const Rect low = Rect::at({area.right - 40, area.bottom - 30}, {30, 20});
   UMenuWindow* above = UMenuWindow::show(file, window.get(), low, false);
   ASSERT_TRUE(above);

@@ -478,9 +478,3 @@ TEST_F(WindowTest, work_shows_in_the_pointer_of_all_windows)
   application.setWaitState(0);
   EXPECT_EQ(fake(*window).cursor, platform::Cursor::arrow);
 }
-
-TEST_F(WindowTest, lost_display_ends_the_program)
-{
-  system.listener->displayLost();
-  EXPECT_TRUE(application.isQuitting());
-}

@@ -1,9 +1,10 @@
 #include "platform/linux/realtime_kit.h"
 
+#include "platform/linux/dbus_library.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
-#include <dlfcn.h>
 #include <mutex>
 #include <optional>
 #include <sched.h>
@@ -11,79 +12,18 @@
 
 namespace orbi::platform::realtime_kit {
 
-// The few functions of libdbus that are used, found at run time: neither the build nor the start of
-// the program depends on it.
-
 namespace {
 
-struct DBusConnection;
-struct DBusMessage;
-
-// An iterator is the caller's memory; this is more than the library's own structure takes.
-struct DBusMessageIter {
-  void* content[24];
-};
-
 constexpr int systemBus = 1;
-constexpr int typeInvalid = 0;
-constexpr int typeInt32 = 'i';
-constexpr int typeUint32 = 'u';
-constexpr int typeInt64 = 'x';
-constexpr int typeUint64 = 't';
-constexpr int typeString = 's';
-constexpr int typeVariant = 'v';
 constexpr int replyMilliseconds = 500;
 
 constexpr const char* serviceName = "org.freedesktop.RealtimeKit1";
 constexpr const char* servicePath = "/org/freedesktop/RealtimeKit1";
 
-struct Library {
-  DBusConnection* (*busGetPrivate)(int bus, void* error);
-  void (*setExitOnDisconnect)(DBusConnection*, unsigned exits);
-  void (*close)(DBusConnection*);
-  void (*unrefConnection)(DBusConnection*);
-  DBusMessage* (*newCall)(const char* service, const char* path, const char* face,
-                          const char* name);
-  unsigned (*appendArguments)(DBusMessage*, int firstType, ...);
-  DBusMessage* (*sendAndWait)(DBusConnection*, DBusMessage*, int milliseconds, void* error);
-  void (*unrefMessage)(DBusMessage*);
-  unsigned (*iterate)(DBusMessage*, DBusMessageIter*);
-  int (*argumentType)(DBusMessageIter*);
-  void (*recurse)(DBusMessageIter*, DBusMessageIter* inner);
-  void (*getBasic)(DBusMessageIter*, void* value);
-};
-
-template <typename Function>
-bool find(void* library, const char* name, Function& function)
-{
-  function = reinterpret_cast<Function>(dlsym(library, name));
-  return function != nullptr;
-}
-
-std::optional<Library> loadLibrary()
-{
-  void* file = dlopen("libdbus-1.so.3", RTLD_NOW | RTLD_LOCAL); // stays loaded
-  Library dbus{};
-  const bool complete =
-      file != nullptr && find(file, "dbus_bus_get_private", dbus.busGetPrivate) &&
-      find(file, "dbus_connection_set_exit_on_disconnect", dbus.setExitOnDisconnect) &&
-      find(file, "dbus_connection_close", dbus.close) &&
-      find(file, "dbus_connection_unref", dbus.unrefConnection) &&
-      find(file, "dbus_message_new_method_call", dbus.newCall) &&
-      find(file, "dbus_message_append_args", dbus.appendArguments) &&
-      find(file, "dbus_connection_send_with_reply_and_block", dbus.sendAndWait) &&
-      find(file, "dbus_message_unref", dbus.unrefMessage) &&
-      find(file, "dbus_message_iter_init", dbus.iterate) &&
-      find(file, "dbus_message_iter_get_arg_type", dbus.argumentType) &&
-      find(file, "dbus_message_iter_recurse", dbus.recurse) &&
-      find(file, "dbus_message_iter_get_basic", dbus.getBasic);
-  return complete ? std::optional(dbus) : std::nullopt;
-}
-
 /// A connection for one conversation.
 class Service {
 public:
-  explicit Service(const Library& dbus) : dbus_(dbus), bus_(dbus.busGetPrivate(systemBus, nullptr))
+  explicit Service(const DBusLibrary& dbus) : dbus_(dbus), bus_(dbus.getBus(systemBus, nullptr))
   {
     if (bus_ != nullptr)
       dbus_.setExitOnDisconnect(bus_, 0);
@@ -105,7 +45,7 @@ public:
 private:
   DBusMessage* send(DBusMessage* call);
 
-  const Library& dbus_;
+  const DBusLibrary& dbus_;
   DBusConnection* bus_;
 };
 
@@ -123,22 +63,22 @@ std::optional<std::int64_t> Service::property(const char* name)
       dbus_.newCall(serviceName, servicePath, "org.freedesktop.DBus.Properties", "Get");
   if (call == nullptr)
     return std::nullopt;
-  dbus_.appendArguments(call, typeString, &serviceName, typeString, &name, typeInvalid);
+  dbus_.appendArguments(call, dbusString, &serviceName, dbusString, &name, dbusInvalid);
   DBusMessage* reply = send(call);
   if (reply == nullptr)
     return std::nullopt;
 
   std::optional<std::int64_t> result;
   DBusMessageIter outer{};
-  if (dbus_.iterate(reply, &outer) != 0 && dbus_.argumentType(&outer) == typeVariant) {
+  if (dbus_.beginReading(reply, &outer) != 0 && dbus_.argumentType(&outer) == dbusVariant) {
     DBusMessageIter inner{};
     dbus_.recurse(&outer, &inner);
     std::int64_t wide = 0;
     std::int32_t narrow = 0;
-    if (dbus_.argumentType(&inner) == typeInt64) {
+    if (dbus_.argumentType(&inner) == dbusInt64) {
       dbus_.getBasic(&inner, &wide);
       result = wide;
-    } else if (dbus_.argumentType(&inner) == typeInt32) {
+    } else if (dbus_.argumentType(&inner) == dbusInt32) {
       dbus_.getBasic(&inner, &narrow);
       result = narrow;
     }
@@ -152,7 +92,7 @@ bool Service::makeThreadRealtime(std::uint64_t thread, std::uint32_t priority)
   DBusMessage* call = dbus_.newCall(serviceName, servicePath, serviceName, "MakeThreadRealtime");
   if (call == nullptr)
     return false;
-  dbus_.appendArguments(call, typeUint64, &thread, typeUint32, &priority, typeInvalid);
+  dbus_.appendArguments(call, dbusUint64, &thread, dbusUint32, &priority, dbusInvalid);
   DBusMessage* reply = send(call);
   if (reply == nullptr)
     return false;
@@ -213,12 +153,12 @@ bool makeRealtime(pid_t thread, int priority)
   std::lock_guard guard(oneAtATime);
   if (unreachable)
     return false;
-  static const std::optional<Library> dbus = loadLibrary();
-  if (!dbus) {
+  static DBusLibrary dbus;
+  if (!dbus.load()) {
     unreachable = true;
     return false;
   }
-  Service service(*dbus);
+  Service service(dbus);
   const std::optional<std::int64_t> microseconds =
       service.reached() ? service.property("RTTimeUSecMax") : std::nullopt;
   const std::optional<std::int64_t> highest =

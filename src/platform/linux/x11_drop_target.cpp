@@ -2,7 +2,7 @@
 
 #include "platform/linux/x11_drop_target.h"
 
-#include "platform/linux/uri_list.h"
+#include "platform/linux/file_uri.h"
 #include "platform/linux/x11_window.h"
 #include "platform/linux/x11_window_system.h"
 

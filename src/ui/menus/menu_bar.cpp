@@ -232,7 +232,8 @@ void UMenuBar::stop()
 bool UMenuBar::walk(const UKeyCode& key)
 {
   const UDesktop* desktop = UDesktop::instance();
-  if (!desktop || desktop->modalWindow() || desktop->topWindow() != window() ||
+  if (!desktop || desktop->modalWindow() || desktop->isBehindSession() ||
+      desktop->topWindow() != window() ||
       desktop->mouse().clickedAt != clickedAt_) { // something else goes on
     stop();
     return false;

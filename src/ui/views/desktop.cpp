@@ -3,6 +3,7 @@
 #include "foundation/class_registry.h"
 #include "ui/application.h"
 #include "ui/views/graphics.h"
+#include "ui/views/modal_session.h"
 #include "ui/views/tool_tips.h"
 #include "ui/views/window_proc.h"
 
@@ -166,8 +167,16 @@ UWindow* UDesktop::windowOf(const platform::Window& system) const
   return front([&](UWindow& window) { return window.system() == &system; });
 }
 
+bool UDesktop::isBehindSession() const
+{
+  const UModalDialog* modal = modalWindow();
+  return session_ && (!modal || modal->order_ < session_->order_);
+}
+
 bool UDesktop::isBlocked(const UWindow& window) const
 {
+  if (isBehindSession())
+    return true;
   const UWindow* modal = modalWindow();
   if (!modal || window.kind() == platform::WindowKind::popup)
     return false;
@@ -186,7 +195,7 @@ void UDesktop::flashAll()
 void UDesktop::flashModal()
 {
   UModalDialog* modal = modalWindow();
-  if (!modal)
+  if (!modal || isBehindSession())
     return;
   const UApplication* application = UApplication::instance();
   if (application && application->isSingleWindow())
@@ -194,6 +203,31 @@ void UDesktop::flashModal()
   else
     modal->flash();
   modal->bringToFront();
+}
+
+void UDesktop::standBack()
+{
+  cancelMouse();
+  pressedOutsidePopups();
+  toolTips_->hide();
+}
+
+/// Not every desktop sees to that.
+void UDesktop::giveKeysBack()
+{
+  UWindow* next = topWindow();
+  UApplication* application = UApplication::instance();
+  if (!next || !application || application->isQuitting())
+    return;
+  if (isBehindSession()) {
+    application->setActiveControl(nullptr);
+    return;
+  }
+  application->setActiveControl(next->focusView());
+  next->bringToFront();
+  // What the desktop activated while it was blocked isn't told again.
+  if (next->system()->isActive())
+    next->onActivate();
 }
 
 void UDesktop::closeAll()

@@ -8,6 +8,7 @@
 
 namespace orbi {
 
+class UModalSession;
 class UToolTips;
 
 /// What the window system tells, one for each row of the window procedure.
@@ -69,13 +70,14 @@ public:
   UDocWindow* frontDocument() const;
   UPanel* activePanel() const;       ///< null unless the active window is one
   UModalDialog* modalWindow() const; ///< the front one that is open
+  bool isBehindSession() const;      ///< everything: a dialog of the desktop's own is in front
   UWindow* activeWindow() const { return activeWindow_; }
   UWindow* windowAt(Point screen) const;
   UWindow* frame() const { return frame_; } ///< whose end ends the program
   void setFrame(UWindow* frame) { frame_ = frame; }
-  bool isBlocked(const UWindow& window) const; ///< by a modal one
+  bool isBlocked(const UWindow& window) const; ///< by something modal
   void flashAll();
-  void flashModal(); ///< and gives it the focus
+  void flashModal(); ///< and gives it the focus; one that isn't ours has it
   void closeAll();
   void cancelMouse(); ///< whoever holds the pointer in any window loses it
 
@@ -112,6 +114,8 @@ public:
   int32_t handleMessage(FMessage& message) override;
 
 private:
+  friend class UModalDialog;
+  friend class UModalSession;
   friend class UWindow;
   friend class UWindowProc;
   friend class UView;
@@ -129,6 +133,8 @@ private:
   void sweepSoon();
   void sweep();
   void forget(UView& view);
+  void standBack();    ///< before something modal: presses and popups end
+  void giveKeysBack(); ///< to what is in front now
   template <class Condition>
   UWindow* front(const Condition& condition) const;
   platform::Screen screenAt(Point screen) const;
@@ -146,6 +152,8 @@ private:
   std::vector<std::unique_ptr<UWindowProc>> retired_;
   UWindow* activeWindow_ = nullptr; ///< of the list, like the next
   UWindow* frame_ = nullptr;
+  UModalSession* session_ = nullptr; ///< the last one that began
+  int64_t modals_ = 0;               ///< that there were
   Mouse mouse_;
   UKeyCode lastKey_;
   int32_t wheelRest_[2] = {};

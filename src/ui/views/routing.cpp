@@ -47,6 +47,8 @@ bool UDesktop::keyPressed(platform::Window& window, const platform::KeyEvent& ev
 {
   toolTips_->hide();
   lastKey_ = {};
+  if (isBehindSession())
+    return true;
   if (isFiltered(UWindowMessageKind::keyDown, windowOf(window)))
     return true;
   if (!frontPopup() && std::ranges::count(typingClasses, system_.focusedChildClass()) != 0)
@@ -67,7 +69,7 @@ bool UDesktop::keyPressed(platform::Window& window, const platform::KeyEvent& ev
 
 void UDesktop::keyReleased(platform::Window& window, const platform::KeyEvent& event)
 {
-  if (isFiltered(UWindowMessageKind::keyUp, windowOf(window)) ||
+  if (isBehindSession() || isFiltered(UWindowMessageKind::keyUp, windowOf(window)) ||
       std::ranges::count(typingClasses, system_.focusedChildClass()) != 0)
     return;
   if (event.isTaken)
@@ -141,7 +143,7 @@ bool UDesktop::turnWheel(int32_t axis, int32_t distance, Point screen)
   lastKey_ = {};
   const int32_t notches = rest / wheelNotch;
   rest %= wheelNotch;
-  return notches != 0 && routeWheel(axis, notches, screen);
+  return notches != 0 && !isBehindSession() && routeWheel(axis, notches, screen);
 }
 
 bool UDesktop::routeWheel(int32_t axis, int32_t notches, Point screen)

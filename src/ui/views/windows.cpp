@@ -70,17 +70,11 @@ bool UModalDialog::isActive() const
   return UDialog::isActive() || (isRunning() && desktop && desktop->topWindow() == this);
 }
 
-/// The keys go back to what is in front now; not every desktop sees to that.
 void UModalDialog::closed()
 {
   UDialog::closed();
-  const UDesktop* desktop = UDesktop::instance();
-  UApplication* application = UApplication::instance();
-  UWindow* next = desktop ? desktop->topWindow() : nullptr;
-  if (!next || !application || application->isQuitting())
-    return;
-  application->setActiveControl(next->focusView());
-  next->bringToFront();
+  if (UDesktop* desktop = UDesktop::instance())
+    desktop->giveKeysBack();
 }
 
 bool UModalDialog::open(UWindow* owner, Stored stored)
@@ -88,8 +82,8 @@ bool UModalDialog::open(UWindow* owner, Stored stored)
   UDesktop* desktop = UDesktop::instance();
   if (!desktop || isOpen())
     return UDialog::open(owner, stored);
-  desktop->cancelMouse();
-  desktop->pressedOutsidePopups();
+  desktop->standBack();
+  order_ = ++desktop->modals_;
   if (!UDialog::open(owner, stored))
     return false;
   // Keys come here at once, whenever the desktop gets round to activating it.
@@ -109,7 +103,7 @@ int32_t UModalDialog::run(UWindow* owner)
   centerIn(above);
   if (!open(above, Stored::apply))
     return cancelled;
-  application->runModal(*this);
+  application->runModal([this] { return isRunning(); });
   closeNow();
   return result();
 }

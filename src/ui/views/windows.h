@@ -80,6 +80,10 @@ public:
   bool isRunning() const { return isOpen() && !hasEnded(); }
   bool isActive() const override;
   void closed() override;
+
+private:
+  friend class UDesktop;
+  int64_t order_ = 0; ///< among all that was modal
 };
 
 /// Popup that closes on a press outside. While it is open the pointer and the keys are its own; one

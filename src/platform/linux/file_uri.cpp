@@ -1,4 +1,4 @@
-#include "platform/linux/uri_list.h"
+#include "platform/linux/file_uri.h"
 
 #include <algorithm>
 #include <optional>
@@ -41,7 +41,8 @@ bool isThisMachine(std::string_view host)
   return host.empty() || host == "localhost" || host == own;
 }
 
-/// Where a file's URI leads on this machine; empty for any other.
+} // namespace
+
 std::filesystem::path localFile(std::string_view uri)
 {
   constexpr std::string_view scheme = "file:";
@@ -59,8 +60,6 @@ std::filesystem::path localFile(std::string_view uri)
     return {};
   return decoded(uri).value_or(std::string());
 }
-
-} // namespace
 
 std::vector<std::filesystem::path> localFiles(std::string_view uris)
 {
