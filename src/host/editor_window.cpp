@@ -74,6 +74,7 @@ bool OrbPluginHost::openEditor(OrbPlugin& plugin)
   if (application) {
     application->addIdle(window.get());
     application->wantIdleEvery(editorIdleMilliseconds);
+    application->waitForPaint(*window);
   }
   return true;
 }
@@ -97,7 +98,7 @@ OrbPlugEditorWind::OrbPlugEditorWind(OrbPlugin& plugin, Point origin, Size edito
 {
   setName("Plugin Editor");
   if (const UDesktop* desktop = UDesktop::instance())
-    setRect(Rect::at(origin, desktop->toUnits(Rect::at({}, editor)).size()));
+    setRect(Rect::at(origin, desktop->toUnitsOutward(Rect::at({}, editor)).size()));
 }
 
 OrbPlugEditorWind::~OrbPlugEditorWind()
@@ -131,7 +132,7 @@ void OrbPlugEditorWind::scaleChanged()
   if (!desktop)
     return;
   const int32_t bars = place().height() - contentRect().height();
-  Size size = desktop->toUnits(Rect::at({}, editor_)).size();
+  Size size = desktop->toUnitsOutward(Rect::at({}, editor_)).size();
   size.height += bars;
   setLimits(size, size);
   setRect(Rect::at(place().origin(), size));

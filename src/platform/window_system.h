@@ -171,6 +171,8 @@ struct WindowOptions {
   bool sizable = true;
   bool minimizable = true;
   bool maximizable = true;
+  bool titled = true;       ///< the frame has a title bar
+  bool hasMenu = true;      ///< the frame has the desktop's menu
   bool framed = true;       ///< with the desktop's title bar and border
   bool transparent = false; ///< with an alpha channel, where the desktop can
   bool offscreen = true;    ///< painted in memory and copied, so that nothing flickers
@@ -184,7 +186,6 @@ public:
   virtual bool isAlive() const = 0; ///< false once someone destroyed it
   virtual void setBounds(const Rect& bounds) = 0;
   virtual Rect bounds() const = 0; ///< as they are now, also when the plug-in changed them
-  virtual void takeFocus() = 0;
 };
 
 class Window {
@@ -221,6 +222,8 @@ public:
   virtual void releaseCapture() = 0;
 
   virtual std::unique_ptr<ChildWindow> makeChild(const Rect& bounds, std::string_view name) = 0;
+  /// While this is on, what the pointer does over a child comes to the window's listener as well.
+  virtual void coverChildren(bool on) = 0;
 };
 
 /// The desktop. At most one at a time.
@@ -239,7 +242,6 @@ public:
   virtual double scale() const = 0; ///< pixels a unit: 1 where a screen has 96 dots an inch
   virtual std::vector<Screen> screens() const = 0; ///< the primary one first; never empty
   virtual Point pointer() const = 0;               ///< on the root
-  virtual uint32_t modifiers() const = 0;          ///< down now
   virtual int64_t doubleClickMilliseconds() const = 0;
 
   /// Name of the kind of native window below one of ours that holds the keys, such as "Edit" for a
@@ -248,8 +250,7 @@ public:
 
   virtual void setClipboard(std::string text) = 0;
   virtual std::string clipboard() = 0; ///< waits half a second at most for its owner
-  virtual void bell() = 0;
-  virtual void flush() = 0; ///< sends what waits to the display
+  virtual void flush() = 0;            ///< sends what waits to the display
 };
 
 /// Connects to the user's desktop and joins the run loop, which must be there. Null, with a line

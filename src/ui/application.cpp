@@ -33,9 +33,12 @@ void UApplication::run()
     dropStartupRecords();
     return;
   }
+  startIdleTimer(); // questions may come during the start
   startup();
   if (!isQuitting() && enterRunState())
     messageLoop();
+  runLoop_.removeTimer(idleTimer_);
+  idleTimer_ = 0;
   if (desktop_)
     desktop_->closeAll(); // while the settings can take what they have to keep
   beforeQuit();
@@ -60,12 +63,9 @@ void UApplication::beforeQuit()
 
 void UApplication::messageLoop()
 {
-  startIdleTimer();
   wantIdle();
   while (!isQuitting() && !runLoop_.quitRequested())
     turn(platform::RunLoop::forever);
-  runLoop_.removeTimer(idleTimer_);
-  idleTimer_ = 0;
 }
 
 bool UApplication::turn(int64_t milliseconds)
@@ -83,10 +83,19 @@ void UApplication::handlePending()
   for (int turns = 0; turns < 100 && turn(0); ++turns) {}
 }
 
-void UApplication::runModal(const std::function<bool()>& goesOn)
+void UApplication::runModal(const std::function<bool()>& goesOn, int64_t milliseconds)
 {
   while (goesOn() && !isQuitting() && !runLoop_.quitRequested())
-    turn(platform::RunLoop::forever);
+    turn(milliseconds);
+}
+
+void UApplication::waitForPaint(const UWindow& window)
+{
+  constexpr int64_t patience = 100; // milliseconds; nobody promises that it is ever seen
+  const int64_t end = platform::steadyNanoseconds() + patience * 1'000'000;
+  runModal(
+      [&] { return window.isOpen() && !window.isPainted() && platform::steadyNanoseconds() < end; },
+      patience / 10);
 }
 
 void UApplication::runPasses()

@@ -22,6 +22,7 @@ class WindowSystem;
 } // namespace platform
 class UDesktop;
 class UView;
+class UWindow;
 struct UKeyCode;
 struct UWindowMessage;
 
@@ -81,7 +82,12 @@ public:
   virtual bool canCloseWindows() const { return true; } ///< false in a state that forbids it
 
   /// Turns of the loop with all that follows each, while this holds and the program doesn't quit.
-  void runModal(const std::function<bool()>& goesOn);
+  /// Each turn waits so long for something to happen.
+  void runModal(const std::function<bool()>& goesOn,
+                int64_t milliseconds = platform::RunLoop::forever);
+  /// Turns until the window shows itself, so that a long piece of work finds it drawn; 0.1 s at
+  /// most.
+  void waitForPaint(const UWindow& window);
   void handlePending(); ///< turns for what waits, from within a long piece of work
 
   // Who gets what before, beside and after the windows

@@ -117,7 +117,7 @@ protected:
     for (int i = 0; i < 3; ++i) {
       user->sync();
       system->pointer();
-      loop.runOnce(1);
+      for (loop.runOnce(1); loop.runOnce(0);) {}
     }
   }
   std::unique_ptr<Window> open(const WindowOptions& options)

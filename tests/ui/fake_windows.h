@@ -56,6 +56,7 @@ public:
   {
     return nullptr;
   }
+  void coverChildren(bool on) override { covered = on; }
 
   /// Draws what is invalid, as the loop's pass does; what was invalid.
   std::vector<platform::Rect> paint();
@@ -81,6 +82,7 @@ public:
   platform::Cursor cursor = platform::Cursor::arrow;
   double opacity = 1.0;
   bool active = false; ///< as the desktop has it
+  bool covered = false;
   int flashes = 0;
   int activations = 0;
 
@@ -107,12 +109,10 @@ public:
   double scale() const override { return scaled; }
   std::vector<platform::Screen> screens() const override { return monitors; }
   platform::Point pointer() const override { return pointerAt; }
-  uint32_t modifiers() const override { return 0; }
   int64_t doubleClickMilliseconds() const override { return 400; }
   std::string focusedChildClass() const override { return childClass; }
   void setClipboard(std::string text) override { clip = std::move(text); }
   std::string clipboard() override { return clip; }
-  void bell() override {}
   void flush() override {}
 
   bool key(platform::Key key, std::string text = {}, uint32_t modifiers = 0)

@@ -278,6 +278,7 @@ TEST_F(WindowTest, modal_dialog_runs_until_it_ends_and_blocks_the_others)
       EXPECT_EQ(desktop().activeWindow(), dialog.get());
       EXPECT_FALSE(desktop().turnWheel(0, 120, {110, 110}));
       EXPECT_EQ(behind.listener.filesDragged({}), platform::DropTaker::nobody);
+      EXPECT_TRUE(behind.covered && !fake(*dialog).covered);
       return;
     }
     platform::RunLoop::instance()->removeTimer(timer);
@@ -285,7 +286,7 @@ TEST_F(WindowTest, modal_dialog_runs_until_it_ends_and_blocks_the_others)
   });
   EXPECT_EQ(dialog->run(window.get()), UDialog::accepted);
   EXPECT_EQ(taken(), "");
-  EXPECT_TRUE(window->isOpen());
+  EXPECT_TRUE(window->isOpen() && !behind.covered);
   EXPECT_FALSE(dialog->isOpen());
 }
 

@@ -30,7 +30,7 @@ std::unique_ptr<X11ChildWindow> X11ChildWindow::make(X11WindowSystem& system, xc
   if (error != nullptr || display.isLost())
     return nullptr;
   display.setBytes(id, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, validUtf8(name.substr(0, 256)));
-  constexpr std::string_view kind("plugin\0QuillmoreChildWindowClass", 33);
+  constexpr std::string_view kind("plugin\0ORBPluginWindow", 23);
   display.setBytes(id, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, kind);
   x.xcb_map_window(display.connection, id);
   x.xcb_flush(display.connection);
@@ -88,14 +88,6 @@ Rect X11ChildWindow::bounds() const
   if (!place)
     return {};
   return Rect::at({place->x, place->y}, {place->width, place->height});
-}
-
-void X11ChildWindow::takeFocus()
-{
-  if (system_ == nullptr)
-    return;
-  const X11Display& display = system_->display();
-  display.x.xcb_set_input_focus(display.connection, XCB_INPUT_FOCUS_PARENT, id_, display.time);
 }
 
 } // namespace orbi::platform

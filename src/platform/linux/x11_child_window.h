@@ -25,7 +25,6 @@ public:
   bool isAlive() const override { return system_ != nullptr; }
   void setBounds(const Rect& bounds) override;
   Rect bounds() const override;
-  void takeFocus() override;
 
 private:
   X11ChildWindow(X11WindowSystem& system, xcb_window_t id, xcb_window_t parent);

@@ -8,6 +8,7 @@
 #include "platform/linux/x11_window_system.h"
 #include "platform/utf8_text.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace orbi::platform {
@@ -73,7 +74,17 @@ const X11WindowSystem::Handler X11WindowSystem::handlers[] = {
 
 // ---- a pass of the loop -------------------------------------------------------------------------
 
+/// What the user did, and what may follow from it: it comes into effect before the next such event
+/// finds whom it is for.
+static bool isAct(const xcb_generic_event_t& event)
+{
+  constexpr uint8_t acts[] = {XCB_KEY_PRESS,      XCB_KEY_RELEASE,    XCB_BUTTON_PRESS,
+                              XCB_BUTTON_RELEASE, XCB_CLIENT_MESSAGE, XCB_SELECTION_NOTIFY};
+  return std::ranges::count(acts, event.response_type & 0x7f) != 0;
+}
+
 /// A listener may run the loop within its event, so nothing of the pass is held but in members.
+/// After an act the loop comes back at once for what waits.
 void X11WindowSystem::dispatch()
 {
   readEvents();
@@ -82,6 +93,8 @@ void X11WindowSystem::dispatch()
     events_.pop_front();
     if (!inputMethod_ || !inputMethod_->filter(*event))
       handle(*event);
+    if (isAct(*event) && !events_.empty())
+      return;
   }
   tellMotion();
   tellLostCapture();

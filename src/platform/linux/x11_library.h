@@ -19,7 +19,7 @@ namespace orbi::platform {
 
 // clang-format off
 #define ORBI_XCB_FUNCTIONS(use)                                                                    \
-  use(xcb_bell)                          use(xcb_change_property)                                  \
+  use(xcb_change_property)                                                                         \
   use(xcb_change_window_attributes)      use(xcb_change_window_attributes_checked)                 \
   use(xcb_configure_window)              use(xcb_connect)                                          \
   use(xcb_connection_has_error)                                                                    \

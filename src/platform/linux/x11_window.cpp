@@ -7,6 +7,7 @@
 #include "platform/linux/x11_window_system.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orbi::platform {
 
@@ -148,6 +149,23 @@ void X11Window::releaseCapture()
 {
   if (system_ != nullptr)
     system_->releaseCapture(id_);
+}
+
+/// It selects no events, so that these go on to the window.
+void X11Window::coverChildren(bool on)
+{
+  if (system_ == nullptr || on == (cover_ != 0))
+    return;
+  const X11Library& x = display().x;
+  xcb_connection_t* connection = display().connection;
+  if (!on) {
+    x.xcb_destroy_window(connection, std::exchange(cover_, 0));
+    return;
+  }
+  cover_ = x.xcb_generate_id(connection);
+  x.xcb_create_window(connection, 0, cover_, id_, 0, 0, largest, largest, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+  x.xcb_map_window(connection, cover_);
 }
 
 std::unique_ptr<ChildWindow> X11Window::makeChild(const Rect& bounds, std::string_view name)

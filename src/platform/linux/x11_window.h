@@ -43,6 +43,7 @@ public:
   bool capture(Capture what) override;
   void releaseCapture() override;
   std::unique_ptr<ChildWindow> makeChild(const Rect& bounds, std::string_view name) override;
+  void coverChildren(bool on) override;
 
   // What the system knows
   xcb_window_t id() const { return id_; }
@@ -102,6 +103,7 @@ private:
   const X11Visual& visual_;
   xcb_window_t id_ = 0;
   xcb_window_t keyHolder_ = 0;
+  xcb_window_t cover_ = 0;  // in front of all children, unseen; 0 for none
   xcb_window_t parent_ = 0; // the root, or the manager's frame
 
   Rect client_;               // as asked for or as the server told, whichever was last

@@ -182,7 +182,9 @@ void X11Window::writeMotifHints()
     bool on;
     uint32_t functions, decorations;
   };
-  const Row rows[] = {{true, functionMove | functionClose, border | titleBar | menuButton},
+  const Row rows[] = {{true, functionMove | functionClose, border},
+                      {options_.titled, 0, titleBar},
+                      {options_.hasMenu, 0, menuButton},
                       {options_.sizable, functionResize, handles},
                       {options_.minimizable, functionMinimize, minimizeButton},
                       {options_.maximizable, functionMaximize, maximizeButton}};

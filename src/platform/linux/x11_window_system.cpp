@@ -67,6 +67,8 @@ void X11WindowSystem::makeLeader()
                              XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK,
                              &events);
   display_->setBytes(leader_, display_->atoms.netWmName, display_->atoms.utf8String, program_);
+  constexpr std::string_view kind("helper\0QuillmoreDevWnd", 23);
+  display_->setBytes(leader_, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, kind);
   display_->setNumber(leader_, display_->atoms.wmClientLeader, XCB_ATOM_WINDOW, leader_);
 }
 
@@ -252,14 +254,6 @@ Point X11WindowSystem::pointer() const
   return answer ? Point{answer->root_x, answer->root_y} : Point{};
 }
 
-uint32_t X11WindowSystem::modifiers() const
-{
-  const auto answer =
-      display_->reply(library_.xcb_query_pointer_reply,
-                      library_.xcb_query_pointer(display_->connection, display_->root()));
-  return answer ? modifiersOfState(answer->mask) : 0;
-}
-
 std::string X11WindowSystem::focusedChildClass() const
 {
   const auto focus = display_->reply(library_.xcb_get_input_focus_reply,
@@ -292,11 +286,6 @@ void X11WindowSystem::setClipboard(std::string text)
 std::string X11WindowSystem::clipboard()
 {
   return lost_ ? std::string() : clipboard_->read();
-}
-
-void X11WindowSystem::bell()
-{
-  library_.xcb_bell(display_->connection, 0);
 }
 
 void X11WindowSystem::flush()

@@ -37,12 +37,10 @@ public:
   double scale() const override { return scale_; }
   std::vector<Screen> screens() const override { return screens_; }
   Point pointer() const override;
-  uint32_t modifiers() const override;
   int64_t doubleClickMilliseconds() const override { return doubleClickMilliseconds_; }
   std::string focusedChildClass() const override;
   void setClipboard(std::string text) override;
   std::string clipboard() override;
-  void bell() override;
   void flush() override;
 
   // EventSource

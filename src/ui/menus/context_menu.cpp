@@ -67,6 +67,7 @@ int32_t UTextEdit::handleMenu(FMessage& message)
     if (UWindow* owner = window(); owner && isFocusable())
       owner->setFocusView(this);
     menu->setTarget(this);
+    menu->keepTarget();
     for (const EditRow& row : editRows)
       menu->add(row.title, static_cast<int32_t>(&row - editRows));
     return 1;

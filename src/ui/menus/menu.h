@@ -68,8 +68,10 @@ public:
   const CmString& name() const { return name_; }
   uint32_t style() const { return style_; }
   void setStyle(uint32_t style) { style_ = style; }
-  CmObject* target() const { return target_; }           ///< null: the application
-  void setTarget(CmObject* target) { target_ = target; } ///< borrowed
+  CmObject* target() const { return target_; } ///< null: the application
+  /// Borrowed, unless it is kept as well: one that may go while the menu is open.
+  void setTarget(CmObject* target) { target_ = target; }
+  void keepTarget() { kept_ = Ref<CmObject>::share(target_); }
   /// Called with the chosen entry instead of sending a message.
   using Choice = std::function<void(UMenuItem&)>;
   void setChoice(Choice choice) { choice_ = std::move(choice); }
@@ -102,6 +104,7 @@ private:
   CmString name_;
   uint32_t style_ = 0;
   CmObject* target_ = nullptr;
+  Ref<CmObject> kept_;
   Choice choice_;
   bool isTranslated_ = false;
   std::vector<Ref<UMenuItem>> items_;

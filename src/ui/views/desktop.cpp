@@ -255,6 +255,15 @@ void UDesktop::opened(UWindow& window)
   }
   if (busy_)
     window.updateCursor();
+  coverBlocked();
+}
+
+/// Plug-ins' children are native windows, which know nothing of what is modal.
+void UDesktop::coverBlocked()
+{
+  for (const Ref<UWindow>& window : windows_)
+    if (window->system())
+      window->system()->coverChildren(isBlocked(*window));
 }
 
 /// With those that it owns still before it.
@@ -278,6 +287,7 @@ void UDesktop::closed(UWindow& window)
     mouse_.window = nullptr;
   toolTips_->forget(window);
   std::erase_if(windows_, [&](const Ref<UWindow>& each) { return each == &window; });
+  coverBlocked();
   const bool isFrame = frame_ == &window;
   if (!isFrame)
     return;
@@ -376,14 +386,21 @@ void UDesktop::showBusy(bool busy)
 
 // The window system
 
+/// Some of it, so that the user can get hold of it.
+bool UDesktop::isOnScreen(const Rect& place) const
+{
+  return std::ranges::any_of(system_.screens(), [&](const platform::Screen& screen) {
+    return !toUnits(screen.workArea).intersectedWith(place).isEmpty();
+  });
+}
+
 void UDesktop::screensChanged()
 {
   const double former = std::exchange(scale_, system_.scale());
-  if (scale_ == former)
-    return;
   const std::vector<Ref<UWindow>> before = windows_;
   for (const Ref<UWindow>& window : before)
-    window->scaleChanged();
+    if (scale_ != former || !isOnScreen(window->place()))
+      window->scaleChanged();
 }
 
 void UDesktop::displayLost()

@@ -133,10 +133,12 @@ private:
   void sweepSoon();
   void sweep();
   void forget(UView& view);
+  void coverBlocked();
   void standBack();    ///< before something modal: presses and popups end
   void giveKeysBack(); ///< to what is in front now
   template <class Condition>
   UWindow* front(const Condition& condition) const;
+  bool isOnScreen(const Rect& place) const;
   platform::Screen screenAt(Point screen) const;
   UWindow* windowOf(const platform::Window& window) const;
   bool routeWheel(int32_t axis, int32_t notches, Point screen);

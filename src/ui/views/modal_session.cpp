@@ -10,6 +10,7 @@ UModalSession::UModalSession(UDesktop& desktop)
 {
   desktop.standBack();
   desktop.session_ = this;
+  desktop.coverBlocked();
   if (UApplication* application = UApplication::instance())
     application->setActiveControl(nullptr);
 }
@@ -17,6 +18,7 @@ UModalSession::UModalSession(UDesktop& desktop)
 UModalSession::~UModalSession()
 {
   desktop_->session_ = former_;
+  desktop_->coverBlocked();
   desktop_->giveKeysBack();
 }
 

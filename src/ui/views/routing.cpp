@@ -97,9 +97,9 @@ bool UDesktop::routeToPointer(const UKeyCode& key)
 {
   UWindow* window = topWindow();
   auto view = Ref<UView>::share(window ? window->viewAt(window->fromScreen(pointer())) : nullptr);
-  while (view && !view->keyDown(key))
+  while (view && view.get() != window && !view->keyDown(key)) // the window's turn is later
     view = Ref<UView>::share(view->parent());
-  return view.get() != nullptr;
+  return view && view.get() != window;
 }
 
 bool UDesktop::routeFocusKey(const UKeyCode& key)

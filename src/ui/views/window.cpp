@@ -123,6 +123,8 @@ platform::WindowOptions UWindow::options() const
   options.sizable = hasStyle(styleSizable) || hasStyle(styleSizeGrip);
   options.minimizable = hasStyle(styleMinimize);
   options.maximizable = hasStyle(styleMaximize);
+  options.titled = hasStyle(styleTitle);
+  options.hasMenu = hasStyle(styleMenu);
   options.framed = !hasStyle(styleNoFrame);
   options.transparent = hasStyle(styleTransparent);
   options.offscreen = !hasStyle(styleNoOffscreen);

@@ -90,6 +90,7 @@ public:
   UView* hoverView() const { return hoverView_; } ///< under it
   bool takeMouse(UView& view);
   void releaseMouse(UView& view);
+  bool isPainted() const { return painted_; }            ///< it was, at least once
   void cancelMouse();                                    ///< whoever holds the pointer loses it
   void viewsAt(Point point, std::vector<UView*>& views); ///< outermost first, itself included
   void updateCursor();
@@ -208,6 +209,7 @@ private:
   bool dragging_ = false;
   bool captured_ = false; ///< by takeMouse
   bool closing_ = false;
+  bool painted_ = false;
   std::vector<TimedView> timed_;
   platform::RunLoop::TimerId timer_ = 0;
   platform::RunLoop::TimerId sizingTimer_ = 0;

@@ -90,6 +90,7 @@ void UWindow::onDeactivate()
 
 void UWindow::onPaint(Canvas& canvas, std::span<const Rect> damage)
 {
+  painted_ = true;
   drawTree(canvas, damage, {});
   if (!hasStyle(styleNoOffscreen))
     state_ |= stateOffscreen;
@@ -335,7 +336,7 @@ void UWindow::updateCursor()
     return;
   const UView* view = mouseView_ ? mouseView_ : hoverView_;
   platform::Cursor cursor = view ? view->cursor() : this->cursor();
-  if (desktop->isBusy())
+  if (desktop->isBusy() && !desktop->modalWindow()) // which waits for the user
     cursor = platform::Cursor::wait;
   if (cursor == shownCursor_)
     return;

@@ -180,7 +180,7 @@ bool UPopupWindow::keyDown(const UKeyCode& key)
 bool UFullScreenWindow::open(UWindow* owner, Stored stored)
 {
   if (const UDesktop* desktop = UDesktop::instance())
-    setRect(desktop->screenBounds(owner ? owner->place().origin() : desktop->pointer()));
+    setRect(desktop->screenBounds(owner ? owner->place().middle() : desktop->pointer()));
   return UWindow::open(owner, stored);
 }
 
