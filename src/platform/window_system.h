@@ -247,7 +247,8 @@ public:
   virtual std::string focusedChildClass() const = 0;
 
   virtual void setClipboard(std::string text) = 0;
-  virtual std::string clipboard() = 0; ///< waits half a second at most for its owner
+  /// Waits a second at most for its owner; empty unless all of it has come, up to 16 MiB.
+  virtual std::string clipboard() = 0;
   virtual void bell() = 0;
   virtual void flush() = 0; ///< sends what waits to the display
 };
