@@ -121,13 +121,16 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
   // More than the server takes at once leaves in parts; whoever takes none hinders nobody.
   const std::string endless = std::string(17 << 20, 'x') + "end";
   system->setClipboard(endless);
-  const xcb_window_t idle = user->makeWindow(user->root(), 5, 5, 0);
+  const auto window = open(at({100, 100, 300, 200}));
+  const auto child = window->makeChild({0, 0, 100, 100}, "Plugin Editor");
+  const xcb_window_t idle = idOf(child->handle()); // as a plug-in may ask by
   const auto ask = [&](xcb_window_t by) {
     xcb_convert_selection(user->connection(), by, user->atom("CLIPBOARD"),
                           user->atom("UTF8_STRING"), user->atom("HERE"), XCB_CURRENT_TIME);
     settle();
   };
   ask(idle);
+  EXPECT_EQ(user->property(idle, "HERE").size(), 4u);
   for (int i = 0; i < 2; ++i) { // who asks once more amidst gets it from the start
     ask(other);
     EXPECT_EQ(user->take(other, "HERE").size(), 4u);
@@ -137,8 +140,9 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
   for (std::string part; !(part = user->take(other, "HERE")).empty(); settle())
     whole += part;
   EXPECT_TRUE(whole == endless) << whole.size();
-  xcb_destroy_window(user->connection(), idle);
-  settle();
+  for (int i = 0; i < 8; ++i) // more than are served at once
+    ask(user->makeWindow(user->root(), 5, 5, 0));
+  EXPECT_EQ(user->property(idle, "HERE"), "") << "is told of the end";
 
   // One that hands out a long text in parts, and knows no other form than the old one.
   user->own(other, "CLIPBOARD");

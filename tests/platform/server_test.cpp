@@ -46,7 +46,8 @@ protected:
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(WindowSystem, ServerWithout, testing::Values("MIT-SHM", "RENDER", "RANDR"),
+INSTANTIATE_TEST_SUITE_P(WindowSystem, ServerWithout,
+                         testing::Values("MIT-SHM", "RENDER", "RANDR", "BIG-REQUESTS"),
                          [](const auto& each) { return std::string(each.param).substr(0, 3); });
 
 TEST_P(ServerWithout, an_extension_shows_and_hears_the_same)
@@ -69,6 +70,21 @@ TEST_P(ServerWithout, an_extension_shows_and_hears_the_same)
     listener.active = false;
     keys.clear();
   }
+  const std::string text(262'140, 'x'); // nor does one hold these bytes, unless it may be big
+  const xcb_window_t other = user->makeWindow(user->root(), 5, 5, 0);
+  system->setClipboard(text);
+  settle();
+  xcb_convert_selection(user->connection(), other, user->atom("CLIPBOARD"),
+                        user->atom("UTF8_STRING"), user->atom("HERE"), XCB_CURRENT_TIME);
+  settle();
+  std::string taken = user->take(other, "HERE");
+  if (taken.size() == 4) { // their number: they come in parts
+    settle();
+    taken.clear();
+    for (std::string part; !(part = user->take(other, "HERE")).empty(); settle())
+      taken += part;
+  }
+  EXPECT_TRUE(taken == text) << taken.size();
 }
 
 TEST_F(Monitors, are_told_apart_and_windows_stay_on_theirs)
@@ -118,6 +134,8 @@ TEST_F(WindowSystemTest, a_desktop_that_waits_for_the_start_hears_of_its_end_onc
   second->show();
   settle();
   EXPECT_EQ(user->property(idOf(first->handle()), "_NET_STARTUP_ID"), "some \"id\"_TIME42");
+  EXPECT_EQ(user->property(idOf(first->handle()), "_NET_WM_USER_TIME"),
+            std::string("\x2a\0\0\0", 4));
   std::string told;
   while (const auto event = XUser::reply(xcb_poll_for_event(user->connection())))
     if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
