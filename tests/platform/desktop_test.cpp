@@ -3,6 +3,7 @@
 #include "platform/window_system_fixture.h"
 #include "shared/x_input_method.h"
 
+#include <atomic>
 #include <thread>
 
 // ---- beside a window manager --------------------------------------------------------------------
@@ -147,7 +148,8 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
   // One that hands out a long text in parts, and knows no other form than the old one.
   user->own(other, "CLIPBOARD");
   while (user->reply(xcb_poll_for_event(user->connection()))) {}
-  std::thread owner([&] {
+  std::atomic<bool> ended{false};
+  const auto give = [&](const std::vector<std::string>& parts) {
     const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
     for (int i = 0; i < 2; ++i) {
       const auto event = user->await(XCB_SELECTION_REQUEST);
@@ -161,8 +163,7 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
                                    &events);
       user->set(request.requestor, request.property, "INCR", "");
       user->answer(request, request.property);
-      for (const std::string& part :
-           {std::string(100000, 'a'), std::string(7, '\xe9'), std::string()}) {
+      for (const std::string& part : parts) {
         for (;;) {
           const auto change = user->await(XCB_PROPERTY_NOTIFY);
           ASSERT_TRUE(change);
@@ -173,11 +174,23 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
         user->set(request.requestor, request.property, "STRING", part);
       }
     }
-  });
+    ended = true;
+    loop.wake();
+  };
+  std::thread owner(give,
+                    std::vector{std::string(100000, 'a'), std::string(7, '\xe9'), std::string()});
   const std::string read = system->clipboard();
   owner.join();
   EXPECT_EQ(read.size(), 100014u);
   EXPECT_TRUE(read.ends_with("a\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9"));
+
+  std::vector<std::string> tooMany(17, std::string(1 << 20, 'x'));
+  tooMany.emplace_back();
+  ended = false;
+  owner = std::thread(give, tooMany);
+  EXPECT_EQ(system->clipboard(), "");
+  EXPECT_TRUE(until([&] { return ended.load(); })) << "though nobody wants the rest";
+  owner.join();
 }
 
 TEST_F(WindowSystemTest, an_input_method_makes_text_of_strokes_and_gives_back_the_others)
