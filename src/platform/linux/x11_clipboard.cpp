@@ -102,8 +102,9 @@ bool X11Clipboard::give(const xcb_selection_request_event_t& request, xcb_atom_t
   const bool isUtf8 = request.target == atoms.utf8String || request.target == atoms.text;
   if (!isUtf8 && request.target != XCB_ATOM_STRING)
     return false;
+  // Whoever asks once more reads what comes now.
   if (const auto former = find(request.requestor, property); former != transfers_.end())
-    end(former);                      // it asks once more, and reads what comes now
+    end(former);
   constexpr size_t ofTheRequest = 64; // bytes beside the text
   Transfer whole{request.requestor, property,
                  isUtf8 ? atoms.utf8String : xcb_atom_t(XCB_ATOM_STRING),
@@ -289,7 +290,7 @@ std::string X11Clipboard::takeParts(int64_t end)
 {
   const X11Display& display = system_.display();
   std::string result;
-  while (result.size() <= longestText) {
+  while (result.size() <= longestText && steadyNanoseconds() < end) {
     const auto notice = await(end, [&](const xcb_generic_event_t& event) {
       const auto& change = reinterpret_cast<const xcb_property_notify_event_t&>(event);
       return (event.response_type & 0x7f) == XCB_PROPERTY_NOTIFY &&
