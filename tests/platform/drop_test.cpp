@@ -150,7 +150,8 @@ TEST_F(DropTest, a_drag_that_another_one_follows_gets_its_answer_and_mixes_nothi
     each->over(id, 150, 120);
     settle();
   }
-  EXPECT_FALSE(answered(former, former.accepts));  // and only now hands over its list
+  EXPECT_FALSE(answered(former, former.accepts)); // and only now hands over its list
+  settle();
   later.send(id, "XdndEnter", {0x1234, 5u << 24}); // by nobody
   EXPECT_TRUE(answered(later, later.accepts));
   // Whoever drags may take a long text meanwhile.
