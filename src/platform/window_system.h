@@ -249,8 +249,9 @@ public:
   virtual std::string focusedChildClass() const = 0;
 
   virtual void setClipboard(std::string text) = 0;
-  virtual std::string clipboard() = 0; ///< waits half a second at most for its owner
-  virtual void flush() = 0;            ///< sends what waits to the display
+  /// Waits a second at most for its owner; empty unless all of it has come, up to 16 MiB.
+  virtual std::string clipboard() = 0;
+  virtual void flush() = 0; ///< sends what waits to the display
 };
 
 /// Connects to the user's desktop and joins the run loop, which must be there. Null, with a line

@@ -300,7 +300,7 @@ TEST_F(SoundFontEditor,
   const auto without = plugin.chunk(0);
   ASSERT_TRUE(plugin.becomes([&] { return !plugin.isLit(middleCX); })); // drawn
   const std::string standing = user_->picture(headline);
-  EXPECT_FALSE(drop(plugin.window, "http://example.org/a.sf2\r\n"));
+  EXPECT_FALSE(drop(plugin.window, "http://x/a.sf2\r\nfile://elsewhere/a.sf2\r\n"));
   const auto isStanding = [&] { return user_->picture(headline) == standing; };
   {
     XDrag program("file:///a.sf2");

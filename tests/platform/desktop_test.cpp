@@ -3,6 +3,7 @@
 #include "platform/window_system_fixture.h"
 #include "shared/x_input_method.h"
 
+#include <atomic>
 #include <thread>
 
 // ---- beside a window manager --------------------------------------------------------------------
@@ -121,13 +122,16 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
   // More than the server takes at once leaves in parts; whoever takes none hinders nobody.
   const std::string endless = std::string(17 << 20, 'x') + "end";
   system->setClipboard(endless);
-  const xcb_window_t idle = user->makeWindow(user->root(), 5, 5, 0);
+  const auto window = open(at({100, 100, 300, 200}));
+  const auto child = window->makeChild({0, 0, 100, 100}, "Plugin Editor");
+  const xcb_window_t idle = idOf(child->handle()); // as a plug-in may ask by
   const auto ask = [&](xcb_window_t by) {
     xcb_convert_selection(user->connection(), by, user->atom("CLIPBOARD"),
                           user->atom("UTF8_STRING"), user->atom("HERE"), XCB_CURRENT_TIME);
     settle();
   };
   ask(idle);
+  EXPECT_EQ(user->property(idle, "HERE").size(), 4u);
   for (int i = 0; i < 2; ++i) { // who asks once more amidst gets it from the start
     ask(other);
     EXPECT_EQ(user->take(other, "HERE").size(), 4u);
@@ -137,13 +141,15 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
   for (std::string part; !(part = user->take(other, "HERE")).empty(); settle())
     whole += part;
   EXPECT_TRUE(whole == endless) << whole.size();
-  xcb_destroy_window(user->connection(), idle);
-  settle();
+  for (int i = 0; i < 8; ++i) // more than are served at once
+    ask(user->makeWindow(user->root(), 5, 5, 0));
+  EXPECT_EQ(user->property(idle, "HERE"), "") << "is told of the end";
 
   // One that hands out a long text in parts, and knows no other form than the old one.
   user->own(other, "CLIPBOARD");
   while (user->reply(xcb_poll_for_event(user->connection()))) {}
-  std::thread owner([&] {
+  std::atomic<bool> ended{false};
+  const auto give = [&](const std::vector<std::string>& parts) {
     const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
     for (int i = 0; i < 2; ++i) {
       const auto event = user->await(XCB_SELECTION_REQUEST);
@@ -157,8 +163,7 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
                                    &events);
       user->set(request.requestor, request.property, "INCR", "");
       user->answer(request, request.property);
-      for (const std::string& part :
-           {std::string(100000, 'a'), std::string(7, '\xe9'), std::string()}) {
+      for (const std::string& part : parts) {
         for (;;) {
           const auto change = user->await(XCB_PROPERTY_NOTIFY);
           ASSERT_TRUE(change);
@@ -169,11 +174,23 @@ TEST_F(WindowSystemTest, the_clipboard_takes_and_gives_text_in_every_form)
         user->set(request.requestor, request.property, "STRING", part);
       }
     }
-  });
+    ended = true;
+    loop.wake();
+  };
+  std::thread owner(give,
+                    std::vector{std::string(100000, 'a'), std::string(7, '\xe9'), std::string()});
   const std::string read = system->clipboard();
   owner.join();
   EXPECT_EQ(read.size(), 100014u);
   EXPECT_TRUE(read.ends_with("a\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9"));
+
+  std::vector<std::string> tooMany(19, std::string(1 << 20, 'x'));
+  tooMany.emplace_back();
+  ended = false;
+  owner = std::thread(give, tooMany);
+  EXPECT_EQ(system->clipboard(), "");
+  EXPECT_TRUE(until([&] { return ended.load(); })) << "though nobody wants the rest";
+  owner.join();
 }
 
 TEST_F(WindowSystemTest, an_input_method_makes_text_of_strokes_and_gives_back_the_others)

@@ -139,6 +139,36 @@ TEST_F(DropTest, lists_of_any_length_come_whole_or_in_parts_up_to_a_bound)
   }
 }
 
+TEST_F(DropTest, a_drag_that_another_one_follows_gets_its_answer_and_mixes_nothing_up)
+{
+  const auto id = idOf(window->handle());
+  XDrag former("file:///former\r\n"), later("file:///later\r\n");
+  former.time = 1;
+  later.time = 2;
+  for (XDrag* each : {&former, &later}) {
+    each->own(each->source, "XdndSelection");
+    each->over(id, 150, 120);
+    settle();
+  }
+  EXPECT_FALSE(answered(former, former.accepts)); // and only now hands over its list
+  settle();
+  later.send(id, "XdndEnter", {0x1234, 5u << 24}); // by nobody
+  EXPECT_TRUE(answered(later, later.accepts));
+  // Whoever drags may take a long text meanwhile.
+  system->setClipboard(std::string(17 << 20, 'x'));
+  settle();
+  xcb_convert_selection(later.connection(), later.source, later.atom("CLIPBOARD"),
+                        later.atom("UTF8_STRING"), later.atom("HERE"), XCB_CURRENT_TIME);
+  later.sync();
+  settle();
+  later.drop();
+  EXPECT_TRUE(answered(later, later.taken));
+  EXPECT_THAT(listener.files, ElementsAre("/later"));
+  EXPECT_EQ(later.take(later.source, "HERE").size(), 4u);
+  settle();
+  EXPECT_GT(later.take(later.source, "HERE").size(), 4u);
+}
+
 TEST_F(DropTest, what_is_not_the_windows_goes_on_to_the_plug_ins_window_under_the_pointer)
 {
   for (const uint32_t version : {5u, 3u}) {

@@ -118,6 +118,8 @@ TEST_F(WindowSystemTest, a_desktop_that_waits_for_the_start_hears_of_its_end_onc
   second->show();
   settle();
   EXPECT_EQ(user->property(idOf(first->handle()), "_NET_STARTUP_ID"), "some \"id\"_TIME42");
+  EXPECT_EQ(user->property(idOf(first->handle()), "_NET_WM_USER_TIME"),
+            std::string("\x2a\0\0\0", 4));
   std::string told;
   while (const auto event = XUser::reply(xcb_poll_for_event(user->connection())))
     if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {

@@ -21,6 +21,7 @@ public:
   std::optional<bool> taken;   ///< after `drop`, likewise
   int timesAsked = 0;          ///< for the list
   bool handsOver = true;
+  uint32_t time = XCB_CURRENT_TIME; ///< of what it does
 
   /// A place on the root, which lies in this top window.
   void over(xcb_window_t window, int x, int y)
@@ -30,13 +31,13 @@ public:
       send(window, "XdndEnter", {source, 5u << 24, atom("text/plain"), atom("text/uri-list")});
     accepts.reset();
     send(window, "XdndPosition",
-         {source, 0, uint32_t(x) << 16 | uint32_t(y), XCB_CURRENT_TIME, atom("XdndActionCopy")});
+         {source, 0, uint32_t(x) << 16 | uint32_t(y), time, atom("XdndActionCopy")});
   }
   void drop()
   {
     taken.reset();
     entered_ = false;
-    send(window_, "XdndDrop", {source, 0, XCB_CURRENT_TIME});
+    send(window_, "XdndDrop", {source, 0, time});
   }
 
   /// Does what it was asked for meanwhile.

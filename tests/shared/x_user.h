@@ -175,6 +175,7 @@ public:
   {
     xcb_selection_notify_event_t event[2]{}; // the server reads 32 bytes
     event[0].response_type = XCB_SELECTION_NOTIFY;
+    event[0].time = request.time;
     event[0].requestor = request.requestor;
     event[0].selection = request.selection;
     event[0].target = request.target;

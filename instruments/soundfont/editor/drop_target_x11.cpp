@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
+#include <unistd.h>
 #include <utility>
 
 namespace soundfont {
@@ -40,6 +42,13 @@ std::string unescaped(const std::string& text)
   return result;
 }
 
+bool isThisComputer(std::string_view host)
+{
+  char own[256] = {};
+  gethostname(own, sizeof own - 1);
+  return host.empty() || host == "localhost" || host == own;
+}
+
 } // namespace
 
 std::string firstFileOf(const std::string& uriList)
@@ -53,8 +62,12 @@ std::string firstFileOf(const std::string& uriList)
     if (uri.compare(0, scheme.size(), scheme) != 0)
       continue;
     uri.erase(0, scheme.size());
-    if (uri.compare(0, 2, "//") == 0) // the name of this computer, or of none
-      uri.erase(0, std::min(uri.find('/', 2), uri.size()));
+    if (uri.compare(0, 2, "//") == 0) {
+      const size_t path = std::min(uri.find('/', 2), uri.size());
+      if (!isThisComputer(std::string_view(uri).substr(2, path - 2)))
+        continue;
+      uri.erase(0, path);
+    }
     std::string path = unescaped(uri);
     if (!path.empty() && path[0] == '/' && path.find('\0') == std::string::npos)
       return path;
@@ -109,6 +122,7 @@ bool DropTarget::endDrag()
     watchSource(XCB_EVENT_MASK_NO_EVENT);
   source_ = XCB_NONE;
   comesInParts_ = false;
+  asked_.reset();
   list_.clear();
   return std::exchange(accepts_, false);
 }
@@ -201,6 +215,7 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
     return News::left;
   } else if (message.type == atoms_.drop) {
     if (accepts_) {
+      asked_ = data[2];
       xcb_.xcb_convert_selection(connection_, window_, atoms_.selection, atoms_.uriList,
                                  atoms_.data, data[2]);
       return News::none;
@@ -213,8 +228,11 @@ DropTarget::News DropTarget::handleMessage(const xcb_client_message_event_t& mes
 
 DropTarget::News DropTarget::listCame(const xcb_selection_notify_event_t& notice)
 {
-  if (notice.selection != atoms_.selection || source_ == XCB_NONE)
+  if (notice.selection != atoms_.selection || notice.requestor != window_ || !asked_)
     return News::none;
+  if (*asked_ != XCB_CURRENT_TIME && notice.time != *asked_)
+    return News::none; // a former drag's
+  asked_.reset();
   if (notice.property) {
     xcb_atom_t type = XCB_ATOM_NONE;
     list_ = property(window_, atoms_.data, &type);

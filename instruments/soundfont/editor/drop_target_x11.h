@@ -2,6 +2,7 @@
 
 #include "soundfont/editor/xcb_library.h"
 
+#include <optional>
 #include <string>
 
 namespace soundfont {
@@ -40,8 +41,9 @@ private:
   } atoms_{};
   xcb_window_t source_ = 0; // who drags
   bool accepts_ = false;
-  bool comesInParts_ = false; // the list, from now on
-  std::string list_;          // what has come of it
+  std::optional<xcb_timestamp_t> asked_; // when it was dropped, until the list comes
+  bool comesInParts_ = false;            // the list, from now on
+  std::string list_;                     // what has come of it
   std::string path_;
 };
 

@@ -156,6 +156,7 @@ bool X11Editor::start(xcb_window_t parent)
 void X11Editor::forget()
 {
   own_ = {};
+  pointer_ = nowhere;
   view_.reset(); // releases a key that is still held
   disconnect();
 }
@@ -321,6 +322,7 @@ void X11Editor::handle(const xcb_generic_event_t& event)
     break;
   }
   case XCB_LEAVE_NOTIFY:
+    pointer_ = nowhere;
     view_->leave();
     break;
   case XCB_DESTROY_NOTIFY:

@@ -57,6 +57,8 @@ private:
 
   void wake();
 
+  static constexpr Point nowhere{-1, -1}; // outside of every part
+
   Instrument& instrument_;
   const XcbLibrary* xcb_ = nullptr;
   const CairoLibrary* cairo_ = nullptr;
@@ -78,7 +80,7 @@ private:
 
   std::mutex viewMutex_;             // for the host's keys and wheel beside the editor's thread
   std::unique_ptr<EditorView> view_; // with viewMutex_
-  Point pointer_;                    // likewise
+  Point pointer_ = nowhere;          // likewise
 
   struct {
     std::unique_ptr<Canvas> canvas;

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <functional>
+#include <numeric>
 #include <sys/socket.h>
 
 namespace orbi::platform {
@@ -158,16 +160,49 @@ X11Display::Part X11Display::take(xcb_window_t window, xcb_atom_t property, size
   if (answer->format == 8)
     result.bytes.assign(static_cast<const char*>(x.xcb_get_property_value(answer.get())),
                         static_cast<size_t>(x.xcb_get_property_value_length(answer.get())));
+  if (!result.isWhole) // the server removes only what it was asked for whole
+    removeProperty(window, property);
   return result;
 }
 
-bool X11Display::watch(xcb_window_t window, uint32_t events) const
+uint32_t X11Display::Watched::all() const
 {
-  xcb_generic_error_t* error = x.xcb_request_check(
+  return std::accumulate(wishes.begin(), wishes.end(), own, std::bit_or());
+}
+
+bool X11Display::watch(xcb_window_t window, uint32_t events)
+{
+  if (!watched_.contains(window)) {
+    const auto present =
+        reply(x.xcb_get_window_attributes_reply, x.xcb_get_window_attributes(connection, window));
+    if (!present)
+      return false;
+    watched_[window].own = present->your_event_mask;
+  }
+  Watched& watched = watched_[window];
+  watched.wishes.push_back(events);
+  const uint32_t all = watched.all();
+  const X11Reply<xcb_generic_error_t> error{x.xcb_request_check(
       connection,
-      x.xcb_change_window_attributes_checked(connection, window, XCB_CW_EVENT_MASK, &events));
-  std::free(error);
-  return error == nullptr && !isLost();
+      x.xcb_change_window_attributes_checked(connection, window, XCB_CW_EVENT_MASK, &all))};
+  if (!error && !isLost())
+    return true;
+  unwatch(window, events);
+  return false;
+}
+
+void X11Display::unwatch(xcb_window_t window, uint32_t events)
+{
+  const auto found = watched_.find(window);
+  if (found == watched_.end())
+    return;
+  auto& wishes = found->second.wishes;
+  if (const auto wish = std::ranges::find(wishes, events); wish != wishes.end())
+    wishes.erase(wish);
+  const uint32_t all = found->second.all();
+  x.xcb_change_window_attributes(connection, window, XCB_CW_EVENT_MASK, &all);
+  if (wishes.empty())
+    watched_.erase(found);
 }
 
 void X11Display::setNumbers(xcb_window_t window, xcb_atom_t property, xcb_atom_t type,

@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace orbi::platform {
@@ -80,7 +81,7 @@ public:
   struct Part {
     xcb_atom_t type = XCB_ATOM_NONE; ///< none when there is no property
     std::string bytes;
-    bool isWhole = true; ///< false: there were more, and all of it is still there
+    bool isWhole = true; ///< false: there were more, which are gone as well
   };
   Part take(xcb_window_t window, xcb_atom_t property, size_t mostBytes) const;
   void removeProperty(xcb_window_t window, xcb_atom_t property) const
@@ -88,8 +89,10 @@ public:
     x.xcb_delete_property(connection, window, property);
   }
 
-  /// What we want to hear of a window of another program's; false when it's gone already.
-  bool watch(xcb_window_t window, uint32_t events) const;
+  /// Adds to what we hear of a window, whoever made it, until the same is unwatched; false when the
+  /// window is gone already.
+  bool watch(xcb_window_t window, uint32_t events);
+  void unwatch(xcb_window_t window, uint32_t events);
 
   // Messages
   using Message = std::array<uint32_t, 5>;
@@ -117,6 +120,13 @@ private:
   X11Visual plain_;
   X11Visual alpha_;
   xcb_atom_t compositor_ = XCB_ATOM_NONE; // the selection of the one for this screen
+
+  struct Watched {
+    uint32_t own = 0; // what we hear of it anyhow, as its makers
+    std::vector<uint32_t> wishes = {};
+    uint32_t all() const;
+  };
+  std::unordered_map<xcb_window_t, Watched> watched_;
 };
 
 } // namespace orbi::platform

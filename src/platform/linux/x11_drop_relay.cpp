@@ -31,7 +31,7 @@ xcb_window_t X11DropRelay::find(xcb_window_t top, Point place) const
 
 bool X11DropRelay::enter(xcb_window_t target, const X11Display::Message& entered)
 {
-  const X11Display& display = system_.display();
+  X11Display& display = system_.display();
   const X11Atoms& atoms = display.atoms;
   leave();
   if (!display.watch(target, XCB_EVENT_MASK_STRUCTURE_NOTIFY))
@@ -73,7 +73,7 @@ void X11DropRelay::leave()
 void X11DropRelay::forget()
 {
   if (target_ != 0)
-    system_.display().watch(target_, XCB_EVENT_MASK_NO_EVENT);
+    system_.display().unwatch(target_, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
   target_ = 0;
 }
 

@@ -62,14 +62,15 @@ bool X11DropTarget::offersFiles(const X11Display::Message& entered) const
 
 void X11DropTarget::enter(const xcb_client_message_event_t& event)
 {
-  finish(false, XCB_ATOM_NONE); // a former one
   Drag drag{.entered = {}, .window = event.window};
   std::ranges::copy(event.data.data32, drag.entered.begin());
-  if (system_.find(event.window) == nullptr || system_.isOurs(drag.source()) ||
+  // What we hand on to plug-ins isn't for us.
+  if (system_.find(event.window) == nullptr || drag.source() == system_.leader() ||
       !system_.display().watch(drag.source(), XCB_EVENT_MASK_STRUCTURE_NOTIFY))
     return;
   if (offersFiles(drag.entered))
     drag.list = List::unread;
+  finish(false, XCB_ATOM_NONE); // a former one
   drag_ = std::move(drag);
 }
 
@@ -145,6 +146,7 @@ void X11DropTarget::askForList()
   display.x.xcb_convert_selection(display.connection, drag_->window, display.atoms.xdndSelection,
                                   display.atoms.textUriList, display.atoms.ownFiles, drag_->time);
   drag_->list = List::asked;
+  drag_->asked = drag_->time;
   await(listPatience);
 }
 
@@ -154,6 +156,8 @@ void X11DropTarget::handle(const xcb_selection_notify_event_t& event)
   if (!drag_ || drag_->list != List::asked || event.selection != display.atoms.xdndSelection ||
       event.requestor != drag_->window)
     return;
+  if (drag_->asked != XCB_CURRENT_TIME && event.time != drag_->asked)
+    return; // a former drag's
   if (event.property != display.atoms.ownFiles) {
     listIsWithheld();
     return;
@@ -166,7 +170,6 @@ void X11DropTarget::handle(const xcb_selection_notify_event_t& event)
   } else if (part.isWhole) {
     listCame(std::move(part.bytes));
   } else {
-    display.removeProperty(drag_->window, event.property);
     listIsWithheld();
   }
 }
@@ -176,9 +179,13 @@ bool X11DropTarget::handle(const xcb_property_notify_event_t& event)
   const X11Display& display = system_.display();
   if (event.atom != display.atoms.ownFiles)
     return false;
-  if (!drag_ || drag_->list != List::arriving || event.window != drag_->window ||
-      event.state != XCB_PROPERTY_NEW_VALUE)
+  const List list = drag_ && event.window == drag_->window ? drag_->list : List::none;
+  if (event.state != XCB_PROPERTY_NEW_VALUE || list == List::asked)
     return true;
+  if (list != List::arriving) { // whoever still gives shall come to an end
+    display.removeProperty(event.window, event.atom);
+    return true;
+  }
   const X11Display::Part part = display.take(drag_->window, event.atom, longestList);
   if (part.type == XCB_ATOM_NONE)
     return true; // an older change
@@ -313,7 +320,7 @@ void X11DropTarget::answer(bool accepts, xcb_atom_t action)
                 accepts ? action : xcb_atom_t(XCB_ATOM_NONE)});
 }
 
-/// The drag, of which its source hears if it has let go.
+/// The drag, whose source gets the answer that it still waits for.
 void X11DropTarget::finish(bool accepted, xcb_atom_t action)
 {
   const X11Display& display = system_.display();
@@ -321,6 +328,8 @@ void X11DropTarget::finish(bool accepted, xcb_atom_t action)
     display.send(
         drag_->source(), drag_->source(), display.atoms.xdndFinished,
         {drag_->window, accepted ? 1u : 0u, accepted ? action : xcb_atom_t(XCB_ATOM_NONE), 0, 0});
+  else if (drag_ && drag_->owesStatus)
+    answer(false, XCB_ATOM_NONE);
   end();
 }
 
@@ -333,7 +342,7 @@ void X11DropTarget::end()
     relay_.forget();
   else
     relay_.leave();
-  system_.display().watch(drag_->source(), XCB_EVENT_MASK_NO_EVENT);
+  system_.display().unwatch(drag_->source(), XCB_EVENT_MASK_STRUCTURE_NOTIFY);
   drag_.reset();
 }
 

@@ -34,6 +34,7 @@ private:
     X11Display::Message entered; ///< by the one who drags, named in front
     xcb_window_t window;         ///< ours
     List list = List::none;
+    xcb_timestamp_t asked = XCB_CURRENT_TIME; ///< when it was, by the drag's own time
     std::string uris = {};
     std::vector<std::filesystem::path> files = {};
     Point at = {}; ///< on the root

@@ -396,10 +396,10 @@ void X11WindowSystem::destroy(const xcb_destroy_notify_event_t& event)
     children_.erase(child);
   } else if (X11Window* window = find(event.window); window != nullptr) {
     window->tellDestroyed();
-  } else {
-    clipboard_->handle(event);
-    drop_->handle(event);
+    return;
   }
+  clipboard_->handle(event);
+  drop_->handle(event);
 }
 
 void X11WindowSystem::property(const xcb_property_notify_event_t& event)

@@ -38,6 +38,7 @@ namespace orbi::platform {
   use(xcb_get_property_reply)            use(xcb_get_property_value)                               \
   use(xcb_get_property_value_length)     use(xcb_get_setup)                                        \
   use(xcb_get_selection_owner)           use(xcb_get_selection_owner_reply)                        \
+  use(xcb_get_window_attributes)         use(xcb_get_window_attributes_reply)                      \
   use(xcb_grab_keyboard)                 use(xcb_grab_keyboard_reply)                              \
   use(xcb_grab_pointer)                  use(xcb_grab_pointer_reply)                               \
   use(xcb_intern_atom)                   use(xcb_intern_atom_reply)                                \

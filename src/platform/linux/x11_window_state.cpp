@@ -25,6 +25,7 @@ void X11Window::show()
   wantsActivation_ = !isPopup() && state_ != WindowState::minimized;
   wantsMaximizing_ = state_ == WindowState::maximized;
   noteUserTime();
+  system_->announceStartup(id_);
   writeStates();
   writeHints();
   writeSizeHints();
@@ -34,7 +35,7 @@ void X11Window::show()
     x.xcb_configure_window(display().connection, id_, XCB_CONFIG_WINDOW_STACK_MODE, &above);
   }
   x.xcb_map_window(display().connection, id_);
-  system_->completeStartup(id_);
+  system_->completeStartup();
 }
 
 void X11Window::hide()

@@ -13,12 +13,11 @@
 #include "platform/run_loop.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <utility>
 
 namespace orbi::platform {
-
-constexpr size_t mostEventsAtOnce = 100'000; // so that a flood of them can't hold up the loop
 
 // ---- life ---------------------------------------------------------------------------------------
 
@@ -52,7 +51,7 @@ bool X11WindowSystem::start(const std::string& program, std::string& error)
   watchDesktop();
   inputMethod_ = X11InputMethod::open(*this);
   if (const char* id = std::getenv("DESKTOP_STARTUP_ID")) {
-    startupId_ = id;
+    startupId_ = std::string(id).substr(0, 1024);
     unsetenv("DESKTOP_STARTUP_ID"); // it isn't that of the programs that we start
   }
   RunLoop::instance()->addSource(*this);
@@ -125,16 +124,37 @@ void X11WindowSystem::markAllDead()
     window->markDead();
 }
 
+/// When the user started us, which ends the identifier; none when the desktop doesn't say.
+static xcb_timestamp_t timeOfStartup(std::string_view id)
+{
+  constexpr std::string_view name = "_TIME";
+  xcb_timestamp_t result = XCB_CURRENT_TIME;
+  if (const size_t at = id.rfind(name); at != id.npos)
+    std::from_chars(id.data() + at + name.size(), id.data() + id.size(), result);
+  return result;
+}
+
+/// Managers read this as the window is mapped, and give it the keys unless the user has done
+/// something else since.
+void X11WindowSystem::announceStartup(xcb_window_t window)
+{
+  if (startupId_.empty())
+    return;
+  const X11Atoms& atoms = display_->atoms;
+  display_->setBytes(window, atoms.netStartupId, atoms.utf8String, startupId_);
+  if (const xcb_timestamp_t time = timeOfStartup(startupId_); time != XCB_CURRENT_TIME)
+    display_->setNumber(window, atoms.netWmUserTime, XCB_ATOM_CARDINAL, time);
+}
+
 /// What a desktop shows for a program that starts, such as a busy pointer, ends.
-void X11WindowSystem::completeStartup(xcb_window_t window)
+void X11WindowSystem::completeStartup()
 {
   const std::string id = std::exchange(startupId_, {});
   if (id.empty())
     return;
   const X11Atoms& atoms = display_->atoms;
-  display_->setBytes(window, atoms.netStartupId, atoms.utf8String, id.substr(0, 1024));
   std::string quoted;
-  for (const char c : id.substr(0, 1024)) {
+  for (const char c : id) {
     if (c == '"' || c == '\\')
       quoted += '\\';
     quoted += c;
@@ -316,7 +336,7 @@ bool X11WindowSystem::hasPending()
 
 X11WindowSystem::Events& X11WindowSystem::readEvents()
 {
-  while (events_.size() < mostEventsAtOnce) {
+  while (events_.size() < mostEvents) {
     xcb_generic_event_t* event = library_.xcb_poll_for_event(display_->connection);
     if (event == nullptr)
       break;

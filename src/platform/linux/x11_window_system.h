@@ -61,15 +61,17 @@ public:
   void add(X11ChildWindow& child, xcb_window_t id) { children_[id] = &child; }
   void remove(X11ChildWindow& child);
   X11Window* find(xcb_window_t id) const; ///< also by the one that holds its keys
-  bool isOurs(xcb_window_t id) const;     ///< of whose events we choose already, such as the root
+  bool isOurs(xcb_window_t id) const;     ///< made by us, or the root
   X11Window* activeWindow() const;
   bool capture(X11Window& window, Window::Capture what);
   void releaseCapture(xcb_window_t window);
-  void completeStartup(xcb_window_t window); ///< the first one is there
+  void announceStartup(xcb_window_t window); ///< the first one is about to be shown
+  void completeStartup();                    ///< it is there
   const Screen& screenAt(Point place) const;
 
   /// Those that were read but not handled, the oldest first.
   using Events = std::deque<X11Reply<xcb_generic_event_t>>;
+  static constexpr size_t mostEvents = 100'000; ///< a flood of them can't hold up the loop
   /// Reads what is there, behind what waits already; for whoever waits for an answer.
   Events& readEvents();
   void handleKey(const xcb_key_press_event_t& event);            ///< once no input method wants it
