@@ -95,9 +95,8 @@ void check(benchmark::State& state)
   BankOnDisk bank;
   bank.plugin->saveBankFile(bank.given);
   for (auto _ : state) {
-    std::string words;
     ProgramFileFault fault;
-    const auto bytes = readProgramFile(bank.path, words);
+    const auto bytes = readProgramFile(bank.path, fault);
     if (!bytes || !parseProgramFile(*bytes, fault))
       state.SkipWithError("it isn't whole");
   }

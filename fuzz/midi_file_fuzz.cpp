@@ -6,7 +6,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
   std::string error;
-  const auto song = orbi::readSong(std::span(data, size), "fuzz.mid", error);
+  const auto song = orbi::readSong(std::span(data, size), error);
   if (song.has_value() != error.empty())
     std::abort();
   double before = 0.0;

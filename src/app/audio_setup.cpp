@@ -79,7 +79,8 @@ void OrbiPlayerApplication::watchForEnd()
 /// One line for a driver that can't be used, with the reason where one is known.
 std::string OrbiPlayerApplication::driverFailure(const char* name) const
 {
-  return std::string(name) + ": " + (audioFailure_.empty() ? "there is none" : audioFailure_);
+  return std::string(name) + ": " +
+         (audioFailure_.empty() ? UTranslator::text("there is none") : audioFailure_);
 }
 
 /// A run that was given an end would wait for it for ever.
@@ -90,7 +91,7 @@ void OrbiPlayerApplication::endWithoutBlocks()
   device_->driverName(name);
   audioFailure_ = device_->errorMessage();
   if (audioFailure_.empty())
-    audioFailure_ = "it doesn't run";
+    audioFailure_ = UTranslator::text("it doesn't run");
   fail(driverFailure(name));
 }
 

@@ -101,10 +101,10 @@ int runApplication(Options options, const std::filesystem::path& executable,
 
   std::optional<Song> song;
   if (options.song) {
-    std::string error;
-    song = readSong(*options.song, error);
+    std::string reason;
+    song = readSong(*options.song, reason);
     if (!song)
-      return complain(program, error, statusFailed);
+      return complain(program, options.song->string() + ": " + reason, statusFailed);
   }
   const bool answersScript = isScripted(options);
   std::optional<std::filesystem::path> file = options.file;

@@ -151,7 +151,9 @@ bool OrbiPlayerApplication::openDisplay()
   if (!system) {
     if (!reason.ends_with('.'))
       reason += '.';
-    fail(reason + " --headless plays without a window.");
+    defaults_.load(objectFiles_); // for the language; nothing is kept of this run
+    loadTranslation();
+    fail(reason + ' ' + UTranslator::text("--headless plays without a window."));
     return false;
   }
   setSingleWindow(true);
@@ -262,15 +264,13 @@ void OrbiPlayerApplication::restoreTime()
 bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
 {
   if (isProgramFile(file))
-    return openProgramFile(file);
+    return loadProgramFile(file, Teller::user);
   if (!songPlayer_)
     return false;
-  std::string error;
-  std::optional<Song> song = readSong(file, error);
-  if (!song) {
-    show(error);
-    return false;
-  }
+  std::string reason;
+  std::optional<Song> song = readSong(file, reason);
+  if (!song)
+    return tellTrouble(file, reason, Teller::user);
   songPlayer_->play(std::move(*song));
   return true;
 }
@@ -305,9 +305,12 @@ void OrbiPlayerApplication::idle()
     setQuit();
 }
 
-void OrbiPlayerApplication::fileNotOpened()
+/// What was asked for at the start is complete with it.
+void OrbiPlayerApplication::givenFileOpened(bool isOpened)
 {
-  exitStatus_ = 1;
+  programsLoaded_ = programsLoaded_ || isOpened;
+  if (!isOpened)
+    exitStatus_ = 1;
 }
 
 void OrbiPlayerApplication::beforeQuit()

@@ -61,7 +61,7 @@ protected:
   void buildMenuBar() override;
   void showAbout() override;
   bool openFile(const std::filesystem::path& file) override;
-  void fileNotOpened() override;
+  void givenFileOpened(bool isOpened) override;
   void idle() override;
 
 private:
@@ -111,7 +111,6 @@ private:
 
   // Programs and banks that the command line names
   bool opensBeforeSong() const;
-  bool openProgramFile(const std::filesystem::path& path);
   enum class Teller { user, script }; ///< who is told what went wrong: in a window, or a line
   bool loadProgramFile(const std::filesystem::path& path, Teller teller);
   void savePrograms();

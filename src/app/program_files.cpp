@@ -1,27 +1,50 @@
-// Programs and banks that the command line names.
+// Files of programs and banks that are loaded and saved, and what is said of files.
 #include "app/player_application.h"
 
 #include "host/program_file.h"
 #include "persist/file_dialog.h"
+
+#include <algorithm>
 
 namespace orbi {
 
 namespace {
 
 /// Whether it holds a bank; nothing when it isn't whole.
-std::optional<bool> holdsBank(const std::filesystem::path& path, bool tellsPlace,
-                              std::string& reason)
+std::optional<bool> holdsBank(const std::filesystem::path& path, ProgramFileFault& fault)
 {
-  const std::optional<std::string> bytes = readProgramFile(path, reason);
+  const std::optional<std::string> bytes = readProgramFile(path, fault);
   if (!bytes)
     return std::nullopt;
-  ProgramFileFault fault;
   const std::optional<ParsedProgramFile> file = parseProgramFile(*bytes, fault);
-  if (!file) {
-    reason = tellsPlace ? fault.text() : fault.reason;
-    return std::nullopt;
+  return file ? std::optional(file->bank.has_value()) : std::nullopt;
+}
+
+/// A reason in the user's language, whose texts have "%s" in the place of each number.
+std::string translated(const std::string& reason)
+{
+  constexpr const char* digits = "0123456789";
+  std::string key;
+  std::vector<std::string> numbers;
+  for (size_t place = 0; place < reason.size();) {
+    const size_t end = std::min(reason.find_first_not_of(digits, place), reason.size());
+    if (end > place) {
+      numbers.push_back(reason.substr(place, end - place));
+      key += "%s";
+    }
+    place = std::min(reason.find_first_of(digits, end), reason.size());
+    key.append(reason, end, place - end);
   }
-  return file->bank.has_value();
+  std::string text = UTranslator::text(key.c_str());
+  size_t place = 0;
+  for (const std::string& number : numbers) {
+    place = text.find("%s", place);
+    if (place == std::string::npos)
+      return reason;
+    text.replace(place, 2, number);
+    place += number.size();
+  }
+  return text;
 }
 
 } // namespace
@@ -41,27 +64,19 @@ bool OrbiPlayerApplication::loadPrograms()
       return false;
   if (opensBeforeSong()) {
     setFileToOpen({});
-    return openProgramFile(*options_.file);
+    return programsLoaded_ = loadProgramFile(*options_.file, Teller::user);
   }
   programsLoaded_ = !options_.file || !isProgramFile(*options_.file);
   return true;
 }
 
-/// What was asked for at the start is there once FILE is; one that fails later changes nothing.
-bool OrbiPlayerApplication::openProgramFile(const std::filesystem::path& path)
-{
-  const bool isLoaded = loadProgramFile(path, Teller::user);
-  programsLoaded_ = programsLoaded_ || isLoaded;
-  return isLoaded;
-}
-
 /// A file that isn't whole doesn't reach the plug-in at all.
 bool OrbiPlayerApplication::loadProgramFile(const std::filesystem::path& path, Teller teller)
 {
-  std::string reason;
-  const std::optional<bool> isBank = holdsBank(path, teller == Teller::script, reason);
+  ProgramFileFault fault;
+  const std::optional<bool> isBank = holdsBank(path, fault);
   if (!isBank)
-    return tellTrouble(path, reason, teller);
+    return tellTrouble(path, teller == Teller::script ? fault.text() : fault.reason, teller);
   FGivenFile given(path);
   return tellOutcome(path, *isBank ? plugin_->loadBankFile(given) : plugin_->loadProgramFile(given),
                      teller);
@@ -99,7 +114,7 @@ bool OrbiPlayerApplication::tellTrouble(const std::filesystem::path& path,
   if (teller == Teller::script)
     surroundings_.messages.show(title().view(), file + reason);
   else
-    show(file + UTranslator::text(reason.c_str()));
+    show(file + translated(reason));
   return false;
 }
 

@@ -58,8 +58,8 @@ bool GApplication::enterRunState()
 {
   if (!UApplication::enterRunState())
     return false;
-  if (!fileToOpen_.empty() && !openFile(fileToOpen_))
-    fileNotOpened();
+  if (!fileToOpen_.empty())
+    givenFileOpened(openFile(fileToOpen_));
   return true;
 }
 

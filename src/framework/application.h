@@ -39,7 +39,7 @@ protected:
   virtual void showAbout() {}
   virtual void createMainWindow() {}
   virtual bool openFile(const std::filesystem::path&) { return false; }
-  virtual void fileNotOpened() {} ///< the one that the command line names
+  virtual void givenFileOpened(bool) {} ///< the one of setFileToOpen, or it could not be
   virtual bool canQuit() { return true; }
 
 private:

@@ -141,16 +141,14 @@ void OrbPlugEditorWind::scaleChanged()
     child_->setBounds(Rect::at(desktop->toPixels(contentRect()).origin(), editor_));
 }
 
-/// Those that the program opens; else the plug-in may want them.
+/// One that the program opens, as the plug-in holds one bank and one song plays; else the plug-in
+/// may want them.
 bool OrbPlugEditorWind::takesFiles(std::span<const std::filesystem::path> files) const
 {
   const auto* application = castTo<GApplication>(UApplication::instance());
-  return application && !files.empty() && std::ranges::all_of(files, [=](const auto& file) {
-           return application->opensDroppedFile(file);
-         });
+  return application && files.size() == 1 && application->opensDroppedFile(files.front());
 }
 
-/// The first of them: the plug-in holds one bank, and one song plays.
 bool OrbPlugEditorWind::filesDropped(const std::vector<std::filesystem::path>& files, Point)
 {
   auto* application = castTo<GApplication>(UApplication::instance());

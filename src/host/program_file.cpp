@@ -197,7 +197,7 @@ void Parser::compareSize(size_t start)
 
 std::string ProgramFileFault::text() const
 {
-  return reason + " (byte " + std::to_string(byte) + ")";
+  return byte ? reason + " (byte " + std::to_string(*byte) + ")" : reason;
 }
 
 float ParsedProgram::parameter(int32_t index) const
@@ -210,23 +210,23 @@ std::optional<ParsedProgramFile> parseProgramFile(std::string_view bytes, Progra
   try {
     return Parser(bytes, static_cast<int64_t>(bytes.size()), fault).parse();
   } catch (const std::bad_alloc&) {
-    fault = {"holds more programs than the memory that is left", 0};
+    fault = {"holds more programs than the memory that is left", {}};
     return std::nullopt;
   }
 }
 
-std::optional<std::string> readProgramFile(const std::filesystem::path& path, std::string& fault)
+std::optional<std::string> readProgramFile(const std::filesystem::path& path,
+                                           ProgramFileFault& fault)
 {
-  const std::optional<FileStart> start = readFileStart(path, startBytes, fault);
+  fault = {};
+  const std::optional<FileStart> start = readFileStart(path, startBytes, fault.reason);
   if (!start)
     return std::nullopt;
-  ProgramFileFault wrong;
-  Parser parser(start->bytes, start->fileBytes, wrong);
-  if (!parser.parse() && !parser.wantsMore()) {
-    fault = wrong.text();
+  Parser parser(start->bytes, start->fileBytes, fault);
+  if (!parser.parse() && !parser.wantsMore())
     return std::nullopt;
-  }
-  return readWholeFile(path, largestFile, fault);
+  fault = {};
+  return readWholeFile(path, largestFile, fault.reason);
 }
 
 } // namespace orbi

@@ -12,7 +12,7 @@ namespace orbi {
 /// What is wrong with a file, and where.
 struct ProgramFileFault {
   std::string reason;
-  int64_t byte = 0; ///< from the start of the file
+  std::optional<int64_t> byte; ///< from the start of the file; none for the file as a whole
 
   std::string text() const; ///< "reason (byte N)"
 };
@@ -45,8 +45,9 @@ struct ParsedProgramFile {
 /// Nothing unless all of the bytes that a plug-in would be given are there. Borrows the bytes.
 std::optional<ParsedProgramFile> parseProgramFile(std::string_view bytes, ProgramFileFault& fault);
 
-/// The bytes of such a file; nothing, and the words, when it can't be read. Its beginning is looked
+/// The bytes of such a file; nothing, and the fault, when it can't be read. Its beginning is looked
 /// at first, so that no memory is taken for a file that is something else or is cut short.
-std::optional<std::string> readProgramFile(const std::filesystem::path& path, std::string& fault);
+std::optional<std::string> readProgramFile(const std::filesystem::path& path,
+                                           ProgramFileFault& fault);
 
 } // namespace orbi

@@ -1,10 +1,10 @@
 #include "host/song.h"
 
 #include "host/midi_file.h"
+#include "persist/whole_file.h"
 #include "platform/module.h"
 
 #include <algorithm>
-#include <fstream>
 #include <memory>
 #ifdef ORBI_HAVE_SMF
 #include <smf.h>
@@ -13,11 +13,6 @@
 namespace orbi {
 
 namespace {
-
-std::string sentence(const std::string& name, const std::string& wrong)
-{
-  return "'" + name + "' " + wrong;
-}
 
 #ifdef ORBI_HAVE_SMF
 
@@ -141,43 +136,19 @@ std::optional<Song> parse(const std::vector<uint8_t>&, std::string& wrong)
 
 } // namespace
 
-std::optional<Song> readSong(std::span<const uint8_t> file, const std::string& name,
-                             std::string& error)
+std::optional<Song> readSong(std::span<const uint8_t> file, std::string& reason)
 {
   std::vector<uint8_t> tidy;
-  std::string wrong = tidyMidiFile(file, tidy);
-  std::optional<Song> song;
-  if (wrong.empty())
-    song = parse(tidy, wrong);
-  if (!song)
-    error = sentence(name, wrong);
-  return song;
+  reason = tidyMidiFile(file, tidy);
+  return reason.empty() ? parse(tidy, reason) : std::nullopt;
 }
 
-std::optional<Song> readSong(const std::filesystem::path& path, std::string& error)
+std::optional<Song> readSong(const std::filesystem::path& path, std::string& reason)
 {
-  std::error_code failure;
-  const std::string name = path.string();
-  if (!std::filesystem::exists(path, failure)) {
-    error = sentence(name, "doesn't exist");
+  const std::optional<std::string> bytes = readWholeFile(path, largestMidiFile, reason);
+  if (!bytes)
     return std::nullopt;
-  }
-  const auto bytes = std::filesystem::file_size(path, failure);
-  if (failure || !std::filesystem::is_regular_file(path, failure)) {
-    error = sentence(name, "is no file that can be read");
-    return std::nullopt;
-  }
-  if (bytes > largestMidiFile) {
-    error = sentence(name, "is larger than any song");
-    return std::nullopt;
-  }
-  std::vector<uint8_t> file(static_cast<size_t>(bytes));
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream.read(reinterpret_cast<char*>(file.data()), static_cast<std::streamsize>(bytes))) {
-    error = sentence(name, "can't be read");
-    return std::nullopt;
-  }
-  return readSong(file, name, error);
+  return readSong({reinterpret_cast<const uint8_t*>(bytes->data()), bytes->size()}, reason);
 }
 
 } // namespace orbi

@@ -33,10 +33,9 @@ struct Song {
   }
 };
 
-/// Reads formats 0 and 1. Nothing on failure, with one line in `error` that names the file and what
-/// is wrong with it. Main thread.
-std::optional<Song> readSong(const std::filesystem::path& path, std::string& error);
-std::optional<Song> readSong(std::span<const uint8_t> file, const std::string& name,
-                             std::string& error);
+/// Reads formats 0 and 1. Nothing on failure, with what is wrong as the rest of a sentence about
+/// the file. Main thread.
+std::optional<Song> readSong(const std::filesystem::path& path, std::string& reason);
+std::optional<Song> readSong(std::span<const uint8_t> file, std::string& reason);
 
 } // namespace orbi

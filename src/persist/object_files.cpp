@@ -40,6 +40,11 @@ bool readsBack(FMemoryStream& text, const char* rootTag)
 
 } // namespace
 
+bool FReplaceQuestion::ask(const std::string& name)
+{
+  return mayReplace(UTranslator::text("Do you want to replace ") + name + "?");
+}
+
 fs::path FObjectFiles::pathOf(const std::string& name) const
 {
   return folders_.settings / (name + "." + xmlFileType().extension.text());
@@ -133,8 +138,7 @@ std::optional<fs::path> FObjectFiles::replace(const char* name, const char* root
   if (folders_.settings.empty())
     return std::nullopt;
   fs::path path = pathOf(name);
-  if (question && exists(path) &&
-      !question->mayReplace(std::string(UTranslator::text("Do you want to replace ")) + name + "?"))
+  if (question && exists(path) && !question->ask(name))
     return std::nullopt;
   FMemoryStream text;
   if (!write(text) || !readsBack(text, rootTag)) {

@@ -19,6 +19,7 @@ public:
   static constexpr const char* replaceButton = "Replace"; ///< keys of the translation
   static constexpr const char* cancelButton = "Cancel";
 
+  bool ask(const std::string& name);                        ///< about a file of this name
   virtual bool mayReplace(const std::string& question) = 0; ///< translated already
 
 protected:

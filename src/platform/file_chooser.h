@@ -29,6 +29,7 @@ struct FileChooserAnswer {
     chosen,
     cancelled,
     elsewhere,  ///< what was chosen is no file of this computer
+    ended,      ///< without a word of the user: closed by its frame, or it never came
     unavailable ///< there was no dialog
   };
   Outcome outcome = Outcome::cancelled;

@@ -46,6 +46,8 @@ protected:
         title.c_str(), options,
         OrbiPlayerApplication::Surroundings{
             folder_ / program, drivers_, messages_, folder_ / "settings", {folder_ / ""}});
+    if (options.file)
+      application->setFileToOpen(*options.file);
     application->run();
     tempo_ = OrbPluginHost::instance() ? OrbPluginHost::instance()->timeBlock().tempo : 0.0;
     application->finishRun();
@@ -165,10 +167,18 @@ TEST_F(Application, words_come_in_the_language_that_was_chosen)
 {
   std::ofstream(folder_ / "translation.xml")
       << "<LanguageTable><language key=\"de\">Deutsch</language></LanguageTable><StringTable>"
-         "<String Key=\"Plugin \\\"%s\\\" not found!\"><Deu>%s fehlt</Deu></String></StringTable>";
+         "<String Key=\"Plugin \\\"%s\\\" not found!\"><Deu>%s fehlt</Deu></String>"
+         "<String Key=\"is cut short, %s of %s bytes are missing\">"
+         "<Deu>%s von %s Bytes fehlen</Deu></String></StringTable>";
   withSettings([](FDefaultPool& pool) { pool.getGroup("General")->setString("Language", "de"); });
   run({}, "Organ");
-  EXPECT_EQ(messages_.texts, std::vector<std::string>{"Organ.so fehlt"});
+  Options options;
+  options.file = folder_ / "cut.fxb";
+  folder_.write("cut.fxb", "CcnK\1");
+  run(options);
+  EXPECT_EQ(messages_.texts,
+            (std::vector<std::string>{"Organ.so fehlt",
+                                      options.file->string() + ": 3 von 4 Bytes fehlen"}));
 }
 
 TEST_F(Application, settings_that_cannot_be_read_are_kept_beside_the_new_ones)

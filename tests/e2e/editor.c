@@ -130,6 +130,30 @@ static int64_t closeEditor(void)
   return 1;
 }
 
+/* ---- what the menus ask and want ---- */
+
+/* The first about box is left to the host. */
+static int64_t answerHost(int64_t tag, float opt)
+{
+  static int abouts;
+  switch (tag) {
+  case orbHasDefaultBank:
+  case orbHasHelp:
+  case orbHasAbout:
+    return 1;
+  case orbSaveDefaultBank:
+  case orbShowHelp:
+  case orbShowAbout:
+    note("wants %x %d\n", (unsigned)tag, (int)opt);
+    return tag != orbShowAbout || ++abouts > 1;
+  case orbWheel:
+    note("wheel %d\n", (int)opt);
+    return 1;
+  default:
+    return 0;
+  }
+}
+
 /* ---- the rest ---- */
 
 static void hear(const OrbEventList* list)
@@ -161,10 +185,7 @@ static int64_t dispatch(OrbEffect* effect, int32_t opcode, int32_t index, int64_
     crashIf(crashAtKey);
     return index != 0 && opt < 2.0f; /* what a text field would take */
   case opVendorSpecific:
-    if (value != orbWheel)
-      return 0;
-    note("wheel %x %d\n", (unsigned)index, (int)opt);
-    return 1;
+    return index == orbHostTag ? answerHost(value, opt) : 0;
   case opProcessEvents:
     hear((const OrbEventList*)ptr);
     return 0;

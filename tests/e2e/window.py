@@ -13,9 +13,10 @@ from cases import BIN, BUILD, DEMO, PLAYER, SILENT, case, check, check_one_line,
 from jack_midi import jack_server
 from screen import Player, Screen, wait
 
-FILE_MENU = ["Preferences", None, "Save Program", "Load Program", "Save Bank", "Load Bank", None,
-             "Reset MIDI", None, "Quit"]
-HELP_MENU = ["Home Page", "Forum", "Updates"]
+FILE_MENU = ["Preferences", None, "Save Program", "Load Program", "Save Bank", "Save as Default Bank",
+             "Load Bank", None, "Reset MIDI", None, "Quit"]
+PAGE_ENTRIES = ["Home Page", "Forum", "Updates"]
+HELP_MENU = ["Help", None, *PAGE_ENTRIES, None, "About"]  # of Editor
 PLACES = {"File": (15, FILE_MENU), "Help": (60, HELP_MENU)}
 PAGES = ["https://quillmore.example/", "https://quillmore.example/forum", "https://quillmore.example/updates"]
 BAR = 24
@@ -49,9 +50,7 @@ def open_menu(player, title):
 
 def choose(player, title, entry):
     """By the pointer."""
-    rows = list(PLACES[title][1])
-    if title == "File" and player.name == "SoundFont":  # which keeps a default bank
-        rows.insert(rows.index("Save Bank") + 1, "Save as Default Bank")
+    rows = PLACES[title][1]
     menu = open_menu(player, title)
     x, y, _, height = player.screen.place(menu)
     heights = [24 if row else 9 for row in rows]
@@ -128,9 +127,20 @@ def entries_do_the_same_by_pointer_and_by_key(screen, folder):
             reset()
             wait(lambda: player.noted().count("midi 176 123") > resets, "all notes off")
             resets = player.noted().count("midi 176 123")
-        for i, entry in enumerate(HELP_MENU):
+        for i, entry in enumerate(PAGE_ENTRIES):
             choose(player, "Help", entry)
             wait_pages(player, PAGES[:i + 1])
+        # What the plug-in is to do; the first about box it leaves to the program.
+        for title, entry, tag in (("File", "Save as Default Bank", b"SADB"), ("Help", "Help", b"SHel"),
+                                  ("Help", "About", b"SAbo"), ("Help", "About", b"SAbo")):
+            wanted = [line for line in player.noted() if line.startswith("wants")]
+            choose(player, title, entry)
+            wanted.append(f"wants {tag.hex()} 1")
+            wait(lambda: [line for line in player.noted() if line.startswith("wants")] == wanted, wanted)
+            if tag == b"SAbo" and wanted.count(wanted[-1]) == 1:
+                answer(player, "Return")
+            player.ready()
+            check(not player.windows("DIALOG"), "an about box beside the plug-in's")
         quit_by(player, choose, player, "File", "Quit")
     with Player(screen, folder, name="Editor") as player:
         quit_by(player, screen.keys, "ctrl+q")
@@ -213,13 +223,21 @@ def files_that_are_dropped_reach_whom_they_are_for(screen, folder):
     with Player(screen, folder, name="Editor") as player:
         check(drop(player, music) == "taken")
         player.wait_noted("midi 144 60")
-        for files in ([font], [music, font]):
+        for files in ([font], [music, font], [music, music]):
             check(drop(player, *files) == "refused", "by a plug-in that takes none", files)
         player.end()
     with Player(screen, folder, "--save-bank", kept) as player:
         check(drop(player, bank) == "taken")
         player.end()
         check(kept.read_bytes() == bank.read_bytes(), "the bank wasn't loaded")
+    broken, kept = folder / "broken.fxb", folder / "not written.fxb"
+    broken.write_bytes(bank.read_bytes()[:-8])
+    with Player(screen, folder, broken, "--save-bank", kept) as player:
+        answer(player, "Return")
+        check(drop(player, bank) == "taken")
+        player.process.send_signal(signal.SIGTERM)
+        check(player.process.wait(timeout=20) == 1 and not kept.exists(), "saved what was not asked for")
+    kept = folder / "kept.fxb"
     with Player(screen, folder, "--save-bank", kept) as player:
         standing = headline(player)
         check(drop(player, music) == "taken")
@@ -242,7 +260,7 @@ def menus_are_walked_by_keys(screen, folder):
         screen.keys("F10", "Right", "Down")
         second = screen.place(player.window("POPUP_MENU"))
         check(first[0] < second[0] and first[1] == second[1], "not beside:", first, second)
-        screen.keys("Down", "Return")
+        screen.keys("Down", "Down", "Return")
         player.gone("POPUP_MENU")
         wait_pages(player, PAGES[1:2])
         player.ready()
@@ -269,7 +287,7 @@ def keys_and_the_wheel_reach_the_plugin(screen, folder):
             player.wait_noted(line)
         for button, turn in ((4, 1), (5, -1)):
             screen.do("click", button)
-            player.wait_noted(f"wheel 73744341 {turn}")
+            player.wait_noted(f"wheel {turn}")
         check(screen.place(window), "the window has gone")
         player.end()
 

@@ -54,7 +54,7 @@ Bytes smallSong()
 std::optional<Song> read(const Bytes& file, std::string* why = nullptr)
 {
   std::string error;
-  auto song = readSong(file, "song.mid", error);
+  auto song = readSong(file, error);
   EXPECT_EQ(song.has_value(), error.empty());
   if (why)
     *why = error;
@@ -119,7 +119,6 @@ TEST(Song, wrong_files_are_refused_with_the_reason)
     std::string why;
     EXPECT_FALSE(read(row.file, &why)) << row.reason;
     EXPECT_NE(why.find(row.reason), std::string::npos) << why;
-    EXPECT_EQ(why.rfind("'song.mid' ", 0), 0u) << why;
   }
 }
 
@@ -162,9 +161,9 @@ TEST(Song, missing_files_and_folders_are_named)
 {
   std::string error;
   EXPECT_FALSE(readSong(std::filesystem::path("/nowhere/song.mid"), error));
-  EXPECT_EQ(error, "'/nowhere/song.mid' doesn't exist");
+  EXPECT_EQ(error, "doesn't exist");
   EXPECT_FALSE(readSong(std::filesystem::temp_directory_path(), error));
-  EXPECT_NE(error.find("no file that can be read"), std::string::npos) << error;
+  EXPECT_EQ(error, "is a folder");
 }
 
 TEST(Song, the_demo_plays_long_enough_on_many_channels_and_leaves_no_note_on)

@@ -101,7 +101,7 @@ TEST_F(Chooser, whatever_else_a_portal_answers_chooses_nothing)
   }
 }
 
-TEST_F(Chooser, portal_that_fails_before_it_shows_is_none_and_afterwards_has_cancelled)
+TEST_F(Chooser, dialog_that_ends_without_the_user_is_no_cancelled_one)
 {
   const auto after = [this](int milliseconds, std::function<void()> step) {
     auto timer = std::make_shared<int>();
@@ -120,15 +120,15 @@ TEST_F(Chooser, portal_that_fails_before_it_shows_is_none_and_afterwards_has_can
       {[](FakePortal& p) { p.respond(2), p.accept(); }, Outcome::unavailable},
       {[](FakePortal& p) { p.respond(1), p.accept(); }, Outcome::cancelled},
       {[](FakePortal& p) { p.accept(), p.respond(1); }, Outcome::cancelled},
-      {[](FakePortal& p) { p.accept(), p.vanish(); }, Outcome::cancelled},
-      {[&](FakePortal& p) { p.accept(), after(600, [&p] { p.respond(2); }); }, Outcome::cancelled},
+      {[](FakePortal& p) { p.accept(), p.vanish(); }, Outcome::ended},
+      {[&](FakePortal& p) { p.accept(), after(600, [&p] { p.respond(2); }); }, Outcome::ended},
       {[&](FakePortal& p) {
          p.request = "/another/way";
          p.accept();
          after(50, [&p] { p.respond(0, "{'uris': <['file:///a']>}"); });
        },
        Outcome::chosen},
-      {[&](FakePortal& p) { p.accept(), after(30, [this] { bus.kill(); }); }, Outcome::cancelled},
+      {[&](FakePortal& p) { p.accept(), after(30, [this] { bus.kill(); }); }, Outcome::ended},
   };
   for (size_t i = 0; i < rows.size(); ++i)
     EXPECT_EQ(outcomeOf(rows[i].reaction), rows[i].outcome) << i;

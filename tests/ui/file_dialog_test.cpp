@@ -82,7 +82,7 @@ TEST_F(Selector, new_folder_is_named_in_place_and_entered)
   keys({"Ctrl+A"});
   system.type("new");
   keys({"Return"});
-  EXPECT_EQ(selector->folder(), folder / "new");
+  EXPECT_EQ(castTo<UTextEdit>(selector->findView("path"))->text(), folder / "new");
   system.type("name");
   keys({"Return"});
   EXPECT_EQ(selector->chosen(), folder / "new" / "name.fxp");
@@ -132,8 +132,6 @@ TEST_F(DesktopsDialog, windows_stand_back_behind_it_and_what_comes_later_lies_ab
   portal->onCall = [&] {
     native.listener.windowDeactivated();
     EXPECT_EQ(use(), 0);
-    native.listener.windowCloseRequested();
-    EXPECT_TRUE(window->isOpen());
     const auto above = opened<UModalDialog>({0, 0, 100, 100});
     system.key(platform::Key::escape);
     application.runPasses();
@@ -173,26 +171,48 @@ TEST_F(DesktopsDialog, name_that_grows_an_extension_is_asked_for_by_us)
   EXPECT_THAT(portal->called, testing::HasSubstr("'current_name': <'there.fxp'>"));
 }
 
-TEST_F(DesktopsDialog, ours_comes_where_it_fails_and_it_goes_with_its_window)
+TEST_F(DesktopsDialog, ours_comes_where_it_never_came_and_not_where_it_was_closed)
 {
-  portal->onCall = [&] { portal->refuse(); };
   bool isOurs = false;
   const auto timer = platform::RunLoop::instance()->addTimer(10, [&] {
     if (castTo<UFileSelector>(desktop().topWindow()))
       isOurs = true;
     keys({"Escape"});
   });
+  native.active = true;
+  native.listener.windowActivated();
+  portal->onCall = [&] { portal->refuse(); };
   EXPECT_FALSE(ask(openRead));
-  EXPECT_TRUE(isOurs);
-  platform::RunLoop::instance()->removeTimer(timer);
+  EXPECT_TRUE(std::exchange(isOurs, false));
+  portal->onCall = [&] { portal->accept(), portal->respond(2); };
+  EXPECT_FALSE(ask(openRead));
+  EXPECT_TRUE(std::exchange(isOurs, false));
   portal->onCall = [&] {
+    native.listener.windowDeactivated();
     portal->accept();
-    window->closeNow();
+    portal->respond(2);
   };
   EXPECT_FALSE(ask(openRead));
-  for (int i = 0; i < 500 && portal->closed == 0; ++i)
-    platform::RunLoop::instance()->runOnce(10);
-  EXPECT_EQ(portal->closed, 1);
+  EXPECT_FALSE(isOurs) << "it had the keys";
+  platform::RunLoop::instance()->removeTimer(timer);
+}
+
+TEST_F(DesktopsDialog, window_that_waits_for_it_can_be_had_back)
+{
+  const std::function<void()> ways[] = {
+      [&] { system.key(platform::Key::escape); },
+      [&] { native.listener.windowCloseRequested(); },
+      [&] { window->closeNow(); },
+  };
+  for (const auto& way : ways) {
+    EXPECT_TRUE(window->isOpen());
+    portal->onCall = [&] { portal->accept(), way(); };
+    portal->closed = 0;
+    EXPECT_FALSE(ask(openRead));
+    for (int i = 0; i < 500 && portal->closed == 0; ++i)
+      platform::RunLoop::instance()->runOnce(10);
+    EXPECT_EQ(portal->closed, 1);
+  }
 }
 
 #endif

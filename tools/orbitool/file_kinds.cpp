@@ -107,12 +107,12 @@ std::optional<Fault> showArchive(const SourceFile& file, std::ostream& out)
 std::optional<ParsedProgramFile> openProgram(const SourceFile& file, std::string& bytes,
                                              Fault& fault)
 {
-  std::optional<std::string> read = readProgramFile(file.path, fault.reason);
-  if (!read)
-    return std::nullopt;
-  bytes = std::move(*read);
   ProgramFileFault wrong;
-  std::optional<ParsedProgramFile> parsed = parseProgramFile(bytes, wrong);
+  std::optional<ParsedProgramFile> parsed;
+  if (std::optional<std::string> read = readProgramFile(file.path, wrong)) {
+    bytes = std::move(*read);
+    parsed = parseProgramFile(bytes, wrong);
+  }
   fault.reason = wrong.text();
   return parsed;
 }
@@ -140,14 +140,12 @@ std::optional<Fault> showProgram(const SourceFile& file, std::ostream& out)
 
 // Songs
 
-/// The reader names the file first, in quotes.
 std::optional<Fault> checkSong(const SourceFile& file)
 {
-  std::string error;
-  if (readSong(file.path, error))
+  std::string reason;
+  if (readSong(file.path, reason))
     return std::nullopt;
-  const size_t name = file.path.string().size() + 3;
-  return Fault{error.size() > name ? error.substr(name) : error};
+  return Fault{reason};
 }
 
 constexpr FileKind kinds[] = {

@@ -1,4 +1,3 @@
-#include "platform/clock.h"
 #include "platform/file_chooser.h"
 #include "platform/linux/dbus_arguments.h"
 #include "platform/linux/file_uri.h"
@@ -23,7 +22,6 @@ constexpr const char* requestFolder = "/org/freedesktop/portal/desktop/request/"
 constexpr const char* token = "orbiplayer";    // one question a connection
 constexpr std::uint32_t versionWithFolder = 4; ///< from which a file to open is asked for in one
 constexpr int patience = 3000; ///< milliseconds that the bus and the portal have for each answer
-constexpr std::int64_t instant = 500'000'000; ///< nanoseconds in which nobody closes a dialog
 
 enum Response : std::uint32_t { responseChosen = 0, responseCancelled = 1 };
 
@@ -112,7 +110,6 @@ private:
   RunLoop::TimerId timer_ = 0;
   std::string portal_;  ///< the service's own name, under which its signals come
   std::string request_; ///< path of the dialog's object
-  std::int64_t calledAt_ = 0;
 };
 
 // Life
@@ -163,7 +160,7 @@ void PortalFileChooser::closeRequest()
 /// The portal is of no use, or not any more.
 void PortalFileChooser::endWithout()
 {
-  answer(stage_ == Stage::showing ? Outcome::cancelled : Outcome::unavailable);
+  answer(stage_ == Stage::showing ? Outcome::ended : Outcome::unavailable);
 }
 
 void PortalFileChooser::answer(Outcome outcome, std::filesystem::path file)
@@ -238,16 +235,14 @@ void PortalFileChooser::takeSignal(DBusMessage& message)
   }
 }
 
-/// What ended otherwise than by a choice or by Cancel was closed by its frame, or never came: a
-/// portal may lack what shows its dialogs.
+/// A portal may find only after its answer, and late, that it lacks what shows its dialogs.
 void PortalFileChooser::takeResponse(DBusMessage& message)
 {
   DBusReader arguments(dbus_, message);
   const std::uint32_t response = arguments.number().value_or(responseCancelled);
-  const bool neverCame = stage_ == Stage::calling || steadyNanoseconds() - calledAt_ < instant;
-  if (response > responseCancelled && neverCame)
-    return answer(Outcome::unavailable);
-  if (response != responseChosen)
+  if (response > responseCancelled)
+    return endWithout();
+  if (response == responseCancelled)
     return answer(Outcome::cancelled);
   std::filesystem::path file;
   for (DBusReader results = arguments.inside(dbusArray); !results.atEnd();) {
@@ -297,7 +292,6 @@ void PortalFileChooser::call(std::uint32_t version)
   arguments.text(question_.title);
   arguments.container(dbusArray, "{sv}",
                       [&](DBusWriter& options) { writeOptions(options, version); });
-  calledAt_ = steadyNanoseconds();
   await(Stage::calling, bus_.send(call));
 }
 

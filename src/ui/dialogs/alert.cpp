@@ -84,6 +84,11 @@ bool UAlert::askToQuit(std::string_view title, UWindow* owner)
   return ask(UTranslator::filled("Do you want to quit %s?", title), {"Quit", "Cancel"}, owner) == 0;
 }
 
+bool UReplaceQuestion::mayReplace(const std::string& question)
+{
+  return UAlert::ask(question, {replaceButton, cancelButton}, owner_) == 0;
+}
+
 void UMessageBoxes::show(std::string_view title, std::string_view text)
 {
   UDesktop* desktop = UDesktop::instance();

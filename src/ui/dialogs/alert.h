@@ -1,5 +1,6 @@
 #pragma once
 
+#include "persist/object_files.h"
 #include "platform/message_box.h"
 #include "ui/views/windows.h"
 
@@ -25,6 +26,16 @@ public:
   static void show(std::string_view text, UWindow* owner = nullptr); ///< a line without a display
   /// Whether the program, or the window of that title, is to be left.
   static bool askToQuit(std::string_view title, UWindow* owner = nullptr);
+};
+
+/// Asks with an alert.
+class UReplaceQuestion final : public FReplaceQuestion {
+public:
+  explicit UReplaceQuestion(UWindow* owner = nullptr) : owner_(owner) {}
+  bool mayReplace(const std::string& question) override;
+
+private:
+  UWindow* owner_;
 };
 
 /// Message boxes as windows; in a run without a display they go where the other one shows them.

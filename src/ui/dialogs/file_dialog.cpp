@@ -45,9 +45,15 @@ FileChooserAnswer waitForDesktop(FileChooserQuestion question, UWindow* owner)
       std::move(question), [&](const FileChooserAnswer& given) { answer = given; });
   if (!chooser)
     return {Outcome::unavailable, {}};
+  const bool hadKeys = owner && owner->isActive();
   UModalSession session(*desktop);
   session.run(owner, [&] { return !answer; });
-  return answer.value_or(FileChooserAnswer{});
+  if (!answer)
+    return {};
+  // A dialog that came took the keys from us.
+  if (answer->outcome == Outcome::ended)
+    answer->outcome = hadKeys && !owner->isActive() ? Outcome::cancelled : Outcome::unavailable;
+  return *answer;
 }
 
 } // namespace
@@ -61,7 +67,7 @@ std::optional<std::filesystem::path> UFileDialog::ask(const FFileQuestion& quest
   std::filesystem::path folder = settings ? settings->getString(key) : "";
   if (folder.empty())
     folder = platform::homeFolder();
-  Answer answer = askDesktop(question, existingFolder(folder));
+  FileChooserAnswer answer = askDesktop(question, existingFolder(folder));
   if (answer.outcome == Outcome::unavailable)
     answer = askHere(question, folder);
   if (answer.outcome == Outcome::elsewhere)
@@ -74,29 +80,29 @@ std::optional<std::filesystem::path> UFileDialog::ask(const FFileQuestion& quest
 }
 
 /// The desktop asks before a file is overwritten, but knows the name only as it was typed.
-UFileDialog::Answer UFileDialog::askDesktop(const FFileQuestion& question,
-                                            const std::filesystem::path& folder)
+FileChooserAnswer UFileDialog::askDesktop(const FFileQuestion& question,
+                                          const std::filesystem::path& folder)
 {
   UDesktop* desktop = UDesktop::instance();
   const auto owner = Ref<UWindow>::share(owner_ || !desktop ? owner_ : desktop->topWindow());
   FileChooserQuestion asked = questionFor(question, folder);
   for (;;) {
-    Answer answer = waitForDesktop(asked, owner.get());
+    FileChooserAnswer answer = waitForDesktop(asked, owner.get());
     if (!asked.saves || answer.outcome != Outcome::chosen)
       return answer;
     const std::filesystem::path typed = answer.file;
     answer.file = withExtension(typed, question.type.extension.text());
     std::error_code failure;
     const bool isUnasked = answer.file != typed && std::filesystem::exists(answer.file, failure);
-    if (!isUnasked || mayReplace(answer.file, owner.get()))
+    if (!isUnasked || UReplaceQuestion(owner.get()).ask(answer.file.filename().string()))
       return answer;
     asked.folder = answer.file.parent_path();
     asked.name = answer.file.filename().string();
   }
 }
 
-UFileDialog::Answer UFileDialog::askHere(const FFileQuestion& question,
-                                         const std::filesystem::path& folder)
+FileChooserAnswer UFileDialog::askHere(const FFileQuestion& question,
+                                       const std::filesystem::path& folder)
 {
   const auto selector = make<UFileSelector>(question, folder);
   if (selector->run(owner_) != UDialog::accepted)

@@ -15,9 +15,10 @@ public:
   std::optional<std::filesystem::path> ask(const FFileQuestion& question) override;
 
 private:
-  using Answer = platform::FileChooserAnswer;
-  Answer askDesktop(const FFileQuestion& question, const std::filesystem::path& folder);
-  Answer askHere(const FFileQuestion& question, const std::filesystem::path& folder);
+  platform::FileChooserAnswer askDesktop(const FFileQuestion& question,
+                                         const std::filesystem::path& folder);
+  platform::FileChooserAnswer askHere(const FFileQuestion& question,
+                                      const std::filesystem::path& folder);
 
   UWindow* owner_;
 };

@@ -17,15 +17,7 @@ CM_REGISTER_ABSTRACT(UFileSelector); // needs a question
 namespace {
 
 constexpr Size selectorSize{560, 420};
-constexpr size_t mostEntries = 100000; ///< of a folder that are shown
-
-bool comesBefore(const UFolderEntry& a, const UFolderEntry& b)
-{
-  if (a.isFolder != b.isFolder)
-    return a.isFolder;
-  const int order = compareTexts(a.name.c_str(), b.name.c_str(), TextCompare::ignoreCase);
-  return order != 0 ? order < 0 : a.name < b.name;
-}
+constexpr int mostEntries = 100000; ///< of a folder that are looked at
 
 bool hasExtension(const std::filesystem::path& path, const char* extension)
 {
@@ -69,37 +61,6 @@ std::filesystem::path withExtension(std::filesystem::path path, const std::strin
   if (!extension.empty() && !hasExtension(path, extension.c_str()))
     path += "." + extension;
   return path;
-}
-
-bool mayReplace(const std::filesystem::path& path, UWindow* owner)
-{
-  const std::string question =
-      UTranslator::text("Do you want to replace ") + path.filename().string() + "?";
-  return UAlert::ask(question, {"Replace", "Cancel"}, owner) == 0;
-}
-
-bool listFolder(const std::filesystem::path& folder, const std::string& extension,
-                std::vector<UFolderEntry>& entries)
-{
-  entries.clear();
-  std::error_code failure;
-  std::filesystem::directory_iterator place(folder, failure);
-  if (failure)
-    return false;
-  const std::filesystem::directory_iterator end;
-  while (place != end && entries.size() < mostEntries) {
-    std::error_code unknown;
-    UFolderEntry entry{place->path().filename().string(), place->is_directory(unknown)};
-    const bool isWanted =
-        entry.isFolder || extension.empty() || hasExtension(place->path(), extension.c_str());
-    if (isWanted && !entry.name.empty() && entry.name.front() != '.')
-      entries.push_back(std::move(entry));
-    place.increment(failure);
-    if (failure)
-      break;
-  }
-  std::ranges::sort(entries, comesBefore);
-  return true;
 }
 
 // The selector
@@ -219,14 +180,44 @@ void UFileSelector::addButtons(UView& ground)
   }
 }
 
+/// Folders first, both in the order of a reader.
+bool UFileSelector::comesBefore(const Entry& a, const Entry& b)
+{
+  if (a.isFolder != b.isFolder)
+    return a.isFolder;
+  const int order = compareTexts(a.name.c_str(), b.name.c_str(), TextCompare::ignoreCase);
+  return order != 0 ? order < 0 : a.name < b.name;
+}
+
+/// What is to be shown of it, without what is hidden. False when it can't be read.
+bool UFileSelector::listFolder(const std::filesystem::path& folder,
+                               std::vector<Entry>& entries) const
+{
+  std::error_code failure;
+  std::filesystem::directory_iterator place(folder, failure);
+  if (failure)
+    return false;
+  const std::filesystem::directory_iterator end;
+  for (int i = 0; i < mostEntries && !failure && place != end; ++i, place.increment(failure)) {
+    std::error_code unknown;
+    Entry entry{place->path().filename().string(), place->is_directory(unknown)};
+    const bool isWanted = entry.isFolder || showsAll() || extension_.empty() ||
+                          hasExtension(place->path(), extension_.c_str());
+    if (isWanted && !entry.name.empty() && entry.name.front() != '.')
+      entries.push_back(std::move(entry));
+  }
+  std::ranges::sort(entries, comesBefore);
+  return true;
+}
+
 /// One that can't be read leaves what is shown.
 void UFileSelector::goTo(std::filesystem::path folder)
 {
   folder = folder.lexically_normal();
   if (!folder.has_filename()) // a slash at its end would be a place of its own
     folder = folder.parent_path();
-  std::vector<UFolderEntry> entries;
-  if (!listFolder(folder, showsAll() ? std::string() : extension_, entries)) {
+  std::vector<Entry> entries;
+  if (!listFolder(folder, entries)) {
     trouble_->setTitle(UTranslator::filled("The folder \"%s\" can't be read.", folder.string()));
     return;
   }
@@ -235,7 +226,7 @@ void UFileSelector::goTo(std::filesystem::path folder)
   entries_ = std::move(entries);
   std::vector<std::string> names;
   names.reserve(entries_.size());
-  for (const UFolderEntry& entry : entries_)
+  for (const Entry& entry : entries_)
     names.push_back(entry.isFolder ? entry.name + "/" : entry.name);
   list_->setItems(std::move(names));
   pathEdit_->setText(folder_.string());
@@ -258,7 +249,7 @@ void UFileSelector::selectionChanged(int32_t index)
 {
   if (index < 0)
     return;
-  const UFolderEntry& entry = entries_[static_cast<size_t>(index)];
+  const Entry& entry = entries_[static_cast<size_t>(index)];
   if (!entry.isFolder)
     nameEdit_->setText(entry.name);
   else if (!saves_)
@@ -269,7 +260,7 @@ void UFileSelector::activate(int32_t index)
 {
   if (index < 0)
     return;
-  const UFolderEntry& entry = entries_[static_cast<size_t>(index)];
+  const Entry& entry = entries_[static_cast<size_t>(index)];
   if (entry.isFolder) {
     goTo(folder_ / entry.name);
     return;
@@ -325,7 +316,7 @@ bool UFileSelector::canEnd(int32_t result)
         UTranslator::filled("There is no folder \"%s\".", path.parent_path().string()));
     return false;
   }
-  if (saves_ && isThere && !mayReplace(path, this))
+  if (saves_ && isThere && !UReplaceQuestion(this).ask(path.filename().string()))
     return false;
   chosen_ = path;
   return true;

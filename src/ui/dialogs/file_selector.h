@@ -13,25 +13,11 @@
 
 namespace orbi {
 
-/// What a folder shows in a file dialog.
-struct UFolderEntry {
-  std::string name; ///< as the system has it, which may not be UTF-8
-  bool isFolder = false;
-};
-
-/// Folders first, both in the order of a reader; hidden ones left out. Of files only those with the
-/// extension, in any case; empty for all. False when the folder can't be read.
-bool listFolder(const std::filesystem::path& folder, const std::string& extension,
-                std::vector<UFolderEntry>& entries);
-
 /// The folder itself, or the nearest above it that is there.
 std::filesystem::path existingFolder(std::filesystem::path folder);
 
 /// With the extension at its end, in whatever case, unless that is empty.
 std::filesystem::path withExtension(std::filesystem::path path, const std::string& extension);
-
-/// Whether the user wants a file to be overwritten.
-bool mayReplace(const std::filesystem::path& path, UWindow* owner);
 
 /// Modal dialog over the folders of the system: a path that can be typed, the entries of a folder,
 /// and a file's name.
@@ -41,13 +27,19 @@ public:
 
   UFileSelector(const FFileQuestion& question, std::filesystem::path folder);
 
-  const std::filesystem::path& folder() const { return folder_; }
   const std::filesystem::path& chosen() const { return chosen_; } ///< when it was accepted
   bool canEnd(int32_t result) override; ///< asks before a file is overwritten
   /// Backspace and Alt with Up go to the folder above, Alt with Home to the user's own.
   bool keyDown(const UKeyCode& key) override;
 
 private:
+  struct Entry {
+    std::string name; ///< as the system has it, which may not be UTF-8
+    bool isFolder;
+  };
+  static bool comesBefore(const Entry& a, const Entry& b);
+  bool listFolder(const std::filesystem::path& folder, std::vector<Entry>& entries) const;
+
   void addPath(UView& ground);
   void addList(UView& ground);
   void addName(UView& ground);
@@ -71,7 +63,7 @@ private:
   const std::string kind_; ///< what files are shown, for the reader
   std::filesystem::path folder_;
   std::filesystem::path chosen_;
-  std::vector<UFolderEntry> entries_;
+  std::vector<Entry> entries_;
   UIntValue showsAll_{0, 0, 1}; ///< files of any type
   UTextEdit* pathEdit_ = nullptr;
   UTextEdit* folderEdit_ = nullptr;

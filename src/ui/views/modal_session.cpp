@@ -26,7 +26,7 @@ void UModalSession::run(UWindow* owner, const std::function<bool()>& goesOn)
 {
   const Ref<UWindow> kept = Ref<UWindow>::share(owner);
   if (UApplication* application = UApplication::instance())
-    application->runModal([&] { return (!owner || owner->isOpen()) && goesOn(); });
+    application->runModal([&] { return !isCancelled_ && (!owner || owner->isOpen()) && goesOn(); });
 }
 
 } // namespace orbi

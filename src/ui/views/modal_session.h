@@ -20,8 +20,10 @@ public:
   ~UModalSession(); ///< the keys go back to what is in front
 
   /// Turns of the loop with all that follows each, while this holds. Ends with the program and with
-  /// the owner as well; null for none.
+  /// the owner as well, null for none, and when it is cancelled.
   void run(UWindow* owner, const std::function<bool()>& goesOn);
+  /// The user wants a window behind it back: the dialog may never have come.
+  void cancel() { isCancelled_ = true; }
 
 private:
   friend class UDesktop;
@@ -29,6 +31,7 @@ private:
   Ref<UDesktop> desktop_;
   UModalSession* former_;
   int64_t order_; ///< among all that was modal
+  bool isCancelled_ = false;
 };
 
 } // namespace orbi

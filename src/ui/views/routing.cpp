@@ -1,5 +1,6 @@
 #include "ui/application.h"
 #include "ui/views/desktop.h"
+#include "ui/views/modal_session.h"
 #include "ui/views/tool_tips.h"
 
 #include <algorithm>
@@ -47,8 +48,11 @@ bool UDesktop::keyPressed(platform::Window& window, const platform::KeyEvent& ev
 {
   toolTips_->hide();
   lastKey_ = {};
-  if (isBehindSession())
+  if (isBehindSession()) {
+    if (event.key == platform::Key::escape && !event.repeats)
+      session_->cancel();
     return true;
+  }
   if (isFiltered(UWindowMessageKind::keyDown, windowOf(window)))
     return true;
   if (!frontPopup() && std::ranges::count(typingClasses, system_.focusedChildClass()) != 0)

@@ -1,6 +1,7 @@
 #include "ui/views/window_proc.h"
 
 #include "ui/application.h"
+#include "ui/views/modal_session.h"
 #include "ui/views/tool_tips.h"
 
 #include <utility>
@@ -109,7 +110,9 @@ void UWindowProc::windowCloseRequested()
   Entry window{*this, UWindowMessageKind::close};
   if (!window)
     return;
-  if (desktop_->isBlocked(*window))
+  if (desktop_->isBehindSession())
+    desktop_->session_->cancel();
+  else if (desktop_->isBlocked(*window))
     desktop_->flashModal();
   else
     window->onCloseRequest();
