@@ -105,11 +105,6 @@ bool UMenu::choose(UMenuItem& item)
   tell("MenuCanSelect", item);
   if (!item.isEnabled())
     return false;
-  if (choice_) {
-    const Ref<UMenu> kept = Ref<UMenu>::share(this);
-    choice_(item);
-    return true;
-  }
   FMessenger* messenger = FMessenger::instance();
   if (!messenger || !receiver())
     return false;

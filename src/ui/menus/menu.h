@@ -4,7 +4,6 @@
 #include "foundation/string.h"
 #include "ui/views/key_code.h"
 
-#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -72,9 +71,6 @@ public:
   /// Borrowed, unless it is kept as well: one that may go while the menu is open.
   void setTarget(CmObject* target) { target_ = target; }
   void keepTarget() { kept_ = Ref<CmObject>::share(target_); }
-  /// Called with the chosen entry instead of sending a message.
-  using Choice = std::function<void(UMenuItem&)>;
-  void setChoice(Choice choice) { choice_ = std::move(choice); }
 
   // Entries
   UMenuItem& add(std::string_view title, int32_t tag, UKeyCode key = {},
@@ -105,7 +101,6 @@ private:
   uint32_t style_ = 0;
   CmObject* target_ = nullptr;
   Ref<CmObject> kept_;
-  Choice choice_;
   bool isTranslated_ = false;
   std::vector<Ref<UMenuItem>> items_;
 };

@@ -67,7 +67,7 @@ UMenuWindow* UMenuWindow::showAt(Ref<UMenu> menu, UWindow* owner, Point screen,
 /// Null when the display refuses. The desktop keeps the window while it is open.
 UMenuWindow* UMenuWindow::openAt(const Ref<UMenuWindow>& window, UWindow* owner, const Rect& place)
 {
-  window->placeAt(place.origin(), place.size());
+  window->setRect(place);
   window->view_->setRect(window->bounds());
   return window->UPopupWindow::open(owner, Stored::ignore) ? window.get() : nullptr;
 }
