@@ -46,6 +46,7 @@ public:
 
   static bool start(const std::shared_ptr<Scheduler>& scheduler, platform::ThreadPriority priority)
   {
+    scheduler->hasEnded_ = false;
     scheduler->running_.store(true, std::memory_order_relaxed);
     scheduler->nextDue_.store(PMidiOutSocket::nothingDue, std::memory_order_relaxed);
     scheduler->thread_ = platform::ThreadHandle::start(
@@ -58,9 +59,12 @@ public:
     if (!running_.exchange(false, std::memory_order_relaxed))
       return;
     wake_.set();
-    thread_.join(stopMilliseconds);
+    hasEnded_ = thread_.join(stopMilliseconds);
     thread_.abandon(); // one that didn't come shares this object
   }
+
+  /// Main thread. False: its thread was late and may still be at work.
+  bool hasEnded() const { return hasEnded_; }
 
   void wake(double due)
   {
@@ -117,6 +121,7 @@ private:
   FLock socketsLock_{"MIDI scheduler"};
   OutSockets sockets_;
   platform::ThreadHandle thread_; ///< the main thread's
+  bool hasEnded_ = true;          ///< the main thread's
 };
 
 /// A socket that brings MIDI in is an output of the device.
@@ -142,8 +147,9 @@ Socket* PMmeMidiDevice::socketAt(int32_t index) const
 }
 
 PMmeMidiDevice::PMmeMidiDevice(std::unique_ptr<platform::MidiSystem> system, Scan scan)
-    : CmClass(system->name()), system_(std::move(system)), scheduler_(std::make_shared<Scheduler>())
+    : CmClass(system->name()), system_(std::move(system))
 {
+  addScheduler();
   if (scan == Scan::now)
     rescan();
   FDefaults* settings = settingsOf(*this);
@@ -161,7 +167,7 @@ PMmeMidiDevice::~PMmeMidiDevice()
   useSystemTimestamp().setTarget(nullptr, 0);
   if (isActivated_)
     PMmeMidiDevice::deactivate();
-  scheduler_->setSockets({});
+  scheduler()->setSockets({});
   while (socketCount<PMmeMidiInSocket>() > 0 && removeOutput(socketAt<PMmeMidiInSocket>(0))) {}
   while (socketCount<PMmeMidiOutSocket>() > 0 && removeInput(socketAt<PMmeMidiOutSocket>(0))) {}
 }
@@ -270,7 +276,7 @@ void PMmeMidiDevice::publishOutSockets()
   OutSockets sockets;
   for (int32_t i = 0; i < countInputs(); ++i)
     sockets.push_back(Ref<PMmeMidiOutSocket>::share(socketAt<PMmeMidiOutSocket>(i)));
-  scheduler_->setSockets(std::move(sockets));
+  scheduler()->setSockets(std::move(sockets));
 }
 
 // Running
@@ -283,19 +289,27 @@ bool PMmeMidiDevice::activate()
   return complete;
 }
 
+/// Senders may be waking the former one: it stays.
+void PMmeMidiDevice::addScheduler()
+{
+  schedulers_.push_back(std::make_shared<Scheduler>());
+  schedulerInUse_.store(schedulers_.back().get(), std::memory_order_release);
+}
+
 void PMmeMidiDevice::startScheduler()
 {
   if (hasScheduler_ || countInputs() == 0)
     return;
-  scheduler_ = std::make_shared<Scheduler>(); // a former one's thread may be late
+  if (!scheduler()->hasEnded())
+    addScheduler();
   publishOutSockets();
-  hasScheduler_ = Scheduler::start(scheduler_, threadPriority());
+  hasScheduler_ = Scheduler::start(scheduler(), threadPriority());
 }
 
 bool PMmeMidiDevice::deactivate()
 {
   if (hasScheduler_)
-    scheduler_->stop();
+    scheduler()->stop();
   hasScheduler_ = false;
   isActivated_ = false;
   return CmClass::deactivate();
@@ -303,7 +317,7 @@ bool PMmeMidiDevice::deactivate()
 
 void PMmeMidiDevice::wakeScheduler(double due)
 {
-  scheduler_->wake(due);
+  schedulerInUse_.load(std::memory_order_acquire)->wake(due);
 }
 
 int32_t PMmeMidiDevice::handleMessage(FMessage& message)
@@ -315,7 +329,7 @@ int32_t PMmeMidiDevice::handleMessage(FMessage& message)
     return 1;
   highPriority_ = isHigh;
   if (hasScheduler_)
-    scheduler_->setPriority(threadPriority());
+    scheduler()->setPriority(threadPriority());
   for (int32_t i = 0; i < socketCount<PMmeMidiInSocket>(); ++i)
     socketAt<PMmeMidiInSocket>(i)->applyPriority();
   return 1;

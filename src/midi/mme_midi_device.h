@@ -59,10 +59,14 @@ private:
   template <class Socket>
   Socket* socketAt(int32_t index) const;
   void publishOutSockets();
+  const std::shared_ptr<Scheduler>& scheduler() const { return schedulers_.back(); }
+  void addScheduler();
   void startScheduler();
 
   std::unique_ptr<platform::MidiSystem> system_;
-  std::shared_ptr<Scheduler> scheduler_; ///< shared with its thread
+  /// Each shared with its thread. The last is in use; the others' threads didn't end in time.
+  std::vector<std::shared_ptr<Scheduler>> schedulers_;
+  std::atomic<Scheduler*> schedulerInUse_{nullptr};
   std::atomic<bool> stampsByArrival_{false};
   bool isActivated_ = false;
   bool hasScheduler_ = false;

@@ -426,6 +426,10 @@ TEST_F(MmeMidiDevice, queued_events_leave_by_themselves_and_senders_may_come_and
   for (int round = 0; round < rounds; ++round) {
     player->disconnect(out);
     player->connect(out);
+    if (round % 20 == 0) {
+      device->deactivate();
+      device->activate();
+    }
   }
   sends = false;
   senders.join();

@@ -70,6 +70,22 @@ TEST_F(Views, view_that_leaves_or_goes_is_forgotten_everywhere)
   EXPECT_EQ(taken(), "");
 }
 
+TEST_F(Views, timer_of_a_view_keeps_step_with_the_loop)
+{
+  platform::RunLoop loop;
+  int ticks = 0;
+  const auto counter = loop.addTimer(5, [&] { ++ticks; });
+  window->addTimer(front, 5);
+  taken();
+  while (ticks < 100)
+    loop.runOnce(1000);
+  window->removeTimer(front);
+  loop.removeTimer(counter);
+  const std::string told = taken();
+  const auto count = std::ranges::count(told, ':');
+  EXPECT_GE(count, 90) << "each tick was on time for it";
+}
+
 TEST_F(Views, view_may_end_itself_or_its_window_in_its_own_press)
 {
   front.then = [&] { window->remove(front); };

@@ -417,7 +417,8 @@ void UWindow::onTimer()
   std::vector<Ref<UView>> due;
   for (TimedView& each : timed_)
     if (each.due <= now) {
-      each.due = now + each.period;
+      const int64_t late = (now - each.due) / each.period;
+      each.due += std::max<int64_t>(late, 1) * each.period; // one that is late misses none
       due.push_back(Ref<UView>::share(each.view));
     }
   FMessage message("Timer");
