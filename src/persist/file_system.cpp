@@ -1,6 +1,7 @@
 #include "persist/file_system.h"
 
 #include "foundation/class_registry.h"
+#include "persist/whole_file.h"
 
 #include <algorithm>
 #include <vector>
@@ -94,6 +95,12 @@ bool FNFileSystem::exists(const FNPath& path) const
   return fs::exists(path.native(), failure);
 }
 
+bool FNFileSystem::mayExist(const FNPath& path) const
+{
+  std::error_code failure;
+  return fs::status(path.native(), failure).type() != fs::file_type::not_found;
+}
+
 bool FNFileSystem::isFolder(const FNPath& path) const
 {
   std::error_code failure;
@@ -110,6 +117,11 @@ int64_t FNFileSystem::size(const FNPath& path) const
 Ref<FFileIterator> FNFileSystem::newIterator(const FNPath& folder)
 {
   return NativeIterator::open(folder.native());
+}
+
+FNPath FNFileSystem::behindLinks(const FNPath& path) const
+{
+  return orbi::behindLinks(path.native());
 }
 
 bool FNFileSystem::remove(const FNPath& path)
@@ -130,6 +142,14 @@ bool FNFileSystem::makeFolder(const FNPath& path)
   std::error_code failure;
   fs::create_directories(path.native(), failure);
   return isFolder(path);
+}
+
+void FNFileSystem::takePermissions(const FNPath& from, const FNPath& to)
+{
+  std::error_code failure;
+  const fs::file_status there = fs::status(from.native(), failure);
+  if (fs::exists(there))
+    fs::permissions(to.native(), there.permissions(), failure);
 }
 
 } // namespace orbi

@@ -45,15 +45,19 @@ public:
 
   // What there is
   virtual bool exists(const FNPath& path) const = 0;
+  /// True as well when it can't be found out, as in a folder that may not be looked into.
+  virtual bool mayExist(const FNPath& path) const { return exists(path); }
   virtual bool isFolder(const FNPath& path) const = 0;
   virtual int64_t size(const FNPath& path) const = 0; ///< bytes of a file
   virtual Ref<FFileIterator> newIterator(const FNPath& folder) = 0;
+  virtual FNPath behindLinks(const FNPath& path) const { return path; } ///< maybe nothing is there
 
   // Changes
   virtual bool remove(const FNPath& path) = 0; ///< a file or an empty folder
   /// Takes the place of a file that has the new name.
   virtual bool rename(const FNPath& from, const FNPath& to) = 0;
   virtual bool makeFolder(const FNPath& path) = 0; ///< true when it is there afterwards
+  virtual void takePermissions(const FNPath& /*from*/, const FNPath& /*to*/) {} ///< where it can
 };
 
 /// The files of the operating system.
@@ -70,12 +74,15 @@ public:
   Ref<FStream> openStream(const FNPath& path, uint32_t mode) override; ///< an FFileStream
   bool closeStream(Ref<FStream> stream) override;
   bool exists(const FNPath& path) const override;
+  bool mayExist(const FNPath& path) const override;
   bool isFolder(const FNPath& path) const override;
   int64_t size(const FNPath& path) const override;
   Ref<FFileIterator> newIterator(const FNPath& folder) override; ///< in the order of names
+  FNPath behindLinks(const FNPath& path) const override;
   bool remove(const FNPath& path) override;
   bool rename(const FNPath& from, const FNPath& to) override;
   bool makeFolder(const FNPath& path) override; ///< with the folders above it
+  void takePermissions(const FNPath& from, const FNPath& to) override;
 
 private:
   static inline FNFileSystem* instance_ = nullptr;

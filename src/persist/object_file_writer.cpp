@@ -1,5 +1,8 @@
 #include "persist/object_file_writer.h"
 
+#include "persist/xml_entities.h"
+#include "persist/xml_parser.h"
+
 #include <algorithm>
 
 namespace orbi {
@@ -148,7 +151,12 @@ bool ObjectFileWriter::writeValue(const FStringIDAttribute& value, const Place& 
 {
   const int depth = place.depth;
   const std::string_view key = value.key().view();
-  switch (value.persistentKind()) {
+  const auto kind = value.persistentKind();
+  if (!fits(key) || (kind == attributeText && !fits(viewOf(value.asText())))) {
+    leaveOut(key);
+    return true;
+  }
+  switch (kind) {
   case attributeInt:
     startLine(depth, "int", key);
     out_.put(" value=\"");
@@ -213,12 +221,12 @@ bool ObjectFileWriter::openList(FAttrList& list, ObjectSort sort, std::string_vi
   if (sort == ObjectSort::objectList || sort == ObjectSort::subList)
     return push(sort == ObjectSort::subList ? Kind::subList : Kind::objectList,
                 Ref<CmObject>::share(&list), {depth + 1, "list"});
-  writeItems(list, sort, depth + 1);
+  writeItems(list, sort, key, depth + 1);
   tagLine(depth, "</", "list");
   return true;
 }
 
-void ObjectFileWriter::writeItems(FAttrList& list, ObjectSort sort, int depth)
+void ObjectFileWriter::writeItems(FAttrList& list, ObjectSort sort, std::string_view key, int depth)
 {
   for (uint32_t i = 0; i < list.count(); ++i) {
     AttributeVariant value = list.valueAt(i);
@@ -228,8 +236,10 @@ void ObjectFileWriter::writeItems(FAttrList& list, ObjectSort sort, int depth)
       out_.putInt(value.integer);
     else if (sort == ObjectSort::floatList)
       out_.putDouble(value.number);
-    else
+    else if (fits(viewOf(value.text)))
       out_.putEscaped(viewOf(value.text));
+    else
+      leaveOut(key); // its place stays, as the others go by theirs
     endLine("\"/>");
   }
 }
@@ -279,6 +289,19 @@ bool ObjectFileWriter::openObject(const CmObject& object, const std::string_view
   out_.putInt(id);
   endLine("\">");
   return push(Kind::attributes, std::move(stored.attributes), {depth + 1, "obj"});
+}
+
+bool ObjectFileWriter::fits(std::string_view text) const
+{
+  constexpr size_t longest = FXmlParser::longestAttributeValue;
+  return text.size() <= longest / longestEscape || longTexts_ == LongTexts::written ||
+         escapedLength(text) <= longest;
+}
+
+void ObjectFileWriter::leaveOut(std::string_view key)
+{
+  constexpr size_t longestShown = 60;
+  leftOut_ = key.substr(0, longestShown);
 }
 
 void ObjectFileWriter::startLine(int depth, std::string_view element, std::string_view key)

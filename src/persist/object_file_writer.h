@@ -17,15 +17,23 @@ struct XmlPlace {
 /// Writes a tree as an XML object file, all from where the stream stands. For one file: its IDs and
 /// the objects met belong to that. Depth is limited by memory only.
 ///
-/// A text of more than FXmlParser::longestAttributeValue bytes, as escaped, is written and makes a
-/// file that can't be read.
+/// A text of more than FXmlParser::longestAttributeValue bytes, as escaped, makes a file that can't
+/// be read, unless it is left out.
 class ObjectFileWriter : ObjectWalk<ObjectFileWriter, XmlPlace> {
 public:
   static constexpr int deferringDepth = 8;   ///< objects from here on stand at the end of the file
   static constexpr int deepestIndent = 1000; ///< below, a file would be hardly more than blanks
 
+  enum class LongTexts {
+    written,
+    leftOut ///< the whole entry goes with its text or its key; of a list only the item's text
+  };
+
   /// Both are borrowed.
-  ObjectFileWriter(FStream& target, TextBufferPool& pool) : out_(target, pool) {}
+  ObjectFileWriter(FStream& target, TextBufferPool& pool, LongTexts longTexts = LongTexts::written)
+      : out_(target, pool), longTexts_(longTexts)
+  {
+  }
 
   // False when an object couldn't be stored or the stream took less than it should
 
@@ -35,6 +43,9 @@ public:
 
   /// Named objects; either container may be null. Values that aren't objects are passed over.
   bool writeRoots(const char* rootTag, FAttributes* byReference, FAttributes* inlineRoots);
+
+  /// The key, or its beginning, of what was left out last. Empty: everything was written.
+  const std::string& leftOut() const { return leftOut_; }
 
 private:
   using Place = XmlPlace;
@@ -57,10 +68,13 @@ private:
   bool writeContent(FAttributes& attributes, int depth, std::string_view closing);
   bool writeObjectValue(CmObject* object, std::string_view key, int depth);
   bool openList(FAttrList& list, ObjectSort sort, std::string_view key, int depth);
-  void writeItems(FAttrList& list, ObjectSort sort, int depth);
+  void writeItems(FAttrList& list, ObjectSort sort, std::string_view key, int depth);
   void writeBinary(CmObject* object, std::string_view key, int depth);
   bool writeObject(CmObject& object, std::string_view key, int depth);
   bool openObject(const CmObject& object, const std::string_view* key, int64_t id, int depth);
+
+  bool fits(std::string_view text) const;
+  void leaveOut(std::string_view key);
 
   // Lines
   static size_t indentLevels(int depth)
@@ -79,6 +93,8 @@ private:
   };
 
   OutputBuffer out_;
+  LongTexts longTexts_;
+  std::string leftOut_;
   WrittenObjects written_;
   std::deque<Deferred> deferred_;
 };

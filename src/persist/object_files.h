@@ -43,8 +43,10 @@ public:
 
   // Names have no extension.
 
-  /// With a question, an existing file is replaced only by its leave. Answers where the file lies
-  /// now; nothing when it wasn't written, and then what was there stays.
+  /// With a question, an existing file is replaced only by its leave; one that may not be written
+  /// isn't, and a link leads to the file that is. Answers where the file lies now; nothing when it
+  /// wasn't written, and then what was there stays. A text that is too long for such a file is left
+  /// out, and error() says so.
   std::optional<std::filesystem::path> save(const char* name, const char* rootTag,
                                             const CmObject& object,
                                             FReplaceQuestion* question = nullptr);
@@ -57,16 +59,25 @@ public:
   Loaded load(const char* name, const char* rootTag, CmObject& object);
   Loaded loadAttributes(const char* name, const char* rootTag, FAttributes& target);
 
-  const std::string& error() const { return error_; } ///< of the last file that failed, one line
+  /// Of the last file that failed, one line; of a save that left nothing out it is empty.
+  const std::string& error() const { return error_; }
 
 private:
+  struct Unreadable {
+    bool file = false;
+    bool old = false; ///< what a save left that was cut off
+  };
+
   template <class Write>
   std::optional<std::filesystem::path> replace(const char* name, const char* rootTag,
                                                FReplaceQuestion* question, Write write);
+  Loaded loadOwn(const char* name, const char* rootTag, FAttributes& target);
+  bool read(const std::filesystem::path& path, const char* rootTag, FAttributes& target);
+  bool mayReplace(const std::string& name);
   bool writeNew(const std::filesystem::path& path, const FMemoryStream& text);
   bool putInPlace(const std::string& name, const std::filesystem::path& written);
-  std::filesystem::path pathOf(const std::string& name) const;
-  std::optional<std::filesystem::path> find(const std::string& name) const;
+  bool keepAs(const std::filesystem::path& path, const std::filesystem::path& kept);
+  std::filesystem::path pathOf(const std::string& name, const char* suffix = "") const;
   bool exists(const std::filesystem::path& path) const;
   bool hasLeftovers(const std::string& name) const;
   bool fail(const std::filesystem::path& path, const std::string& reason);
@@ -74,8 +85,7 @@ private:
   Folders folders_;
   FFileSystem& files_;
   TextBufferPool pool_;
-  std::map<std::string, std::filesystem::path>
-      unreadable_; ///< by name: the user's file that is none
+  std::map<std::string, Unreadable> unreadable_; ///< by name: of the user's own
   std::string error_;
 };
 

@@ -14,10 +14,11 @@ namespace orbi {
 ///   bool writeValue(const FStringIDAttribute& value, const Place& place);
 ///   bool openItem(Ref<FAttributes> item, const Place& place);       // of an FSubList
 ///   bool writeItem(CmObject& item, const Place& place);             // of an FObjectList
-///   void writeItemReference(int64_t id, const Place& place);        // to an object that isn't
-///   there void closePlace(const Place& place);
+///   void writeItemReference(int64_t id, const Place& place);
+///   void closePlace(const Place& place);
 ///
-/// of which the first three may push further containers, and false ends the walk.
+/// of which the first three may push further containers, and false ends the walk. What an item
+/// refers to by its number needn't be there.
 template <class Form, class Place>
 class ObjectWalk {
 protected:

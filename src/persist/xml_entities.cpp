@@ -146,6 +146,14 @@ int takeEntity(std::string_view& text)
 
 } // namespace
 
+size_t escapedLength(std::string_view text)
+{
+  size_t bytes = 0;
+  for (char c : text)
+    bytes += std::max<size_t>(escapes[static_cast<uint8_t>(c)].length, 1);
+  return bytes;
+}
+
 char* writeEscaped(char* to, std::string_view text)
 {
   for (char c : text) {

@@ -18,6 +18,8 @@ void appendEscaped(std::string& to, std::string_view text);
 char* writeEscaped(char* to, std::string_view text);
 inline constexpr size_t longestEscape = 8;
 
+size_t escapedLength(std::string_view text); ///< bytes that writeEscaped writes
+
 /// Replaces "&name;", "&#xHH;" and "&#DD;" in place and answers the new length. What is no
 /// character of 1 to 255 stays as it is.
 size_t decodeEntities(char* text, size_t length);

@@ -46,13 +46,14 @@ public:
   bool works() { return changesLeft-- > 0; }
   Ref<FStream> openStream(const FNPath& path, uint32_t mode) override
   {
-    if ((mode & openWrite) && !works())
+    if (isLocked || ((mode & openWrite) && !works()))
       return nullptr;
     Ref<FStream> base = files.openStream(path, mode);
     return base ? Ref<FStream>(make<Stream>(*this, std::move(base))) : nullptr;
   }
   bool closeStream(Ref<FStream>) override { return changesLeft > 0; }
-  bool exists(const FNPath& path) const override { return files.exists(path); }
+  bool exists(const FNPath& path) const override { return !isLocked && files.exists(path); }
+  bool mayExist(const FNPath& path) const override { return isLocked || files.exists(path); }
   bool isFolder(const FNPath& path) const override { return files.isFolder(path); }
   int64_t size(const FNPath& path) const override { return files.size(path); }
   Ref<FFileIterator> newIterator(const FNPath& path) override { return files.newIterator(path); }
@@ -62,6 +63,7 @@ public:
 
   FNFileSystem files;
   int changesLeft = 0;
+  bool isLocked = false; ///< nothing can be found out
 };
 
 class Saver final : public CmClass<Saver, CmObject> {
@@ -291,8 +293,6 @@ TEST_F(Settings, nothing_is_replaced_without_leave_nor_by_what_could_not_be_read
   EXPECT_EQ(back.getInt("Value"), 1);
   answer.yes = true;
   EXPECT_TRUE(to.saveAttributes("Layouts", "Layouts", tree, &answer));
-  tree.setString("Text", std::string(3000, 'x').c_str());
-  EXPECT_FALSE(to.saveAttributes("Layouts", "Layouts", tree));
   EXPECT_EQ(to.loadAttributes("Layouts", "Layouts", back), FObjectFiles::Loaded::yes);
   EXPECT_EQ(back.getInt("Value"), 2);
 
@@ -300,6 +300,99 @@ TEST_F(Settings, nothing_is_replaced_without_leave_nor_by_what_could_not_be_read
   EXPECT_FALSE(nowhere.saveAttributes("A", "A", back));
   EXPECT_FALSE(FObjectFiles({{}, {}}, fileSystem_).saveAttributes("A", "A", back));
   EXPECT_EQ(fileCount(), 1u);
+}
+
+TEST_F(Settings, what_is_too_long_for_a_file_takes_nothing_else_with_it)
+{
+  std::string folder = "/home";
+  for (int i = 0; i < 120; ++i)
+    folder += "\xE9\x9F\xB3"; // each byte is escaped
+  FDefaultPool pool;
+  pool.finishLoading();
+  FDefaults* group = pool.getGroup("Group");
+  group->setString("Folder", folder.c_str());
+  group->setInt(folder.c_str(), 1);
+  group->setInt("Value", 4);
+  auto paths = make<FStringList>();
+  for (const std::string& path : {std::string("/a"), folder, std::string("/b")})
+    paths->append(path.c_str(), true);
+  group->setObject("Paths", paths.detach(), true);
+  FObjectFiles to = files();
+  EXPECT_TRUE(pool.save(to, false));
+  EXPECT_EQ(to.error(), (folder_ / "user" / "Defaults.xml").string() +
+                            ": \"Paths\" is too long and was left out");
+  FDefaultPool back;
+  back.load(to);
+  EXPECT_EQ(back.getGroup("Group")->getInt("Value"), 4);
+  EXPECT_STREQ(back.getGroup("Group")->getString("Folder"), "");
+  auto* list = castTo<FStringList>(back.getGroup("Group")->getObject("Paths"));
+  ASSERT_TRUE(list && list->count() == 3);
+  EXPECT_STREQ(list->valueAt(1).text, "");
+  EXPECT_STREQ(list->valueAt(2).text, "/b");
+  group->setString("Folder", folder.substr(0, 5 + 102 * 3).c_str()); // fits
+  group->remove(folder.c_str());
+  group->remove("Paths");
+  EXPECT_TRUE(pool.save(to, false));
+  EXPECT_EQ(to.error(), "");
+}
+
+TEST_F(Settings, whole_copy_serves_beside_a_file_that_cannot_be_read)
+{
+  save(5);
+  const std::string good = read("Defaults.xml");
+  fs::remove(folder_ / "user" / "Defaults.xml");
+  write("user/Defaults_old.xml", good);
+  write("user/Defaults.xml", "<Defaults>");
+  FObjectFiles from = files();
+  FDefaultPool pool;
+  EXPECT_EQ(from.load("Defaults", "Defaults", pool), FObjectFiles::Loaded::yes);
+  EXPECT_EQ(pool.getGroup("Group")->getInt("Value"), 5);
+  pool.finishLoading();
+  EXPECT_TRUE(pool.save(from, false));
+  EXPECT_EQ(load(), 5);
+  EXPECT_EQ(read("Defaults_bad.xml"), "<Defaults>");
+  EXPECT_EQ(fileCount(), 2u);
+
+  write("user/Defaults.xml", "<A");
+  write("user/Defaults_old.xml", "<B"); // neither is lost
+  FObjectFiles none = files();
+  EXPECT_EQ(none.load("Defaults", "Defaults", pool), FObjectFiles::Loaded::unreadable);
+  EXPECT_TRUE(pool.save(none, false));
+  EXPECT_EQ(read("Defaults_bad.xml"), "<A");
+  EXPECT_EQ(read("Defaults_old_bad.xml"), "<B");
+  EXPECT_EQ(load(), 5);
+}
+
+TEST_F(Settings, what_cannot_be_looked_at_is_not_taken_for_missing)
+{
+  save(6);
+  FailingFiles system;
+  system.isLocked = true;
+  system.changesLeft = 100;
+  FObjectFiles files({folder_ / "user", {}}, system);
+  FDefaultPool pool;
+  EXPECT_EQ(files.load("Defaults", "Defaults", pool), FObjectFiles::Loaded::unreadable);
+  pool.finishLoading();
+  system.isLocked = false;
+  EXPECT_TRUE(pool.save(files, false));
+  EXPECT_NE(read("Defaults_bad.xml").find("\"6\""), std::string::npos);
+}
+
+TEST_F(Settings, links_and_permissions_outlive_a_save)
+{
+  save(1);
+  fs::create_directory(folder_ / "dot");
+  fs::rename(folder_ / "user" / "Defaults.xml", folder_ / "dot" / "D.xml");
+  fs::create_symlink("../dot/D.xml", folder_ / "user" / "Defaults.xml");
+  const auto own = fs::perms::owner_read | fs::perms::owner_write;
+  fs::permissions(folder_ / "dot" / "D.xml", own);
+  save(2);
+  EXPECT_EQ(load(), 2);
+  EXPECT_TRUE(fs::is_symlink(folder_ / "user" / "Defaults.xml"));
+  EXPECT_EQ(fs::status(folder_ / "dot" / "D.xml").permissions(), own);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "dot"), {}), 1);
+  fs::rename(folder_ / "dot" / "D.xml", folder_ / "dot" / "D_old.xml"); // cut off
+  EXPECT_EQ(load(), 2);
 }
 
 /// A key of the store of older installations, in memory.
