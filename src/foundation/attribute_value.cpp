@@ -1,10 +1,9 @@
 #include "foundation/attribute_value.h"
 
 #include "foundation/class_registry.h"
+#include "foundation/number_text.h"
 #include "foundation/stream.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 namespace orbi {
@@ -128,13 +127,13 @@ void FAttributeValue::setInterface(FUnknown* interface)
 int64_t FAttributeValue::intOfText() const
 {
   const char* text = asText();
-  return text ? std::strtoll(text, nullptr, 10) : 0;
+  return text ? readInt(text) : 0;
 }
 
 double FAttributeValue::doubleOfText() const
 {
   const char* text = asText();
-  return text ? std::strtod(text, nullptr) : 0.0;
+  return text ? readDouble(text) : 0.0;
 }
 
 const char* FAttributeValue::textOfObject() const

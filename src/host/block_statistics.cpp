@@ -1,12 +1,14 @@
 #include "host/block_statistics.h"
 
 #include "audio/device.h"
+#include "foundation/number_text.h"
 #include "platform/clock.h"
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <iterator>
 
 namespace orbi {
 
@@ -21,6 +23,13 @@ std::string quoted(const std::string& text)
     out += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
   }
   return out + "\"";
+}
+
+/// Whatever locale a plug-in has set.
+std::string decimal(double value, int digits)
+{
+  char text[longestNumber];
+  return {text, std::to_chars(text, std::end(text), value, std::chars_format::general, digits).ptr};
 }
 
 } // namespace
@@ -87,19 +96,15 @@ std::string BlockStatistics::json(const std::string& driver, double rate, int32_
   // A block that the worker missed shows as a gap, too; one at the very end only in the count.
   double mean = blocks_ ? static_cast<double>(sum_) / static_cast<double>(blocks_) : 0.0;
   double blockNanoseconds = rate > 0.0 ? 1e9 * frames / rate : 0.0;
-  char line[512];
-  std::snprintf(line, sizeof line,
-                "{\"driver\": %s, \"rate\": %.10g, \"frames\": %d, \"blocks\": %llu, "
-                "\"lost\": %llu, \"late\": %llu, \"process_ns\": {\"mean\": %.0f, \"p50\": %llu, "
-                "\"p99\": %llu, \"max\": %llu}, \"load\": %.6f}",
-                quoted(driver).c_str(), rate, frames, static_cast<unsigned long long>(blocks_),
-                static_cast<unsigned long long>(std::max(device_.lostBlocks(), gaps_)),
-                static_cast<unsigned long long>(late_), mean,
-                static_cast<unsigned long long>(percentile(0.5)),
-                static_cast<unsigned long long>(percentile(0.99)),
-                static_cast<unsigned long long>(longest_),
-                blockNanoseconds > 0.0 ? mean / blockNanoseconds : 0.0);
-  return line;
+  const double load = blockNanoseconds > 0.0 ? mean / blockNanoseconds : 0.0;
+  const auto count = [](auto value) { return std::to_string(value); }; // without a decimal point
+  return "{\"driver\": " + quoted(driver) + ", \"rate\": " + decimal(rate, 10) +
+         ", \"frames\": " + count(frames) + ", \"blocks\": " + count(blocks_) +
+         ", \"lost\": " + count(std::max(device_.lostBlocks(), gaps_)) +
+         ", \"late\": " + count(late_) +
+         ", \"process_ns\": {\"mean\": " + count(std::llround(mean)) +
+         ", \"p50\": " + count(percentile(0.5)) + ", \"p99\": " + count(percentile(0.99)) +
+         ", \"max\": " + count(longest_) + "}, \"load\": " + decimal(load, 6) + "}";
 }
 
 } // namespace orbi

@@ -2,7 +2,7 @@
 
 #include "foundation/class_registry.h"
 #include "foundation/memory_stream.h"
-#include "persist/number_text.h"
+#include "foundation/number_text.h"
 
 #include <array>
 

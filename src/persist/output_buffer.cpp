@@ -1,6 +1,6 @@
 #include "persist/output_buffer.h"
 
-#include "persist/number_text.h"
+#include "foundation/number_text.h"
 #include "persist/xml_entities.h"
 
 #include <algorithm>

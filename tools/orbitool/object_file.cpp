@@ -2,7 +2,7 @@
 
 #include "persist/binary_object_reader.h"
 #include "persist/binary_object_writer.h"
-#include "persist/number_text.h"
+#include "foundation/number_text.h"
 #include "persist/object_file_reader.h"
 #include "persist/object_file_writer.h"
 

@@ -1,6 +1,6 @@
 #include "ui/values/value_numbers.h"
 
-#include "persist/number_text.h"
+#include "foundation/number_text.h"
 
 #include <algorithm>
 #include <cmath>

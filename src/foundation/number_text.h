@@ -6,7 +6,7 @@
 
 namespace orbi {
 
-/// Numbers in files, without regard to the locale.
+/// Numbers in texts that aren't for people, without regard to the locale, which a plug-in may set.
 
 /// Room for any of the texts below.
 inline constexpr size_t longestNumber = 96;
