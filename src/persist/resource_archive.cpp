@@ -225,16 +225,26 @@ Ref<FResourceEntry> FResourceArchive::readRecord(RecordReader& directory) const
 
 bool FResourceArchive::isSound() const
 {
-  uint64_t left = dataEnd_;
+  struct Piece {
+    uint64_t offset, bytes;
+  };
+  std::vector<Piece> pieces;
   for (const FFileArchiveNode* node = root_.get(); node; node = node->nextBelow(root_.get())) {
     auto* entry = static_cast<const FResourceEntry*>(node);
     const uint64_t bytes = entry->isFolder() || entry->source ? 0 : entry->bytesInArchive();
-    // More than the file has in all means that some of it was told twice.
-    if (bytes > left || (bytes > 0 && entry->offset > dataEnd_ - bytes))
+    if (bytes > dataEnd_)
       return false;
-    left -= bytes;
+    if (bytes > 0)
+      pieces.push_back({entry->offset, bytes});
   }
-  return root_ && left >= static_cast<uint64_t>(signatureBytes);
+  std::ranges::sort(pieces, {}, &Piece::offset);
+  auto end = static_cast<uint64_t>(signatureBytes);
+  for (const Piece& piece : pieces) {
+    if (piece.offset < end || piece.offset > dataEnd_ - piece.bytes)
+      return false;
+    end = piece.offset + piece.bytes;
+  }
+  return root_ != nullptr;
 }
 
 // Entries

@@ -90,7 +90,8 @@ public:
   bool removeEntry(const FNPath& path); ///< with all that is in it
 
   /// Into the archive's own file, which is opened again, or into another one. The new file is made
-  /// under the name with a "~" behind it; what had the name stays whole until the new one is.
+  /// under the name with a "~" behind it, and a number where that is taken; what had the name stays
+  /// whole until the new one is. A link leads to the file that is replaced.
   FArchiveResult save(FArchiveProgress* progress = nullptr);
   FArchiveResult saveAs(const FNPath& target, FArchiveProgress* progress = nullptr);
 
@@ -118,6 +119,7 @@ private:
   Ref<FResourceEntry> readRecord(RecordReader& directory) const;
   FResourceEntry* requireRoot();
   FArchiveResult writeFile(const FNPath& target, FArchiveProgress* progress);
+  Ref<FStream> openBeside(const FNPath& target, FNPath& beside);
   bool replaceFile(const FNPath& temporary, const FNPath& target);
   FArchiveResult writeNode(Writer& writer, const FFileArchiveNode& node,
                            FArchiveProgress* progress);

@@ -189,25 +189,44 @@ FArchiveResult FResourceArchive::writeFile(const FNPath& target, FArchiveProgres
                                   " can be written.");
   if (stream_ && !isSound())
     return FArchiveResult::failed(about(path_.view(), "is damaged."));
-  const FNPath temporary = target.view() + "~";
-  Ref<FStream> file = base_ ? base_->openStream(temporary, openWrite | openCreate) : nullptr;
-  if (!file)
-    return FArchiveResult::failed(about(temporary.view(), "can't be written."));
-  FArchiveResult result = writeTo(*file, *format, progress);
-  if (!base_->closeStream(std::move(file)) && result)
+  const FNPath file = base_ ? base_->behindLinks(target) : target;
+  FNPath temporary;
+  Ref<FStream> stream = openBeside(file, temporary);
+  if (!stream)
+    return FArchiveResult::failed(about(target.view(), "can't be written."));
+  FArchiveResult result = writeTo(*stream, *format, progress);
+  if (!base_->closeStream(std::move(stream)) && result)
     result = FArchiveResult::failed(writeFailed);
-  if (result && !replaceFile(temporary, target))
+  if (result && !replaceFile(temporary, file))
     result = FArchiveResult::failed(about(target.view(), "can't be replaced."));
   if (!result)
     base_->remove(temporary);
   return result;
 }
 
+/// Null as well where what is there may not be written: it may not be replaced either.
+Ref<FStream> FResourceArchive::openBeside(const FNPath& target, FNPath& beside)
+{
+  constexpr int mostNames = 100; // of files that are the user's own or that others write now
+  if (!base_ || (base_->exists(target) && !base_->openStream(target, openWrite)))
+    return nullptr;
+  for (int i = 0; i < mostNames; ++i) {
+    beside = target.view() + "~" + (i > 0 ? std::to_string(i) : std::string());
+    if (Ref<FStream> stream = base_->openStream(beside, openWrite | openNew)) {
+      base_->takePermissions(target, beside);
+      return stream;
+    }
+    if (!base_->exists(beside))
+      break;
+  }
+  return nullptr;
+}
+
 /// A file that is open can't be replaced everywhere, so the archive's own is closed meanwhile. What
 /// was changed in the tree outlives a failure.
 bool FResourceArchive::replaceFile(const FNPath& temporary, const FNPath& target)
 {
-  const bool wasOpen = isOpen() && target == path_;
+  const bool wasOpen = isOpen() && target == base_->behindLinks(path_);
   if (wasOpen)
     stream_ = nullptr;
   if (base_->rename(temporary, target))

@@ -48,9 +48,11 @@ private:
   int error_ = 0;
 };
 
-/// From here on a write that the system doesn't allow, into a file that grew too large or a pipe
-/// that nobody reads, fails instead of ending the program. Once, at the program's start.
-void letWritesFail();
+enum class ClosedPipe { failsWrites, endsProgram };
+
+/// From here on a write that the system doesn't allow, into a file that grew too large or, as
+/// chosen, a pipe that nobody reads, fails instead of ending the program. Once, at its start.
+void letWritesFail(ClosedPipe closedPipe = ClosedPipe::failsWrites);
 
 /// Makes the names in a folder durable, such as after a rename. False on failure.
 bool flushFolder(const std::filesystem::path& folder);

@@ -16,7 +16,9 @@ namespace {
 struct MemoryFiles final : FFileSystem {
   Ref<FStream> openStream(const FNPath& path, uint32_t mode) override
   {
-    if (mode & openCreate)
+    if ((mode & openNew) && exists(path))
+      return nullptr;
+    if (mode & (openCreate | openNew))
       return made[path.view()] = make<FMemoryStream>();
     auto found = made.find(path.view());
     if (found == made.end())
@@ -346,7 +348,10 @@ TEST_F(Archive, saving_replaces_the_archive_only_when_all_is_written)
     EXPECT_EQ(contentsOf(archive, "a.txt") + contentsOf(archive, "empty/b"), "hellohello");
   }
   EXPECT_TRUE(files.text("q") == before && !files.exists("q~"));
+  files.put("other~", "a file of the user's own");
   ASSERT_TRUE(archive.saveAs("other"));
+  EXPECT_EQ(files.text("other~"), "a file of the user's own");
+  EXPECT_TRUE(files.exists("other") && !files.exists("other~1"));
   EXPECT_EQ(files.text("q"), before);
   ASSERT_TRUE(archive.removeEntry("a.txt") && archive.save());
   EXPECT_EQ(namesIn(archive, ""), Names{"empty/"});

@@ -305,18 +305,27 @@ TEST_F(Orbitool, an_archive_gives_back_the_folder_that_it_was_made_of)
   ASSERT_EQ(run({"archive", "extract", "@x.qrf", "@out"}), 0) << said;
   EXPECT_EQ(contents("out/sub/a.txt"), "abc");
   EXPECT_TRUE(fs::is_directory(folder / "out/empty") && fs::is_regular_file(folder / "out/b"));
+
+  fs::create_symlink("x.qrf", folder / "link.qrf");
+  folder.write("x.qrf~", "somebody's own");
+  const std::string archive = contents("x.qrf");
+  folder.write("in/b", "more");
+  ASSERT_EQ(run({"archive", "create", "@link.qrf", "@in"}), 0) << said;
+  EXPECT_NE(contents("x.qrf"), archive);
+  EXPECT_TRUE(fs::is_symlink(folder / "link.qrf"));
+  EXPECT_EQ(contents("x.qrf~"), "somebody's own");
 }
 
 TEST_F(Orbitool, an_archive_that_lies_is_refused_before_anything_is_extracted)
 {
-  auto archive = [](const std::string& records, int32_t count) {
+  auto archive = [](const std::string& records, int32_t count, const std::string& data = "") {
     const auto bytes = static_cast<int32_t>(records.size());
-    return "Quillmore Resource File\r\n" + records + bytesOf(bytes) + bytesOf(count) + bytesOf(16) +
-           "QRFF";
+    return "Quillmore Resource File\r\n" + data + records + bytesOf(bytes) + bytesOf(count) +
+           bytesOf(16) + "QRFF";
   };
-  auto record = [](int32_t flags, const std::string& name, int32_t size = 0) {
+  auto record = [](int32_t flags, const std::string& name, int32_t size = 0, int32_t at = 25) {
     const std::string stored = flags & 4 ? bytesOf(size) : "";
-    return bytesOf(flags) + bytesOf(25) + bytesOf(size) + stored + name + '\0';
+    return bytesOf(flags) + bytesOf(at) + bytesOf(size) + stored + name + '\0';
   };
   std::string deep;
   for (int i = 0; i < 1001; ++i)
@@ -329,6 +338,8 @@ TEST_F(Orbitool, an_archive_that_lies_is_refused_before_anything_is_extracted)
       {archive(record(1, "a") + record(1, "../b"), 2), "../b"},
       {archive(record(1, "a") + record(1, "a"), 2), "twice"},
       {archive(record(1, "a") + record(1, "b", 500), 2), "outside"},
+      {archive(record(1, "a", 5, 25) + record(1, "b", 5, 29), 2, "0123456789"), "overlap"},
+      {archive(record(1, "a", 5, 0), 1, "0123456789"), "overlap"},
       {archive(record(1, "a") + record(5, "b"), 2), "Compression not supported!"},
       {archive(deep, 1001), "deeper"},
   };

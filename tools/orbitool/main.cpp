@@ -1,12 +1,14 @@
 #include "orbitool/tool.h"
 
 #include "foundation/class_registry.h"
+#include "platform/file.h"
 
 #include <iostream>
 #include <new>
 
 int main(int count, char** values)
 {
+  orbi::platform::letWritesFail(orbi::platform::ClosedPipe::endsProgram); // as "| head" does
   std::ios::sync_with_stdio(false);
   int status = 1;
   try {

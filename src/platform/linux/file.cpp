@@ -148,10 +148,11 @@ bool File::flush()
   return check(uninterrupted([&] { return fsync(descriptor_); }) == 0);
 }
 
-void letWritesFail()
+void letWritesFail(ClosedPipe closedPipe)
 {
-  for (int number : {SIGXFSZ, SIGPIPE})
-    std::signal(number, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  if (closedPipe == ClosedPipe::failsWrites)
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 bool flushFolder(const std::filesystem::path& folder)
