@@ -211,7 +211,8 @@ void BinaryObjectReader::finish(Frame& frame)
     finishOldObject(frame);
     break;
   case Goal::inlineRoot:
-    inlineRoots_->require(frame.key->text).setObject(frame.container.detach(), ObjectMode::adopted);
+    keys_.valueIn(*inlineRoots_, *frame.key)
+        .setObject(frame.container.detach(), ObjectMode::adopted);
     break;
   }
 }
@@ -221,7 +222,7 @@ void BinaryObjectReader::finishInstance(Frame& frame, FAttributes* roots)
   auto attributes = Ref<FAttributes>::adopt(static_cast<FAttributes*>(frame.container.detach()));
   auto instance = make<FXmlInstance>(frame.id, frame.className, std::move(attributes));
   if (roots)
-    roots->require(frame.key->text).setObject(instance.get(), ObjectMode::shared);
+    keys_.valueIn(*roots, *frame.key).setObject(instance.get(), ObjectMode::shared);
   else
     place(frame.key, instance);
   graph_.complete(frame.owner, std::move(instance), ReferenceGraph::Place::held);

@@ -60,6 +60,7 @@ public:
   /// behind the last root.
   bool readRoots(FAttributes* byReference, FAttributes* inlineRoots);
 
+  int64_t overwritten() const { return keys_.overwritten(); } ///< values whose key came once more
   int64_t failedAt() const { return input_.taken(); } ///< bytes from the start, after a failure
 
 private:

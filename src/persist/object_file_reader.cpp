@@ -184,7 +184,7 @@ void ObjectFileReader::finish(Context& context)
     break;
   case Goal::inlineRoot:
     if (inlineRoots_)
-      inlineRoots_->require(context.name->text)
+      keys_.valueIn(*inlineRoots_, *context.name)
           .setObject(context.made.detach(), ObjectMode::adopted);
     break;
   case Goal::instance:
@@ -402,7 +402,7 @@ bool ObjectFileReader::startRoot(const XmlAttributes& attributes, bool isEmpty)
   auto reference = make<FXmlReference>(id);
   graph_.addReference(ReferenceGraph::outside, reference);
   if (byReference_)
-    byReference_->require(keys_.keyFor(*name).text)
+    keys_.valueIn(*byReference_, keys_.keyFor(*name))
         .setObject(reference.detach(), ObjectMode::adopted);
   return true;
 }

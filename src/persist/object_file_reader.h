@@ -56,6 +56,8 @@ public:
   bool readRootObject(const char* rootTag, CmObject& object); ///< through loadAttributes
   bool readRoots(const char* rootTag, FAttributes* byReference, FAttributes* inlineRoots);
 
+  int64_t overwritten() const { return keys_.overwritten(); } ///< values whose key came once more
+
 private:
   using Context = ReaderContext;
   using Start = bool (ObjectFileReader::*)(const XmlAttributes&, bool isEmpty);

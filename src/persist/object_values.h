@@ -101,8 +101,16 @@ public:
     const bool isNew = key.lastUse < opened && CmString::comparesBytes;
     key.lastUse = newest_;
     pass(key);
-    return isNew ? container.addNew(key.text) : container.require(key.text);
+    return isNew ? container.addNew(key.text) : valueIn(container, key);
   }
+  /// The same where containers aren't counted.
+  FStringIDAttribute& valueIn(FAttributes& container, const Key& key)
+  {
+    FStringIDAttribute& value = container.require(key.text);
+    overwritten_ += value.persistentKind() != 0;
+    return value;
+  }
+  int64_t overwritten() const { return overwritten_; } ///< values whose key came once more
 
 private:
   Key& search(std::string_view text);
@@ -117,6 +125,7 @@ private:
   Key* last_ = nullptr;
   Key** expected_ = &first_;
   std::unordered_map<std::string_view, Key> keys_; ///< the views are of the keys
+  int64_t overwritten_ = 0;
   uint64_t newest_ = 0;
 };
 

@@ -168,6 +168,20 @@ TEST_F(Orbitool, what_the_other_form_does_not_keep_is_said_in_one_line_each)
        "a.xml: 1 comment isn't kept\n"
        "a.xml: the object 4 of class \"C\" isn't kept: nothing refers to it\n"
        "a.xml: the root tag \"R\" comes back as \"Root\"\n"},
+      {"a.xml",
+       "<Root><int name=\"a\" value=\"1\"/>lost<member name=\"a\"/><bin name=\"b\">0a0 "
+       "x</bin></Root>"
+       "<int name=\"c\" value=\"2\"/>" +
+           std::string(2, '\0'),
+       "a.xml: 5 characters aren't kept: text stands between elements\n"
+       "a.xml: 1 digit isn't kept: of a byte only the half is there\n"
+       "a.xml: 1 element stands behind the end and may be taken for the root's\n"
+       "a.xml: 1 value isn't kept: the same key comes again in its place\n"
+       "a.xml: 2 bytes aren't read: the text ends at a NUL\n"},
+      {"a.bin",
+       bytesOf(0) + bytesOf(1) + binaryText("Root") + bytesOf(2) + binaryText("k") +
+           textValue("x") + binaryText("k") + textValue("y"),
+       "a.bin: 1 value isn't kept: the same key comes again in its place\n"},
       {"a.xml", "<R><rootObjects><root name=\"Root\"> </root></rootObjects></R>",
        "a.xml: the root tag \"R\" comes back as \"Root\"\n"
        "a.xml: named roots come back as a file of one root, as their only one is called "

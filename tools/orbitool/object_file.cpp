@@ -1,8 +1,8 @@
 #include "orbitool/object_file.h"
 
+#include "foundation/number_text.h"
 #include "persist/binary_object_reader.h"
 #include "persist/binary_object_writer.h"
-#include "foundation/number_text.h"
 #include "persist/object_file_reader.h"
 #include "persist/object_file_writer.h"
 
@@ -37,28 +37,53 @@ public:
   bool startElement(const char* tag, const XmlAttributes& attributes, bool isEmpty, void*) override
   {
     const std::string_view name(tag);
-    if (rootTag.empty())
+    if (rootTag.empty()) {
       rootTag = name;
-    else
+    } else {
+      elementsBehind_ += open_.empty();
       note(name, attributes, isEmpty);
+    }
     if (!isEmpty) {
       const char* type = name == "list" ? attributes.find("type") : nullptr;
-      inObjectList_.push_back(type && std::string_view(type) == "obj");
+      open_.push_back({type && std::string_view(type) == "obj", name == "bin"});
     }
     return true;
   }
   bool endElement(const char*, void*) override
   {
-    inObjectList_.pop_back();
+    halfBytes_ += open_.back().digits % 2;
+    open_.pop_back();
     return true;
   }
-  void text(const char*, size_t, void*) override {}
+  void text(const char* bytes, size_t length, void*) override
+  {
+    const std::string_view text(bytes, length);
+    constexpr std::string_view digits = "0123456789abcdefABCDEF";
+    constexpr std::string_view blanks = " \t\r\n";
+    const bool isBinary = !open_.empty() && open_.back().isBinary;
+    int64_t others = 0;
+    for (char c : text)
+      if (isBinary && digits.find(c) != digits.npos)
+        ++open_.back().digits;
+      else
+        others += blanks.find(c) == blanks.npos;
+    characters_ += others;
+  }
   void comment(const char*, size_t, void*) override { ++comments_; }
 
   void tell(std::vector<std::string>& leftOut) const
   {
     if (comments_ > 0)
       leftOut.push_back(counted(comments_, "comment isn't", "comments aren't") + " kept");
+    if (characters_ > 0)
+      leftOut.push_back(counted(characters_, "character isn't", "characters aren't") +
+                        " kept: text stands between elements");
+    if (halfBytes_ > 0)
+      leftOut.push_back(counted(halfBytes_, "digit isn't", "digits aren't") +
+                        " kept: of a byte only the half is there");
+    if (elementsBehind_ > 0)
+      leftOut.push_back(counted(elementsBehind_, "element stands", "elements stand") +
+                        " behind the end and may be taken for the root's");
     for (const auto& [id, className] : nameless_)
       if (!referred_.contains(id))
         leftOut.push_back("the object " + std::to_string(id) + " of class " + inQuotes(className) +
@@ -71,7 +96,7 @@ public:
 private:
   void note(std::string_view tag, const XmlAttributes& attributes, bool isEmpty)
   {
-    const bool inObjectList = !inObjectList_.empty() && inObjectList_.back();
+    const bool inObjectList = !open_.empty() && open_.back().isObjectList;
     const bool isItem = tag == "item" && inObjectList;
     const char* id = attributes.find(isItem ? "value" : "ID");
     const char* className = attributes.find("class");
@@ -87,11 +112,27 @@ private:
     }
   }
 
-  std::vector<bool> inObjectList_; ///< of each open element
+  struct Open {
+    bool isObjectList;
+    bool isBinary;
+    int64_t digits = 0; ///< of binary content
+  };
+
+  std::vector<Open> open_; ///< elements
   std::vector<std::pair<int64_t, std::string>> nameless_;
   std::unordered_set<int64_t> referred_;
   int64_t comments_ = 0;
+  int64_t characters_ = 0; ///< that stand where only elements do
+  int64_t halfBytes_ = 0;
+  int64_t elementsBehind_ = 0; ///< the root's end
 };
+
+void tellOverwritten(int64_t count, std::vector<std::string>& leftOut)
+{
+  if (count > 0)
+    leftOut.push_back(counted(count, "value isn't", "values aren't") +
+                      " kept: the same key comes again in its place");
+}
 
 } // namespace
 
@@ -127,6 +168,11 @@ std::optional<ObjectFile> readXmlFile(std::string_view bytes, Fault& fault)
     fault = {reader->errorText(), reader->line()};
     return std::nullopt;
   }
+  tellOverwritten(reader->overwritten(), file.leftOut);
+  if (const size_t nul = bytes.find('\0'); nul != bytes.npos)
+    file.leftOut.push_back(
+        counted(static_cast<int64_t>(bytes.size() - nul), "byte isn't", "bytes aren't") +
+        " read: the text ends at a NUL");
   if (file.isOneRoot)
     file.inlineRoots->setObject(ObjectFile::defaultTag, tree.get(), ObjectMode::shared);
   return file;
@@ -142,6 +188,7 @@ std::optional<ObjectFile> readBinaryFile(std::string_view bytes, Fault& fault)
              ")"};
     return std::nullopt;
   }
+  tellOverwritten(reader.overwritten(), file.leftOut);
   if (const int64_t rest = stream->size() - stream->tell(); rest > 0)
     file.leftOut.push_back(counted(rest, "byte stands", "bytes stand") +
                            " behind the last root and can't be read");
