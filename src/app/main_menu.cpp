@@ -2,6 +2,7 @@
 #include "app/player_application.h"
 
 #include "foundation/message.h"
+#include "persist/global_texts.h"
 #include "platform/url_opener.h"
 #include "ui/dialogs/alert.h"
 #include "ui/dialogs/file_dialog.h"
@@ -30,31 +31,29 @@ enum MenuTag : int32_t {
 constexpr uint32_t control = platform::controlKey;
 
 struct EntryRow {
-  const char* title;
+  const UGlobalText* title; ///< null: a separator
   int32_t tag;
   UKeyCode key;
   const char* name;
 };
 
-constexpr auto separator = UMenuItem::separatorTitle.data();
-
 constexpr EntryRow fileEntries[] = {
-    {"Preferences...", preferencesTag, {0, 0x28, control}, "preferences item"},
-    {separator, 0, {0, 0, 0}, ""},
-    {"Save Program...", saveProgramTag, {'S', 0xA3, control}, ""},
-    {"Load Program...", loadProgramTag, {'O', 0x9F, control}, ""},
-    {"Save Bank...", saveBankTag, {0, 0, 0}, ""},
-    {"Load Bank...", loadBankTag, {0, 0, 0}, ""},
-    {separator, 0, {0, 0, 0}, ""},
-    {"Reset MIDI", resetMidiTag, {'R', 0xA2, control}, ""},
-    {separator, 0, {0, 0, 0}, ""},
-    {"Quit", GApplication::quitTag, {'Q', 0xA1, control}, "quit item"},
+    {&globalTexts::preferences, preferencesTag, {0, 0x28, control}, "preferences item"},
+    {nullptr, 0, {0, 0, 0}, ""},
+    {&globalTexts::saveProgram, saveProgramTag, {'S', 0xA3, control}, ""},
+    {&globalTexts::loadProgram, loadProgramTag, {'O', 0x9F, control}, ""},
+    {&globalTexts::saveBank, saveBankTag, {0, 0, 0}, ""},
+    {&globalTexts::loadBank, loadBankTag, {0, 0, 0}, ""},
+    {nullptr, 0, {0, 0, 0}, ""},
+    {&globalTexts::resetMidi, resetMidiTag, {'R', 0xA2, control}, ""},
+    {nullptr, 0, {0, 0, 0}, ""},
+    {&globalTexts::quit, GApplication::quitTag, {'Q', 0xA1, control}, "quit item"},
 };
 
 constexpr EntryRow helpEntries[] = {
-    {"Quillmore Home Page", homePageTag, {0, 0, 0}, ""},
-    {"Users Forum", usersForumTag, {0, 0, 0}, ""},
-    {"Product Updates", updatesTag, {0, 0, 0}, ""},
+    {&globalTexts::homePage, homePageTag, {0, 0, 0}, ""},
+    {&globalTexts::forum, usersForumTag, {0, 0, 0}, ""},
+    {&globalTexts::updates, updatesTag, {0, 0, 0}, ""},
 };
 
 struct PageRow {
@@ -82,10 +81,14 @@ private:
   UFileDialog dialog_;
 };
 
+/// With keys for titles: the menu bar translates them when it comes into its window.
 void addEntries(UMenu& menu, std::span<const EntryRow> rows)
 {
   for (const EntryRow& row : rows)
-    menu.add(row.title, row.tag, row.key, row.name);
+    if (row.title)
+      menu.add(row.title->key(), row.tag, row.key, row.name);
+    else
+      menu.addSeparator();
 }
 
 } // namespace
@@ -94,11 +97,11 @@ void OrbiPlayerApplication::buildMenuBar()
 {
   if (!desktop())
     return;
-  auto file = make<UMenu>("File", "File");
+  auto file = make<UMenu>(globalTexts::file.key(), "File");
   addEntries(*file, fileEntries);
   file->setStyle(file->style() | UMenu::stylePlacesItems);
   fileMenu_ = file.get();
-  auto help = make<UMenu>("Help", "Help");
+  auto help = make<UMenu>(globalTexts::help.key(), "Help");
   addEntries(*help, helpEntries);
   auto bar = make<UMenuBar>();
   bar->add(std::move(file));
@@ -122,21 +125,20 @@ void OrbiPlayerApplication::extendMenus()
   if (!menuBar())
     return;
   if (fileMenu_ && pluginAnswers(orbHasDefaultBank))
-    fileMenu_->insert(
-        fileMenu_->indexOf(saveBankTag) + 1,
-        make<UMenuItem>(UTranslator::text("Save as Default Bank"), saveDefaultBankTag));
+    fileMenu_->insert(fileMenu_->indexOf(saveBankTag) + 1,
+                      make<UMenuItem>(globalTexts::saveAsDefaultBank.text(), saveDefaultBankTag));
   UMenu* help = menuBar()->findMenu("Help");
   if (!help)
     return;
   if (pluginAnswers(orbHasHelp)) {
-    help->insert(0, make<UMenuItem>(UTranslator::text("Help..."), helpTag));
+    help->insert(0, make<UMenuItem>(globalTexts::helpItem.text(), helpTag));
     help->insert(1, make<UMenuItem>());
   }
   if (pluginAnswers(orbHasAbout)) {
     help->addSeparator();
     const std::string& name = plugin_->name();
-    help->add(UTranslator::filled("About %s", name.empty() ? "OrbiPlayer" : name), aboutTag, {},
-              "about item");
+    help->add(UTranslator::filled(globalTexts::about.key(), name.empty() ? "OrbiPlayer" : name),
+              aboutTag, {}, "about item");
   }
 }
 

@@ -1,10 +1,8 @@
 #include "foundation/attributes.h"
-#include "foundation/buffer.h"
-#include "foundation/memory_stream.h"
+#include "foundation/binary_block.h"
 #include "foundation/uid_object.h"
 
 #include <cstring>
-#include <optional>
 #include <unordered_set>
 
 // The operations that FAttributes offers to those who know only the interface.
@@ -15,23 +13,6 @@ namespace {
 
 constexpr int32_t success = 0;
 constexpr int32_t failure = 1;
-
-/// Bytes of a binary value, whichever object holds them.
-struct Block {
-  const void* data = nullptr;
-  int64_t size = 0;
-};
-
-std::optional<Block> blockOf(CmObject* object)
-{
-  if (auto* stream = castTo<FMemoryStream>(object))
-    return Block{stream->data(), stream->size()};
-  if (auto* buffer = castTo<CmBuffer>(object))
-    return Block{buffer->buffer.data(), buffer->buffer.used()};
-  if (auto* buffer = castTo<FAttrBuffer>(object))
-    return Block{buffer->data, buffer->size};
-  return std::nullopt;
-}
 
 /// What stands for an interface among values: the object behind it, or an adapter. Null stays null.
 Ref<CmObject> storable(FUnknown* unknown)
@@ -191,7 +172,7 @@ int32_t FAttributes::rewindAllLists()
 
 int32_t FAttributes::getBinary(const char* key, void* buffer, int64_t size) const
 {
-  std::optional<Block> block = blockOf(getObject(key));
+  const std::optional<BinaryBlock> block = binaryBlockOf(getObject(key));
   if (!block || size < 0 || size > block->size || (size > 0 && !buffer))
     return failure;
   if (size > 0)
@@ -201,7 +182,7 @@ int32_t FAttributes::getBinary(const char* key, void* buffer, int64_t size) cons
 
 int64_t FAttributes::getBinarySize(const char* key) const
 {
-  return blockOf(getObject(key)).value_or(Block{}).size;
+  return binaryBlockOf(getObject(key)).value_or(BinaryBlock{}).size;
 }
 
 } // namespace orbi

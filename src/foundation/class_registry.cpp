@@ -19,17 +19,9 @@ struct ClassView {
   CreateClassView create;
 };
 
-std::vector<ClassFactory>& classFactories()
-{
-  static std::vector<ClassFactory> factories;
-  return factories;
-}
-
-std::vector<ClassView>& classViews()
-{
-  static std::vector<ClassView> views;
-  return views;
-}
+// Filled from the application's start on.
+constinit std::vector<ClassFactory> classFactories;
+constinit std::vector<ClassView> classViews;
 
 // Filled by static initialisers of many files, so it is made on the first addition.
 std::vector<DeferredRegistration::Function>* deferredFunctions = nullptr;
@@ -67,6 +59,8 @@ void CmClassRegistry::insert(CmClassInfo& info)
 
 void CmClassRegistry::destroyInstance()
 {
+  classFactories.clear();
+  classViews.clear();
   delete std::exchange(instance_, nullptr);
 }
 
@@ -87,12 +81,12 @@ Ref<CmObject> CmClassRegistry::createObject(const char* name) const
 
 void registerClassFactory(const FUID& id, CmClassInfo::Create create)
 {
-  classFactories().emplace_back(id, create);
+  classFactories.emplace_back(id, create);
 }
 
 Ref<CmObject> createByUID(const FUID& id)
 {
-  for (const ClassFactory& factory : classFactories())
+  for (const ClassFactory& factory : classFactories)
     if (factory.id == id)
       return Ref<CmObject>::adopt(factory.create());
   return nullptr;
@@ -100,15 +94,15 @@ Ref<CmObject> createByUID(const FUID& id)
 
 void registerClassView(const char* className, CreateClassView create)
 {
-  classViews().push_back({className, create});
+  classViews.push_back({className, create});
 }
 
 Ref<CmObject> createViewFor(CmObject* object)
 {
-  if (!object || classViews().empty())
+  if (!object || classViews.empty())
     return nullptr;
   for (const CmClassInfo* info = object->getClassInfo(); info; info = info->parent())
-    for (const ClassView& view : classViews())
+    for (const ClassView& view : classViews)
       if (std::strcmp(view.className, info->name()) == 0)
         return Ref<CmObject>::adopt(view.create(object));
   return nullptr;

@@ -43,7 +43,7 @@ class CmClassRegistry {
 public:
   static CmClassRegistry* instance() { return instance_; }
   static void insert(CmClassInfo& info);
-  static void destroyInstance(); ///< last clean-up step of the process
+  static void destroyInstance(); ///< last clean-up step of the process; the tables below, too
 
   const CmClassInfo* findClass(const char* name) const; ///< null when there is none
   Ref<CmObject> createObject(const char* name) const;   ///< null for unknown and abstract classes

@@ -77,7 +77,6 @@ public:
   void append(std::string_view text) { text_.append(text); }
   void appendNumber(int64_t number, int width = 0); ///< padded with zeros to width digits
   void format(const char* pattern, ...) __attribute__((format(printf, 2, 3)));
-  void formatArguments(const char* pattern, va_list arguments);
 
   /// -1, 0, 1 or a difference; null compares as empty.
   int compare(const char* text, TextCompare mode) const;
@@ -96,6 +95,8 @@ public:
   static inline bool comparesBytes = true; ///< the flag of TextCompare::byFlag
 
 private:
+  void formatArguments(const char* pattern, va_list arguments);
+
   FText text_;
 };
 

@@ -1,5 +1,6 @@
 #include "persist/binary_object_writer.h"
 
+#include "foundation/binary_block.h"
 #include "persist/binary_object_file.h"
 
 #include <cstring>
@@ -269,7 +270,7 @@ bool BinaryObjectWriter::writeObjectValue(CmObject* object)
 
 bool BinaryObjectWriter::writeBytes(CmObject* object)
 {
-  const BinaryBlock block = binaryBlockOf(object);
+  const BinaryBlock block = binaryBlockOf(object).value_or(BinaryBlock{});
   out_.putNumber(static_cast<uint16_t>(binaryTagBytes));
   out_.putNumber(static_cast<uint32_t>(block.size));
   out_.put({reinterpret_cast<const char*>(block.data), static_cast<size_t>(block.size)});

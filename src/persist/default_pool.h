@@ -52,7 +52,6 @@ public:
   static std::string oldSettingsPath(const std::string& company, const std::string& product,
                                      int32_t form);
   void finishLoading();
-  bool isLoaded() const { return loaded_; }
 
   // End
 

@@ -10,6 +10,7 @@ public:
   UGlobalText(const UGlobalText&) = delete;
 
   const char* text();
+  const char* key() const { return key_; }
   bool isTranslated() const { return translated_; }
 
 private:

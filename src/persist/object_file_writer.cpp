@@ -1,5 +1,6 @@
 #include "persist/object_file_writer.h"
 
+#include "foundation/binary_block.h"
 #include "persist/xml_entities.h"
 #include "persist/xml_parser.h"
 
@@ -248,7 +249,7 @@ void ObjectFileWriter::writeBinary(CmObject* object, std::string_view key, int d
 {
   startLine(depth, "bin", key);
   endLine(">");
-  BinaryBlock block = binaryBlockOf(object);
+  BinaryBlock block = binaryBlockOf(object).value_or(BinaryBlock{});
   for (auto left = static_cast<size_t>(block.size); left > 0;) {
     const size_t count = std::min(left, bytesPerLine);
     out_.put('\t', indentLevels(depth) + 1);

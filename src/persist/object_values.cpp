@@ -38,17 +38,6 @@ ObjectSort sortOf(const CmObject* object)
   return ObjectSort::object;
 }
 
-BinaryBlock binaryBlockOf(CmObject* object)
-{
-  if (auto* stream = castTo<FMemoryStream>(object))
-    return {stream->data(), stream->size()};
-  if (auto* buffer = castTo<CmBuffer>(object))
-    return {buffer->buffer.data(), buffer->buffer.used()};
-  if (auto* buffer = castTo<FAttrBuffer>(object))
-    return {static_cast<const uint8_t*>(buffer->data), buffer->size};
-  return {};
-}
-
 StoredObject storedForm(const CmObject& object)
 {
   const CmObject* source = &object;

@@ -30,12 +30,6 @@ inline bool isList(ObjectSort sort)
   return sort >= ObjectSort::intList && sort <= ObjectSort::subList;
 }
 
-struct BinaryBlock {
-  const uint8_t* data = nullptr;
-  int64_t size = 0;
-};
-BinaryBlock binaryBlockOf(CmObject* object); ///< empty for other objects
-
 /// What a file says of an object: its class, or the nearest registered one, and its attributes.
 struct StoredObject {
   const char* className = nullptr;

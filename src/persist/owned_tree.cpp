@@ -1,5 +1,6 @@
 #include "persist/owned_tree.h"
 
+#include "foundation/binary_block.h"
 #include "foundation/memory_stream.h"
 #include "persist/object_values.h"
 #include "persist/reference_graph.h"
@@ -130,7 +131,7 @@ private:
     if (isSole && object.isA(FMemoryStream::className) &&
         static_cast<FMemoryStream&>(object).ownsBuffer())
       return Ref<CmObject>::share(&object);
-    const BinaryBlock block = binaryBlockOf(&object);
+    const BinaryBlock block = binaryBlockOf(&object).value_or(BinaryBlock{});
     auto own = make<FMemoryStream>();
     own->write(block.data, block.size);
     own->trimCapacity();
