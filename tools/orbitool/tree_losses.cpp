@@ -1,5 +1,6 @@
 #include "orbitool/tree_losses.h"
 
+#include "foundation/binary_block.h"
 #include "orbitool/readable.h"
 #include "persist/object_values.h"
 
@@ -146,8 +147,8 @@ private:
 
   void compareBinaries(CmObject* object, CmObject* other, const std::string& label)
   {
-    const BinaryBlock a = binaryBlockOf(object);
-    const BinaryBlock b = binaryBlockOf(other);
+    const BinaryBlock a = binaryBlockOf(object).value_or(BinaryBlock{});
+    const BinaryBlock b = binaryBlockOf(other).value_or(BinaryBlock{});
     if (a.size != b.size ||
         (a.size > 0 && std::memcmp(a.data, b.data, static_cast<size_t>(a.size)) != 0))
       lose(label, "comes back with other bytes");

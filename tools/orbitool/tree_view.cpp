@@ -1,5 +1,6 @@
 #include "orbitool/tree_view.h"
 
+#include "foundation/binary_block.h"
 #include "orbitool/readable.h"
 #include "persist/object_values.h"
 
@@ -172,7 +173,7 @@ void TreeView::openInstance(std::string_view head, CmObject& object, int64_t id,
 
 void TreeView::printBinary(std::string_view head, CmObject* object, int64_t depth)
 {
-  const BinaryBlock block = binaryBlockOf(object);
+  const BinaryBlock block = binaryBlockOf(object).value_or(BinaryBlock{});
   printBytes(startLine(out_, depth) << "binary" << head,
              {reinterpret_cast<const char*>(block.data), static_cast<size_t>(block.size)});
 }
