@@ -1,3 +1,4 @@
+#include "foundation/attributes.h"
 #include "ui/fake_windows.h"
 #include "ui/menus/menu.h"
 #include "ui/menus/menu_window.h"
@@ -98,6 +99,33 @@ TEST_F(WindowTest, state_that_the_style_lacks_is_taken_back_at_once)
   EXPECT_EQ(window->state() & ~uint32_t(UWindow::stateOffscreen), UWindow::stateMaximized);
   window->minimize();
   EXPECT_TRUE(window->isMaximized());
+}
+
+TEST_F(WindowTest, is_minimized_no_more_whichever_way_it_comes_back)
+{
+  using platform::WindowState;
+  window->setName("Document");
+  window->setStyle(rememberingStyle);
+  FakeWindow& native = fake(*window);
+  for (const WindowState before : {WindowState::normal, WindowState::maximized})
+    for (const WindowState after : {WindowState::maximized, WindowState::normal}) {
+      native.setState(before);
+      native.setState(WindowState::minimized);
+      EXPECT_EQ(window->property("window.minimize")->getInt(), 1);
+      EXPECT_EQ(desktop().windowAt({110, 110}), nullptr);
+      native.setState(after);
+      EXPECT_EQ(window->isMaximized(), after == WindowState::maximized);
+      EXPECT_FALSE(window->isMinimized());
+      EXPECT_EQ(window->property("window.minimize")->getInt(), 0);
+      EXPECT_EQ(desktop().windowAt({110, 110}), window.get());
+    }
+  native.setState(WindowState::minimized);
+  native.setState(WindowState::maximized);
+  window->closeNow();
+  const auto* stored = castTo<FAttributes>(defaults.getGroup("Window")->getObject("Document"));
+  ASSERT_TRUE(stored);
+  EXPECT_EQ(stored->getInt("Maximized"), 1);
+  EXPECT_EQ(stored->getInt("Minimized"), 0);
 }
 
 TEST_F(Windows, size_grip_and_status_area_follow_each_resize)

@@ -32,11 +32,14 @@ void UWindow::onResize(const Rect& client)
   applySize(former);
 }
 
-/// A state that the style doesn't allow is taken back.
+/// A state that the style doesn't allow is taken back. One that is minimized keeps in mind that it
+/// was maximized.
 void UWindow::onState(platform::WindowState state)
 {
+  if (state != platform::WindowState::minimized)
+    state_ &= ~uint32_t(stateMinimized);
   if (state == platform::WindowState::normal)
-    state_ &= ~uint32_t(stateMaximized | stateMinimized);
+    state_ &= ~uint32_t(stateMaximized);
   else if (state == platform::WindowState::maximized && hasStyle(styleMaximize))
     enterState(stateMaximized, "MsgWindowWillMaximize", "MsgWindowMaximized");
   else if (state == platform::WindowState::minimized &&
