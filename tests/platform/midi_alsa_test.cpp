@@ -1,10 +1,14 @@
 #ifdef ORBI_HAVE_ALSA
 
+#include "platform/linux/midi_alsa_departures.h"
 #include "platform/linux/midi_alsa_event.h"
+#include "platform/linux/midi_alsa_ports.h"
 #include "platform/midi_ear.h"
 #include "platform/midi_input_stream.h"
 
 #include <gtest/gtest.h>
+
+#include <set>
 
 using namespace orbi::platform;
 
@@ -89,6 +93,70 @@ TEST(AlsaEvents, every_short_message_survives_the_way_there_and_back)
       ASSERT_EQ(alsaEventOfBytes(message, event), !message.empty()) << status;
       EXPECT_EQ(message.empty() ? "" : decoded(event), hex(message));
     }
+}
+
+/// ALSA's library where there is no sequencer: a client without a handle, and as many connections
+/// of its ports as a test says.
+struct Sequencer {
+  static inline int listeners = 0;
+  AlsaLibrary library;
+
+  Sequencer()
+  {
+    EXPECT_TRUE(library.load());
+    library.snd_seq_open = [](snd_seq_t**, const char*, int, int) { return 0; };
+    library.snd_seq_set_client_name = [](snd_seq_t*, const char*) { return 0; };
+    library.snd_seq_set_client_pool_input = [](snd_seq_t*, std::size_t) { return 0; };
+    library.snd_seq_set_client_pool_output = [](snd_seq_t*, std::size_t) { return 0; };
+    library.snd_seq_set_input_buffer_size = [](snd_seq_t*, std::size_t) { return 0; };
+    library.snd_seq_get_port_info = [](snd_seq_t*, int, snd_seq_port_info_t*) { return 0; };
+    library.snd_seq_port_info_get_read_use = [](const snd_seq_port_info_t*) { return listeners; };
+    library.snd_seq_close = [](snd_seq_t*) { return 0; };
+  }
+};
+
+TEST(AlsaPorts, output_whose_connection_somebody_took_away_is_lost_but_never_the_programs_own)
+{
+  const Sequencer sequencer;
+  DoneCounter done;
+  auto client = AlsaClient::open(sequencer.library, "Tester");
+  ASSERT_NE(client, nullptr);
+  AlsaOutput own({client.get(), 0, nullptr, [] {}}, false, done);
+  auto other = AlsaClient::open(sequencer.library, "Tester");
+  const AlsaClient* borrowed = other.get();
+  AlsaOutput connected({borrowed, 0, std::move(other), [] {}}, false, done);
+  for (const int listeners : {1, 0, 1}) {
+    Sequencer::listeners = listeners;
+    EXPECT_EQ(connected.isLost(), listeners == 0);
+    EXPECT_FALSE(own.isLost()) << "whoever likes may come back";
+  }
+}
+
+TEST(AlsaPorts, port_is_another_one_after_it_went_and_under_another_number)
+{
+  AlsaDepartures departures;
+  std::set<std::uint64_t> generations;
+  const auto isAnother = [&](int client, int port) {
+    return generations.insert(departures.generation(client, port)).second;
+  };
+  const auto leaves = [&](int type, std::uint8_t client, std::uint8_t port) {
+    snd_seq_event_t event{};
+    event.type = static_cast<std::uint8_t>(type);
+    event.data.addr = {client, port};
+    departures.note(&event);
+  };
+  EXPECT_TRUE(isAnother(128, 0));
+  EXPECT_TRUE(isAnother(129, 0)) << "of a program that came back";
+  EXPECT_TRUE(isAnother(129, 1));
+  EXPECT_TRUE(isAnother(191, 253));
+  leaves(SND_SEQ_EVENT_PORT_EXIT, 129, 0);
+  EXPECT_TRUE(isAnother(129, 0));
+  EXPECT_FALSE(isAnother(129, 1) || isAnother(128, 0));
+  leaves(SND_SEQ_EVENT_CLIENT_EXIT, 129, 0);
+  EXPECT_TRUE(isAnother(129, 0));
+  EXPECT_TRUE(isAnother(129, 1));
+  departures.note(nullptr); // any may have gone
+  EXPECT_TRUE(isAnother(128, 0));
 }
 
 } // namespace

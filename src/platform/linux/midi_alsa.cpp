@@ -1,13 +1,14 @@
 #ifdef ORBI_HAVE_ALSA
 
 #include "platform/clock.h"
+#include "platform/linux/midi_alsa_departures.h"
 #include "platform/linux/midi_alsa_ports.h"
 #include "platform/linux/midi_families.h"
 #include "platform/midi_change_notice.h"
 #include "platform/midi_port_names.h"
 
-#include <map>
-#include <mutex>
+#include <array>
+#include <atomic>
 #include <utility>
 
 namespace orbi::platform {
@@ -21,38 +22,6 @@ constexpr std::int64_t retryInterval =
 constexpr unsigned canBeRead = SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ;
 constexpr unsigned canBeWritten = SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE;
 constexpr unsigned hidden = SND_SEQ_PORT_CAP_NO_EXPORT;
-
-/// How often each port went, so that one that is back when somebody looks isn't taken for the one
-/// that was there. Any thread.
-class AlsaDepartures {
-public:
-  void note(const snd_seq_event_t* event) ///< an announcement; null when some were lost
-  {
-    const std::lock_guard guard(mutex_);
-    if (event == nullptr)
-      ++all_; // it may have been any
-    else if (event->type == SND_SEQ_EVENT_CLIENT_EXIT)
-      ++ports_[{event->data.addr.client, wholeClient}];
-    else if (event->type == SND_SEQ_EVENT_PORT_EXIT)
-      ++ports_[{event->data.addr.client, event->data.addr.port}];
-  }
-  std::uint64_t count(int client, int port)
-  {
-    const std::lock_guard guard(mutex_);
-    std::uint64_t count = all_;
-    for (const int one : {port, wholeClient})
-      if (const auto found = ports_.find({client, one}); found != ports_.end())
-        count += found->second;
-    return count;
-  }
-
-private:
-  static constexpr int wholeClient = -1;
-
-  std::mutex mutex_;
-  std::uint64_t all_ = 0;
-  std::map<std::pair<int, int>, std::uint64_t> ports_; // of the few numbers that the kernel has
-};
 
 class AlsaMidi final : public MidiSystem {
 public:
@@ -98,6 +67,8 @@ private:
   void collectPorts(Direction& direction, int client, const char* clientName,
                     std::vector<MidiPortNamer::Port>& ports);
   bool open(Direction& direction, std::size_t index, AlsaOpenPort& opened);
+  void noteInput(AlsaOpenPort& opened);
+  void noteOutput(AlsaOpenPort& opened);
 
   const std::string instrumentName_;
   MidiChangeNotice notice_;
@@ -108,6 +79,8 @@ private:
   std::unique_ptr<AlsaClock> clock_; // of all input
   int connectedInputs_ = 0;          // that the program has open
   AlsaDepartures departures_;
+  // Which clients are those of open outputs. A sign that comes late is made good by the next look.
+  std::array<std::atomic<bool>, 256> isOutput_{};
   Direction inputs_{canBeRead, canBeWritten, " In", "from ", {}, {}, {}};
   Direction outputs_{canBeWritten, canBeRead, " Out", "to ", {}, {}, {}};
   bool scanned_ = false;
@@ -153,13 +126,16 @@ void AlsaMidi::watch()
   watcher_->start("MIDI ports");
 }
 
-/// Of the virtual input; all connections are announced. The watcher's thread.
+/// Of the virtual input, or one that an output loses; all connections are announced. The watcher's
+/// thread.
 bool AlsaMidi::isOwnConnection(const snd_seq_event_t& event) const
 {
+  const bool isEnd = event.type == SND_SEQ_EVENT_PORT_UNSUBSCRIBED;
+  if (!isEnd && event.type != SND_SEQ_EVENT_PORT_SUBSCRIBED)
+    return false;
   const snd_seq_addr_t& to = event.data.connect.dest;
-  return (event.type == SND_SEQ_EVENT_PORT_SUBSCRIBED ||
-          event.type == SND_SEQ_EVENT_PORT_UNSUBSCRIBED) &&
-         to.client == client_->id() && to.port == inputs_.virtualPort;
+  return (to.client == client_->id() && to.port == inputs_.virtualPort) ||
+         (isEnd && isOutput_[event.data.connect.sender.client].load(std::memory_order_relaxed));
 }
 
 void AlsaMidi::followConnections()
@@ -245,7 +221,7 @@ void AlsaMidi::collectPorts(Direction& direction, int client, const char* client
     const unsigned type = library_.snd_seq_port_info_get_type(info);
     ports.push_back({std::to_string(client) + ":" + std::to_string(port),
                      midiPortName(clientName, library_.snd_seq_port_info_get_name(info))});
-    direction.found.push_back({"", false, departures_.count(client, port), clientName});
+    direction.found.push_back({"", false, departures_.generation(client, port), clientName});
     direction.addresses.push_back({client, port, (type & SND_SEQ_PORT_TYPE_HARDWARE) != 0});
   }
   library_.snd_seq_port_info_free(info);
@@ -280,17 +256,31 @@ bool AlsaMidi::open(Direction& direction, std::size_t index, AlsaOpenPort& opene
   opened.client = own.get();
   opened.port = port;
   opened.own = std::move(own);
-  opened.closed = [] {};
-  opened.lost = [this] { notice_.changed(); };
-  if (isInput) {
-    ++connectedInputs_;
-    opened.closed = [this] {
-      --connectedInputs_;
-      followConnections();
-    };
-    followConnections();
-  }
+  if (isInput)
+    noteInput(opened);
+  else
+    noteOutput(opened);
   return true;
+}
+
+/// Reads, and so hears itself of what becomes of its connection.
+void AlsaMidi::noteInput(AlsaOpenPort& opened)
+{
+  opened.lost = [this] { notice_.changed(); };
+  opened.closed = [this] {
+    --connectedInputs_;
+    followConnections();
+  };
+  ++connectedInputs_;
+  followConnections();
+}
+
+/// Reads nothing; the watcher hears for it.
+void AlsaMidi::noteOutput(AlsaOpenPort& opened)
+{
+  std::atomic<bool>& isOutput = isOutput_[opened.client->id() & 0xFF];
+  opened.closed = [&isOutput] { isOutput.store(false, std::memory_order_relaxed); };
+  isOutput.store(true, std::memory_order_relaxed);
 }
 
 std::unique_ptr<MidiInputPort> AlsaMidi::openInput(std::size_t index, IMidiInputHandler& handler)

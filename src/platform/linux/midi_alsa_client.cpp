@@ -83,13 +83,22 @@ int AlsaClient::addPort(const std::string& name, unsigned capabilities, int queu
 
 bool AlsaClient::isWrittenTo(int port) const
 {
+  return isUsed(port, library_.snd_seq_port_info_get_write_use);
+}
+
+bool AlsaClient::isReadFrom(int port) const
+{
+  return isUsed(port, library_.snd_seq_port_info_get_read_use);
+}
+
+bool AlsaClient::isUsed(int port, UseCount count) const
+{
   snd_seq_port_info_t* info = nullptr;
   if (port < 0 || library_.snd_seq_port_info_malloc(&info) < 0)
     return false;
-  const bool isWritten = library_.snd_seq_get_port_info(handle_, port, info) >= 0 &&
-                         library_.snd_seq_port_info_get_write_use(info) > 0;
+  const bool isUsed = library_.snd_seq_get_port_info(handle_, port, info) >= 0 && count(info) > 0;
   library_.snd_seq_port_info_free(info);
-  return isWritten;
+  return isUsed;
 }
 
 } // namespace orbi::platform

@@ -18,17 +18,18 @@ namespace orbi::platform {
               snd_seq_connect_to) use(snd_seq_control_queue) use(snd_seq_create_port)              \
               use(snd_seq_drain_output) use(snd_seq_drop_input) use(snd_seq_event_input) use(      \
                   snd_seq_event_output_direct) use(snd_seq_get_port_info) use(snd_seq_open)        \
-                  use(snd_seq_poll_descriptors) use(snd_seq_port_info_free)                        \
-                      use(snd_seq_port_info_get_capability) use(snd_seq_port_info_get_name) use(   \
-                          snd_seq_port_info_get_port) use(snd_seq_port_info_get_type)              \
-                          use(snd_seq_port_info_get_write_use) use(snd_seq_port_info_malloc) use(  \
-                              snd_seq_port_info_set_capability) use(snd_seq_port_info_set_client)  \
-                              use(snd_seq_port_info_set_name) use(snd_seq_port_info_set_port)      \
-                                  use(snd_seq_port_info_set_timestamp_queue)                       \
-                                      use(snd_seq_port_info_set_timestamp_real)                    \
-                                          use(snd_seq_port_info_set_timestamping)                  \
-                                              use(snd_seq_port_info_set_type)                      \
-                                                  use(snd_seq_query_next_client)                   \
+                  use(snd_seq_poll_descriptors) use(snd_seq_port_info_free) use(                   \
+                      snd_seq_port_info_get_capability) use(snd_seq_port_info_get_name)            \
+                      use(snd_seq_port_info_get_port) use(snd_seq_port_info_get_type) use(         \
+                          snd_seq_port_info_get_read_use) use(snd_seq_port_info_get_write_use)     \
+                          use(snd_seq_port_info_malloc) use(snd_seq_port_info_set_capability)      \
+                              use(snd_seq_port_info_set_client) use(snd_seq_port_info_set_name)    \
+                                  use(snd_seq_port_info_set_port)                                  \
+                                      use(snd_seq_port_info_set_timestamp_queue)                   \
+                                          use(snd_seq_port_info_set_timestamp_real)                \
+                                              use(snd_seq_port_info_set_timestamping)              \
+                                                  use(snd_seq_port_info_set_type) use(             \
+                                                      snd_seq_query_next_client)                   \
                                                       use(snd_seq_query_next_port) use(            \
                                                           snd_seq_set_client_name)                 \
                                                           use(snd_seq_set_client_pool_input) use(  \
@@ -67,9 +68,14 @@ public:
   /// A port whose input is stamped by `queue` unless that is negative. Its number, or less than 0.
   int addPort(const std::string& name, unsigned capabilities, int queue);
 
-  bool isWrittenTo(int port) const; ///< whether anything is connected that may send to our port
+  // Whether anything is connected with our port, which
+  bool isWrittenTo(int port) const; ///< may send to it
+  bool isReadFrom(int port) const;  ///< hears what it sends
 
 private:
+  using UseCount = int (*)(const snd_seq_port_info_t*);
+  bool isUsed(int port, UseCount count) const;
+
   AlsaClient(const AlsaLibrary& library, snd_seq_t* handle) : library_(library), handle_(handle) {}
 
   const AlsaLibrary& library_;

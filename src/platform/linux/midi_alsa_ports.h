@@ -20,7 +20,7 @@ struct AlsaOpenPort {
   int port;                        ///< there
   std::unique_ptr<AlsaClient> own; ///< null for a virtual port, which is there all the time
   std::function<void()> closed;    ///< called at the end
-  std::function<void()> lost = {}; ///< of an own client: by the reading thread
+  std::function<void()> lost = {}; ///< of a connected input: by the reading thread
 };
 
 class AlsaInput final : public MidiInputPort {
@@ -84,6 +84,7 @@ public:
 
   bool shortMessage(std::uint32_t packed) override;
   bool longMessage(MidiBuffer& buffer) override;
+  bool isLost() override { return port_.own && !port_.own->isReadFrom(port_.port); }
 
 private:
   bool send(snd_seq_event_t& event);
