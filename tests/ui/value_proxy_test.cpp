@@ -37,6 +37,7 @@ TEST_F(Proxies, proxy_is_its_source_for_those_who_see_it)
   proxy->setSource(source.get());
   EXPECT_EQ(dependent.flushed(), Codes{1});
   EXPECT_EQ(proxy->getTag(), 7);
+  EXPECT_EQ(proxy->getTag2(), 7);
   proxy->setText("2*");
   proxy->setNormalizedEx(0.8f, true);
   EXPECT_EQ(source->getInt(), 8);

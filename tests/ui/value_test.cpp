@@ -192,6 +192,7 @@ TEST_F(Values, outside_object_hears_edits_when_it_listens_and_is_not_told_twice)
     EXPECT_EQ(outside.log, listens ? "begin update end " : "update update update ");
     EXPECT_EQ(outside.references, 0);
     EXPECT_EQ(value.getTag(), 3);
+    EXPECT_EQ(value.getTag2(), 3);
     auto copy = Ref<CmObject>::adopt(value.clone()); // shares the adapter
     value.setTarget(&target, 0);
     value.edit(true);

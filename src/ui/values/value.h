@@ -90,6 +90,7 @@ public:
   int32_t getMinInt() const override { return getMin(); }
   int32_t getMaxInt() const override { return getMax(); }
   void setTargetObject(IDependent* object, int32_t tag) override;
+  int32_t getTag2() const final { return getTag(); } ///< a proxy's, too
   int32_t getTag() const override { return tag_; }
   void setNotifyEx(bool on) override { setNotify(on); }
   void setEnabled(bool on) override { putVisibly(enabled, on); }

@@ -23,6 +23,7 @@ public:
   /// The object, borrowed, hears of changes that come through this interface; also of the edits,
   /// if it has IEditListener. Null for none.
   virtual void setTargetObject(IDependent* object, int32_t tag) = 0;
+  virtual int32_t getTag2() const = 0; ///< the same
   virtual int32_t getTag() const = 0;
   virtual void setNotifyEx(bool on) = 0;
   virtual void setEnabled(bool on) = 0;
