@@ -10,6 +10,7 @@ CM_REGISTER_ABSTRACT(PMidiOutSocket);
 namespace {
 
 constexpr uint8_t noteOffStatus = 0x80;
+constexpr uint8_t noteOnStatus = 0x90;
 constexpr uint8_t controllerStatus = 0xB0;
 constexpr uint8_t inertStatus = 0xFE; ///< active sensing, which changes nothing
 constexpr uint8_t allNotesOff = 123;
@@ -54,7 +55,8 @@ bool PMidiOutSocket::receive(PEvent& received)
   FGuard guard(queueLock_);
   const bool hasRoom = queue_.count() < mostQueued;
   enqueue(event);
-  if (hasRoom && beginsNote(event) && time > 0.0 && !(event.flags & eventNoAutoNoteOff))
+  if (hasRoom && event.getStatus() == noteOnStatus && time > 0.0 &&
+      !(event.flags & eventNoAutoNoteOff))
     queueNoteOff(event);
   countQueued();
   return true;

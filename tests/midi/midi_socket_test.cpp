@@ -155,7 +155,7 @@ TEST(MidiOutSocket, sends_at_once_without_a_time_and_otherwise_when_it_is_due)
   EXPECT_THAT(socket->take(), ElementsAre(Sent{0xB0, 7, 2, 2.0}, Sent{0xB0, 7, 3, 2.0}));
 }
 
-TEST(MidiOutSocket, note_with_a_length_ends_by_itself)
+TEST(MidiOutSocket, note_on_with_a_length_ends_by_itself)
 {
   auto socket = make<OutSocket>();
   PMidiEvent note = event(0x95, 60, 100, 1.0, 0.5);
@@ -165,9 +165,11 @@ TEST(MidiOutSocket, note_with_a_length_ends_by_itself)
   PMidiEvent endless = event(0x90, 62, 100, 1.0, 0.5);
   endless.flags |= eventNoAutoNoteOff;
   give(*socket, endless);
+  give(*socket, event(0x90, 63, 0, 1.0, 1.0)); // whatever its velocity
   socket->pump(10.0);
   EXPECT_THAT(socket->take(), ElementsAre(Sent{0x90, 61, 100, 0.0}, Sent{0x95, 60, 100, 1.0},
-                                          Sent{0x90, 62, 100, 1.0}, Sent{0x85, 60, 33, 1.5}));
+                                          Sent{0x90, 62, 100, 1.0}, Sent{0x90, 63, 0, 1.0},
+                                          Sent{0x85, 60, 33, 1.5}, Sent{0x80, 63, 0, 2.0}));
 }
 
 TEST(MidiOutSocket, all_notes_off_ends_what_sounds_and_forgets_what_would)
