@@ -214,9 +214,9 @@ public:
   virtual void invalidate(const Rect& rect) = 0;
   virtual void paintNow() = 0; ///< what is invalid, without waiting for the pass
 
-  /// All presses, moves and releases come here until `releasePointer`, with places outside of the
-  /// window as well. A press captures by itself until all buttons are up. `withKeys` also takes the
-  /// keys, which popups need as they are never active.
+  /// All presses, moves and releases come here until `releaseCapture`, with places outside of the
+  /// window as well. A press captures by itself until all buttons are up. `pointerAndKeys`
+  /// also takes the keys, which popups need as they are never active.
   enum class Capture { pointer, pointerAndKeys };
   virtual bool capture(Capture what) = 0; ///< false when someone else has them
   virtual void releaseCapture() = 0;
