@@ -93,6 +93,8 @@ void UWindowProc::windowActivated()
   Entry window{*this, UWindowMessageKind::activate};
   if (!window)
     return;
+  // Whatever windows the program has: the keys follow the window that is active, and one that is
+  // blocked must not get any.
   if (desktop_->isBlocked(*window))
     desktop_->flashModal();
   else
@@ -195,8 +197,8 @@ void UWindowProc::pointerLeft()
 void UWindowProc::buttonPressed(const platform::PointerEvent& raw)
 {
   Entry window{*this, UWindowMessageKind::buttonDown};
-  if (!window || (raw.modifiers & platform::superKey))
-    return;
+  if (!window || (raw.modifiers & (platform::superKey | platform::altKey)))
+    return; // the desktop's own, as for moving windows
   desktop_->toolTips().hide();
   if (desktop_->isBlocked(*window)) {
     desktop_->flashModal();
