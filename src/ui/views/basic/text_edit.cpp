@@ -73,19 +73,28 @@ void UTextEdit::load()
 void UTextEdit::setText(std::string_view text)
 {
   text_ = fitting(text, longest);
-  committed_ = text_;
+  committed_ = answer_ = text_;
   scroll_ = 0.0;
   select(text_.size(), text_.size());
 }
 
 void UTextEdit::valueChanged()
 {
-  if (!committing_ && value() && valueText() != committed_)
+  if (!committing_ && value() && valueText() != answer_)
     load();
   invalidate();
 }
 
 void UTextEdit::commit()
+{
+  if (!canEdit())
+    return;
+  tellValue();
+  if (valueText() != text_)
+    load();
+}
+
+void UTextEdit::tellValue()
 {
   if (text_ == committed_ || !canEdit())
     return;
@@ -98,16 +107,13 @@ void UTextEdit::commit()
   value()->setText(typed.c_str());
   endEdit();
   committing_ = false;
-  if (value() && valueText() != text_ && commit_ == Commit::atEnd)
-    load();
+  answer_ = valueText();
 }
 
 void UTextEdit::revert()
 {
   setText(std::string(committed_));
   selectAll();
-  if (const auto typed = typed_)
-    typed();
 }
 
 void UTextEdit::textChanged()
@@ -116,12 +122,9 @@ void UTextEdit::textChanged()
   showCaret();
   invalidate();
   if (commit_ == Commit::immediately)
-    commit();
-  const Ref<UView> kept = Ref<UView>::share(this);
+    tellValue();
   if (UWindow* owner = window())
     owner->command(*this, UWindow::commandForward);
-  if (const auto typed = typed_)
-    typed();
 }
 
 // Selection and editing

@@ -22,7 +22,6 @@ public:
   void setText(std::string_view text); ///< as if loaded: the value isn't told
   void setCommit(Commit commit) { commit_ = commit; }
   void setReadOnly(bool readOnly) { readOnly_ = readOnly; } ///< can be selected and copied
-  void setTyped(std::function<void()> typed) { typed_ = std::move(typed); } ///< after each change
   void setEntered(std::function<void()> entered) { entered_ = std::move(entered); } ///< by Return
   void commit(); ///< to the value, which may set it right
 
@@ -61,6 +60,7 @@ private:
 
   bool canEdit() const;
   void load();
+  void tellValue();
   void revert();
   void moveCaret(size_t to, bool extends);
   void erase(size_t to);
@@ -74,6 +74,7 @@ private:
 
   std::string text_;
   std::string committed_; ///< what Escape goes back to
+  std::string answer_;    ///< the value's text when it was told that
   size_t caret_ = 0;
   size_t anchor_ = 0;
   double scroll_ = 0.0; ///< units by which the text is moved to the left
@@ -82,7 +83,6 @@ private:
   bool focused_ = false;
   bool caretShown_ = false;
   bool committing_ = false;
-  std::function<void()> typed_;
   std::function<void()> entered_;
 };
 
