@@ -5,6 +5,7 @@
 #include "shared/realtime_watch.h"
 #include "studio/device.h"
 #include "studio/event.h"
+#include "studio/port_id.h"
 
 #include <functional>
 #include <gmock/gmock.h>
@@ -54,6 +55,25 @@ struct Held : Ref<Port> {
 };
 
 } // namespace
+
+TEST(PortID, names_may_hold_bars_and_are_what_the_outer_ones_part)
+{
+  const struct {
+    std::string_view id, device, port;
+    bool isWellFormed;
+  } cases[] = {{"I|Device|Port", "Device", "Port", true},
+               {"O|a|b|c", "a|b", "c", true},
+               {"O||", "", "", true},
+               {"I|Port", "", "Port", true},
+               {"X|Device|Port", "Device", "Port", false},
+               {"|", "", "", false},
+               {"", "", "", false}};
+  for (const auto& each : cases) {
+    EXPECT_EQ(isPortID(each.id), each.isWellFormed) << each.id;
+    EXPECT_EQ(deviceNameInPortID(each.id), each.device) << each.id;
+    EXPECT_EQ(portNameInPortID(each.id), each.port) << each.id;
+  }
+}
 
 TEST(Port, single_input_leaves_its_output_for_a_second_one)
 {

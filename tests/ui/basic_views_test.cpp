@@ -97,6 +97,25 @@ TEST_F(Edit, value_hears_at_the_end_and_escape_takes_back)
   EXPECT_EQ(value.string(), "newer");
 }
 
+TEST_F(Edit, value_that_hears_at_once_sets_the_text_right_at_the_end)
+{
+  UIntValue number{0, 0, 50};
+  UTextEdit& other = window->add(make<UTextEdit>(Rect{10, 50, 110, 74}, &number));
+  other.setCommit(UTextEdit::Commit::immediately);
+  for (const char* end : {"Return", "Tab"}) {
+    other.takeFocus();
+    system.type("7");
+    EXPECT_EQ(number.getInt(), 7);
+    system.type("5");
+    EXPECT_EQ(number.getInt(), 50);
+    application.runPasses();
+    EXPECT_EQ(other.text(), "75") << "while it is typed";
+    keys({end});
+    EXPECT_EQ(other.text(), "50");
+    window->setFocusView(nullptr);
+  }
+}
+
 TEST_F(Edit, pointer_selects_by_place_and_by_word)
 {
   const int32_t middleOfTwo = 15 + UGraphics::measure("one t", UTheme::instance().font).width;
@@ -187,6 +206,27 @@ TEST_F(BasicViews, long_work_shows_progress_until_it_is_cancelled)
   keys({"Escape"});
   EXPECT_FALSE(progress->step(1.0));
   EXPECT_FALSE(progress->isOpen());
+}
+
+TEST_F(BasicViews, label_stands_at_the_side_that_it_is_told)
+{
+  const auto image = system.graphics().makeImage({200, 30});
+  const Rect all{0, 0, 200, 30};
+  ULabel label(all, "Label");
+  const auto firstColumn = [&](platform::Justify justify) {
+    label.setJustify(justify);
+    std::ranges::fill(image->pixels(), 0u);
+    const auto canvas = system.graphics().makeCanvas(*image);
+    label.drawTree(*canvas, {&all, 1}, {});
+    size_t first = 200;
+    for (size_t i = 0; i < image->pixels().size(); ++i)
+      if (image->pixels()[i] != 0)
+        first = std::min(first, i % 200);
+    return first;
+  };
+  EXPECT_LT(firstColumn(platform::Justify::left), 10u);
+  EXPECT_GT(firstColumn(platform::Justify::center), 60u);
+  EXPECT_GT(firstColumn(platform::Justify::right), 130u);
 }
 
 TEST_F(BasicViews, every_view_draws_at_any_size_and_scale)

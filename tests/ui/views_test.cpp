@@ -34,6 +34,15 @@ TEST_F(Views, press_goes_to_the_front_view_that_is_shown_and_enabled)
   EXPECT_EQ(taken(), "front:leave back:down 40,40 back:up back:enter ");
 }
 
+TEST_F(Views, press_with_a_key_of_the_desktop_held_is_not_for_the_program)
+{
+  for (const uint32_t held : {platform::superKey, platform::altKey})
+    native.press({50, 50}, platform::leftButton, held | platform::shiftKey);
+  EXPECT_EQ(taken(), "");
+  native.press({50, 50}, platform::leftButton, platform::shiftKey | platform::controlKey);
+  EXPECT_EQ(taken(), "front:down 10,10 ");
+}
+
 TEST_F(Views, taken_pointer_stays_with_its_view_until_the_release)
 {
   native.press({15, 15});
@@ -174,6 +183,19 @@ TEST_F(Views, right_press_asks_the_view_before_the_windows_menu)
   own.takesMessages = false;
   fake(*menus).press({20, 20}, platform::rightButton);
   EXPECT_EQ(menus->asked, "own20");
+}
+
+TEST_F(Views, form_keeps_its_scheme)
+{
+  auto form = make<UBaseView>(Rect{0, 0, 10, 10});
+  auto scheme = make<LoggingView>("scheme", Rect{}, log);
+  form->setScheme(scheme.get());
+  const CmObject* before = scheme.get();
+  scheme = nullptr;
+  ASSERT_EQ(form->scheme(), before);
+  EXPECT_TRUE(form->scheme()->isA(LoggingView::className));
+  form->setScheme(nullptr);
+  EXPECT_EQ(form->scheme(), nullptr);
 }
 
 TEST_F(Views, edit_lasts_from_press_to_release_and_ends_with_whatever_ends_it)

@@ -70,6 +70,25 @@ TEST_F(Windows, close_box_asks_the_controller_and_closes_on_the_next_pass)
   EXPECT_TRUE(desktop().windows().empty());
 }
 
+TEST_F(Windows, controller_answers_the_names_that_it_was_given)
+{
+  UWindowController controller;
+  auto value = make<UIntValue>(1, 0, 9);
+  auto later = make<UIntValue>(2, 0, 9);
+  auto object = make<CmObject>();
+  controller.addObject("value", value.get());
+  controller.addObject("object", object.get());
+  CmString name;
+  EXPECT_EQ(controller.getValue("value"), value.get());
+  EXPECT_TRUE(controller.getValueName(value.get(), name) && name == "value");
+  EXPECT_EQ(controller.getObject("object"), object.get());
+  EXPECT_FALSE(controller.hasValue("object")) << "which isn't one";
+  EXPECT_FALSE(controller.hasValue("Value") || controller.hasValue(nullptr));
+  controller.addObject("value", later.get());
+  EXPECT_EQ(controller.getValue("value"), later.get());
+  EXPECT_FALSE(controller.getValueName(value.get(), name));
+}
+
 TEST_F(WindowTest, frame_that_closes_or_is_destroyed_ends_the_program)
 {
   desktop().setFrame(window.get());

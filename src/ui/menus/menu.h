@@ -78,7 +78,6 @@ public:
   UMenuItem& addSeparator();
   UMenuItem& addMenu(Ref<UMenu> menu);
   UMenuItem& insert(size_t index, Ref<UMenuItem> item); ///< beyond the end: at the end
-  void removeAll() { items_.clear(); }
   std::span<const Ref<UMenuItem>> items() const { return items_; }
   size_t indexOf(int32_t tag) const; ///< the number of entries for none
   UMenuItem* find(int32_t tag) const;

@@ -18,11 +18,7 @@ public:
 
   Size preferredSize() const override;
   int32_t topOf(size_t index) const; ///< in the menu as a whole
-  /// None when the entry has gone meanwhile.
-  std::optional<size_t> current() const
-  {
-    return current_ && *current_ < count() ? current_ : std::nullopt;
-  }
+  std::optional<size_t> current() const { return current_; }
   void setCurrent(std::optional<size_t> index); ///< an entry that can be chosen, or none
   /// From the current entry to the next that can be chosen, around the end; -1: upward.
   void step(int32_t by);
@@ -54,7 +50,6 @@ private:
   bool scrolls() const { return mostScroll() > 0; }
   void scrollTo(int32_t offset);
   void scrollToShow(size_t index);
-  void scrollByArrow(int32_t direction);
   void drawRow(Canvas& canvas, size_t index) const;
   void drawMarks(Canvas& canvas, const UMenuItem& item, const Rect& row,
                  platform::Color color) const;

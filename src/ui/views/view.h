@@ -60,7 +60,6 @@ public:
   Size size() const { return rect_.size(); }
   virtual void setRect(const Rect& rect); ///< children follow by their attachment
   void moveTo(Point origin) { setRect(Rect::at(origin, size())); }
-  void resizeTo(Size size) { setRect(Rect::at(rect_.origin(), size)); }
   virtual Size preferredSize() const { return size(); } ///< that its contents ask for
   uint32_t attach() const { return attach_; }
   void setAttach(uint32_t mask) { attach_ = mask; }
