@@ -125,6 +125,17 @@ TEST_F(MenuTest, alt_with_a_letter_opens_the_menu_of_that_title_or_internal_name
   EXPECT_FALSE(system.key(Key('X'), "", platform::altKey));
 }
 
+TEST_F(MenuTest, alt_by_itself_begins_at_the_first_title_unless_it_was_held_for_a_press)
+{
+  for (const bool presses : {true, false}) {
+    system.key(Key::alt);
+    if (presses)
+      fake(*window).press({50, 60}, platform::leftButton, platform::altKey);
+    system.listener->keyReleased(fake(*window), {Key::alt, "", 0});
+    EXPECT_EQ(bar->current().has_value(), !presses);
+  }
+}
+
 TEST_F(MenuTest, shortcuts_choose_while_no_menu_is_open_unless_the_entry_cant_be_chosen)
 {
   EXPECT_TRUE(system.key(Key('O'), "", platform::controlKey));

@@ -96,6 +96,7 @@ public:
   bool routeKey(const UKeyCode& key); ///< a key-down along its chain; whether somebody took it
   bool routeKeyUp(const UKeyCode& key);
   const UKeyCode& lastKey() const { return lastKey_; } ///< that went down, unless a press followed
+  void forgetLastKey() { lastKey_ = {}; }
   static constexpr int32_t verticalAxis = 0;
   static constexpr int32_t horizontalAxis = 1;
   /// In the window system's steps, 120 a notch; what isn't a whole notch waits for the rest.

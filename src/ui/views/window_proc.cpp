@@ -197,8 +197,12 @@ void UWindowProc::pointerLeft()
 void UWindowProc::buttonPressed(const platform::PointerEvent& raw)
 {
   Entry window{*this, UWindowMessageKind::buttonDown};
-  if (!window || (raw.modifiers & (platform::superKey | platform::altKey)))
-    return; // the desktop's own, as for moving windows
+  if (!window)
+    return;
+  if (raw.modifiers & (platform::superKey | platform::altKey)) {
+    desktop_->forgetLastKey(); // Alt isn't by itself any more
+    return;                    // the desktop's own, as for moving windows
+  }
   desktop_->toolTips().hide();
   if (desktop_->isBlocked(*window)) {
     desktop_->flashModal();
