@@ -263,7 +263,7 @@ bool UMenuBar::walk(const UKeyCode& key)
   stop();
   if (title && openMenu(*title))
     window_->keyDown({0, keyArrowDown, 0});
-  return title || key.key == keyEscape || key.key == keyAlt || key.key == keyF1 + 9;
+  return title || key.key == keyEscape || key.key == keyAlt || key.key == keyF10;
 }
 
 bool UMenuBar::keyDown(const UKeyCode& key)
@@ -271,7 +271,7 @@ bool UMenuBar::keyDown(const UKeyCode& key)
   if (key.isOnly(platform::altKey))
     if (const auto title = titleBy(letterOf(key)))
       return openMenu(*title);
-  if (key.key == keyF1 + 9 && key.isOnly(0)) {
+  if (key.key == keyF10 && key.isOnly(0)) {
     begin();
     return true;
   }

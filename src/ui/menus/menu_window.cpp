@@ -138,13 +138,11 @@ void UMenuWindow::choose(size_t index)
 
 // Keys
 
-/// To the menu at the side, of which the bar knows; false without one.
-bool UMenuWindow::moveOn(int32_t step)
+/// To the menu at the side, of which the bar knows.
+void UMenuWindow::moveOn(int32_t step)
 {
-  UMenuOpener* opener = root().opener_;
-  if (opener)
+  if (UMenuOpener* opener = root().opener_)
     opener->openNeighbour(step);
-  return opener != nullptr;
 }
 
 void UMenuWindow::activateCurrent()
@@ -153,59 +151,64 @@ void UMenuWindow::activateCurrent()
     choose(*view_->current());
 }
 
+/// Into the current entry's menu, or to the one at the side.
+void UMenuWindow::goRight()
+{
+  const auto current = view_->current();
+  if (current && menu_->items()[*current]->subMenu())
+    openSubMenu(*current, true);
+  else
+    moveOn(1);
+}
+
+void UMenuWindow::goLeft()
+{
+  if (parent_)
+    parent_->closeSubMenu();
+  else
+    moveOn(-1);
+}
+
+void UMenuWindow::goBack()
+{
+  if (parent_)
+    parent_->closeSubMenu();
+  else
+    closeNow();
+}
+
+struct UMenuWindow::KeyRow {
+  uint8_t key;
+  void (*run)(UMenuWindow& own);
+};
+
+const UMenuWindow::KeyRow UMenuWindow::keyRows[] = {
+    {keyArrowUp, [](UMenuWindow& own) { own.view_->step(-1); }},
+    {keyArrowDown, [](UMenuWindow& own) { own.view_->step(1); }},
+    {keyHome, [](UMenuWindow& own) { own.view_->stepToEdge(-1); }},
+    {keyEnd, [](UMenuWindow& own) { own.view_->stepToEdge(1); }},
+    {keyArrowRight, [](UMenuWindow& own) { own.goRight(); }},
+    {keyArrowLeft, [](UMenuWindow& own) { own.goLeft(); }},
+    {keyReturn, [](UMenuWindow& own) { own.activateCurrent(); }},
+    {keyEnter, [](UMenuWindow& own) { own.activateCurrent(); }},
+    {keySpace, [](UMenuWindow& own) { own.activateCurrent(); }},
+    {keyEscape, [](UMenuWindow& own) { own.goBack(); }},
+    {keyAlt, [](UMenuWindow& own) { own.closeAll(); }}, // as they opened the menu bar
+    {keyF10, [](UMenuWindow& own) { own.closeAll(); }},
+};
+
+/// Takes every key: nothing else of the program hears any now.
 bool UMenuWindow::keyDown(const UKeyCode& key)
 {
   const Ref<UMenuWindow> kept = Ref<UMenuWindow>::share(this);
-  const auto current = view_->current();
-  const bool hasSub = current && menu_->items()[*current]->subMenu();
-  switch (key.key) {
-  case keyArrowUp:
-    view_->step(-1);
-    return true;
-  case keyArrowDown:
-    view_->step(1);
-    return true;
-  case keyHome:
-    view_->stepToEdge(-1);
-    return true;
-  case keyEnd:
-    view_->stepToEdge(1);
-    return true;
-  case keyArrowRight:
-    if (hasSub)
-      openSubMenu(*current, true);
-    else
-      moveOn(1);
-    return true;
-  case keyArrowLeft:
-    if (parent_)
-      parent_->closeSubMenu();
-    else
-      moveOn(-1);
-    return true;
-  case keyReturn:
-  case keyEnter:
-  case keySpace:
-    activateCurrent();
-    return true;
-  case keyEscape:
-    if (parent_)
-      parent_->closeSubMenu();
-    else
-      closeNow();
-    return true;
-  case keyAlt:
-  case keyF1 + 9: // as they opened the menu bar
-    closeAll();
-    return true;
-  default:
-    break;
-  }
+  const auto row = std::ranges::find(keyRows, key.key, &KeyRow::key);
+  if (row != std::end(keyRows))
+    row->run(*this);
   // One entry of that letter is chosen at once, of several the next becomes current.
-  if (key.character != 0 && !key.has(platform::controlKey) &&
-      view_->stepToLetter(key.character) == 1)
+  else if (key.character != 0 && !key.has(platform::controlKey) &&
+           view_->stepToLetter(key.character) == 1)
     activateCurrent();
-  return true; // nothing else of the program hears keys now
+  return true;
 }
 
 // Pointer

@@ -52,9 +52,15 @@ public:
   void closed() override;
 
 private:
+  struct KeyRow;
+  static const KeyRow keyRows[];
+
   static UMenuWindow* openAt(const Ref<UMenuWindow>& window, UWindow* owner, const Rect& place);
   UMenuWindow& root();
-  bool moveOn(int32_t step);
+  void moveOn(int32_t step);
+  void goRight();
+  void goLeft();
+  void goBack();
   void activateCurrent();
   void notePointer(Point screen);
 

@@ -44,6 +44,7 @@ enum UKey : uint8_t {
   keyDecimal,
   keyDivide,
   keyF1,
+  keyF10 = keyF1 + 9,
   keyF12 = keyF1 + 11,
   keyNumLock,
   keyScrollLock,
