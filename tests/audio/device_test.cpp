@@ -88,6 +88,7 @@ TEST_F(Device, a_step_that_fails_ends_opening_or_starting)
     driver[index].failing = failure.step;
     EXPECT_EQ(device.selectDriver(index), failure.opens) << failure.step;
     EXPECT_FALSE(device.start()) << failure.step;
+    EXPECT_EQ(device.errorMessage(), "step " + std::to_string(failure.step) + " fails");
     EXPECT_FALSE(device.isRunning());
     EXPECT_EQ(driver.takeCalls(index), failure.calls);
     EXPECT_TRUE(device.selectDriver(0)); // the way back is open each time
@@ -100,6 +101,7 @@ TEST_F(Device, a_block_size_that_no_buffer_can_have_is_refused)
   for (int frames : {0, -64, 1 << 30}) {
     driver->frames = frames;
     EXPECT_FALSE(device.selectDriver(0)) << frames;
+    EXPECT_NE(std::string(device.errorMessage()).find(std::to_string(frames)), std::string::npos);
   }
 }
 

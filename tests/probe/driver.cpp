@@ -68,9 +68,9 @@ int32_t driverVersion(LoomDriver*)
   return 7;
 }
 
-void errorMessage(LoomDriver*, char* text)
+void errorMessage(LoomDriver* self, char* text)
 {
-  std::strcpy(text, "as the script says");
+  std::snprintf(text, loomErrorBytes, "step %d fails", of(self).probe.failing);
 }
 
 void switchOnce(ProbeDriver& probe, int32_t half)
