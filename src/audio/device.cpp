@@ -276,6 +276,14 @@ bool LoomDevice::waitForDirectBlock() const
   return true;
 }
 
+/// Its buffers and code are in use yet: nothing of this driver is called or freed any more.
+void LoomDevice::abandonDriver()
+{
+  hung_ = true;
+  drivers_->abandonSelected();
+  loom::setCurrent(nullptr);
+}
+
 // ---- running ----
 
 bool LoomDevice::start()
@@ -304,21 +312,19 @@ void LoomDevice::keepErrorMessage()
 
 void LoomDevice::stop()
 {
-  if (running_ && loom::stop() != 0) {
+  const bool hasFailed = running_ && loom::stop() != 0;
+  if (hasFailed) {
     stopFailed_ = true;
     keepErrorMessage();
   }
   running_ = false;
   acceptsBlocks_.store(false, std::memory_order_release);
   RealtimeWorker::stop();
-  if (!hung_ && (wasAbandoned() || !waitForDirectBlock())) {
-    // Its buffers and code are in use yet: nothing of this driver is called or freed any more.
-    hung_ = true;
-    drivers_->abandonSelected();
-    loom::setCurrent(nullptr);
-  }
-  if (buffersCreated_)
-    loom::disposeBuffers();
+  if (!hung_ && (wasAbandoned() || !waitForDirectBlock()))
+    abandonDriver();
+  // A driver that didn't stop tells here whether it has done so in the meantime.
+  if (buffersCreated_ && loom::disposeBuffers() == loomBadMode && hasFailed)
+    abandonDriver();
   buffersCreated_ = false;
   freeBuffers();
   if (listener_)

@@ -305,6 +305,23 @@ TEST_F(Device, a_direct_block_that_does_not_return_takes_nothing_with_it)
   thread.join();
 }
 
+TEST_F(Device, a_driver_that_did_not_stop_is_released_in_order_or_not_at_all)
+{
+  for (int answer : {int(loomOk), int(loomBadMode)}) {
+    driver->failing = ProbeDriver::noStep;
+    ASSERT_TRUE(openAndStart());
+    driver->failing = ProbeDriver::atStop;
+    driver->disposeAnswer = answer;
+    driver.takeCalls();
+    bool isOver = answer == loomOk; // its last block came back in the meantime
+    EXPECT_EQ(device.selectDriver(1), isOver);
+    EXPECT_EQ(device.isHung(), !isOver);
+    EXPECT_EQ(driver.takeCalls(),
+              isOver ? "stop\ndisposeBuffers\nrelease\n" : "stop\ndisposeBuffers\n");
+    EXPECT_NE(driver->bufferCount > 0, isOver);
+  }
+}
+
 TEST_F(Device, a_reset_asked_for_on_any_thread_is_carried_out_by_the_check)
 {
   ASSERT_TRUE(openAndStart());

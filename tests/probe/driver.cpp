@@ -177,9 +177,12 @@ int32_t createBuffers(LoomDriver* self, LoomBufferInfo* infos, int32_t count, in
 
 int32_t disposeBuffers(LoomDriver* self)
 {
+  of(self).probe.calls.add("disposeBuffers");
+  if (of(self).probe.disposeAnswer != loomOk)
+    return of(self).probe.disposeAnswer;
   of(self).memory = {};
   of(self).probe.bufferCount = 0;
-  return answer(self, "disposeBuffers", ProbeDriver::noStep) == loomOk;
+  return loomOk;
 }
 
 int32_t controlPanel(LoomDriver* self)

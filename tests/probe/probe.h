@@ -97,6 +97,7 @@ struct ProbeDriver {
   double rateOnceSet = 48000.0; ///< what it tells after setSampleRate
   int type[loomMaxChannels] = {};
   Step failing = noStep;
+  int disposeAnswer = loomOk; ///< other than that keeps the buffers
   int outputReadyAnswer = loomNotPresent;
   bool nested = false; ///< switches again inside outputReady
   int direct = 1;
