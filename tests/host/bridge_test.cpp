@@ -195,8 +195,10 @@ TEST_F(Bridge, an_adding_plugin_finds_its_outputs_cleared)
 TEST_F(Bridge, a_fault_in_a_block_is_silence_from_then_on_and_the_rest_goes_on)
 {
   for (int place : {int(ProbePlugin::inProcess), int(opProcessEvents)})
-    for (ProbeFault fault : {probeThrows, probeBadAccess, probeBadArithmetic}) {
+    for (ProbeFault fault : {probeThrows, probeBadAccess, probeBadArithmetic, probeOverflow}) {
       HostRig rig;
+      rig.plugin->locks = true; // what it holds then is waited for by every other call
+      rig.plugin->needsIdleInEntry = true;
       ASSERT_TRUE(rig.start());
       rig.block();
       EXPECT_EQ(rig.sample(0, 0), rendered(0, 0));
@@ -210,8 +212,17 @@ TEST_F(Bridge, a_fault_in_a_block_is_silence_from_then_on_and_the_rest_goes_on)
       rig.block();
       EXPECT_EQ(rig.sample(0, 0), 0.0f);
       EXPECT_EQ(rig.plugin->blocks, blocks); // it isn't called any more
+      rig.plugin.takeCalls();
       rig.device->stop();
       EXPECT_TRUE(rig.device->start());
+      FMessage idle("Idle");
+      rig.loaded->handleMessage(idle);
+      rig.loaded->setParameter(0, 1.0f);
+      EXPECT_EQ(rig.loaded->parameter(0), 0.0f);
+      OrbRect rect{};
+      EXPECT_FALSE(rig.loaded->editorRect(rect));
+      rig.host->unloadAll();
+      EXPECT_EQ(rig.plugin.takeCalls(), "");
     }
 }
 
