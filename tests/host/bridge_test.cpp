@@ -164,6 +164,28 @@ TEST_F(Bridge, outputs_that_share_a_channel_are_summed_in_order)
   }
 }
 
+TEST_F(Bridge, a_sum_is_made_in_the_order_of_the_outputs)
+{
+  // In any other order the small one is lost.
+  const struct {
+    std::vector<float> levels;
+    std::vector<int> routes;
+  } cases[] = {{{0, 1e8f, -1e8f, 1}, {0, 0, 0, 0}},
+               {{0, 1e8f, 7, -1e8f, 1, 7}, {0, 0, 1, 0, 0, 1}},
+               {{0, 7, 1e8f, -1e8f, 7, 1}, {0, 1, 0, 0, 1, 0}},
+               {{0, 7, 1e8f, 7, -1e8f, 7, 1}, {0, 1, 0, 1, 0, 1, 0}}};
+  for (const auto& example : cases) {
+    HostRig rig;
+    rig.plugin->levels = example.levels.data();
+    rig.plugin->numOutputs = static_cast<int>(example.levels.size());
+    ASSERT_TRUE(rig.start());
+    for (int output = 0; output < rig.plugin->numOutputs; ++output)
+      rig.bridge->outputs().set(output, example.routes[size_t(output)]);
+    rig.block();
+    EXPECT_EQ(rig.sample(0, 0), 1.0f) << testing::PrintToString(example.routes);
+  }
+}
+
 TEST_F(Bridge, outputs_routed_to_nowhere_are_silent_and_harm_nobody)
 {
   plugin->numOutputs = 200;
