@@ -243,6 +243,7 @@ TEST_F(Bridge, a_fault_in_a_block_is_silence_from_then_on_and_the_rest_goes_on)
       EXPECT_EQ(rig.loaded->parameter(0), 0.0f);
       OrbRect rect{};
       EXPECT_FALSE(rig.loaded->editorRect(rect));
+      rig.close();
       rig.host->unloadAll();
       EXPECT_EQ(rig.plugin.takeCalls(), "");
     }
