@@ -47,7 +47,8 @@ struct DriverCalls {
     const uint32_t left = --of(self).references_;
     if (left == 0) {
       disposeBuffers(self);
-      delete &of(self);
+      if (!of(self).hasBuffers()) // else a block is under way in them, and all stays
+        delete &of(self);
     }
     return left;
   }
@@ -320,7 +321,8 @@ int32_t Driver::disposeBuffers()
   if (!hasBuffers() || host_.insideSwitch())
     return loomBadMode;
   const int32_t result = stop();
-  freeBuffers();
+  if (result != loomBadMode)
+    freeBuffers();
   return result;
 }
 

@@ -60,7 +60,9 @@ protected:
   virtual int32_t openBuffers() { return loomOk; } ///< outputs() and frames() are set
   virtual void closeBuffers() {} ///< nothing runs; also after a failed openBuffers
   virtual int32_t start() = 0;   ///< there are buffers
-  virtual int32_t stop() = 0;    ///< 0 when nothing runs
+  /// 0 when nothing runs; loomBadMode when a block doesn't come back, after which all stays as it
+  /// is for the next stop; another error tells of what was played, and nothing runs either.
+  virtual int32_t stop() = 0;
 
   // For those who override
   /// Keeps the words for getErrorMessage, cut to its length, and answers code.

@@ -59,16 +59,14 @@ int32_t ThreadedDriver::stop()
   return afterRun();
 }
 
-/// False when the thread has been in the host for so long that it can't be waited for. It is let
-/// go, and this object has to stay for it.
+/// False when the thread has been in the host for so long that it isn't waited for any longer. It
+/// may come back yet, so a later stop waits again.
 bool ThreadedDriver::waitForEnd()
 {
   const uint64_t limit = steadyNow() + longestBlock;
   while (!ended_.load(std::memory_order_acquire)) {
-    if (steadyNow() > limit && host().isSwitching()) {
-      thread_.detach();
+    if (steadyNow() > limit && host().isSwitching())
       return false;
-    }
     const timespec moment{0, nanosecondsPerSecond / 1000};
     clock_nanosleep(CLOCK_MONOTONIC, 0, &moment, nullptr);
   }

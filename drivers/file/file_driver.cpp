@@ -2,15 +2,12 @@
 #include "file/settings.h"
 #include "file/sound_file.h"
 
-#include <cmath>
 #include <string>
 #include <vector>
 
 namespace loom {
 
 namespace {
-
-constexpr double nanosecondsPerSecond = 1e9;
 
 /// Plays into a sound file or into nothing, in real time or as fast as the host can.
 class FileDriver final : public ThreadedDriver {
@@ -35,7 +32,7 @@ private:
   int32_t afterRun() override;
   void run() override;
   void write(int half);
-  uint64_t nanoseconds(uint64_t count) const; ///< how long that many frames last
+  uint64_t nanoseconds(uint64_t count) const { return nanosecondsOf(count, settings_.rate); }
 
   FileSettings settings_;
   SoundFileLibrary library_;
@@ -78,13 +75,6 @@ int32_t FileDriver::afterRun()
   if (!file_.finish(reason))
     return fail(loomNotPresent, "%s", reason.c_str());
   return loomOk;
-}
-
-uint64_t FileDriver::nanoseconds(uint64_t count) const
-{
-  const uint64_t rate = settings_.rate;
-  return count / rate * uint64_t(nanosecondsPerSecond) +
-         uint64_t(double(count % rate) * nanosecondsPerSecond / double(rate));
 }
 
 void FileDriver::run()

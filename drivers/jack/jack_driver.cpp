@@ -282,12 +282,13 @@ int32_t JackDriver::stop()
   const auto limit = std::chrono::steady_clock::now() + longestProcessWait;
   while (inProcess_.load() && std::chrono::steady_clock::now() < limit)
     std::this_thread::sleep_for(std::chrono::microseconds(100));
-  active_ = false;
-  if (inProcess_.load() && !serverGone_.load(std::memory_order_relaxed))
+  const bool isServerGone = serverGone_.load(std::memory_order_relaxed);
+  if (inProcess_.load() && !isServerGone)
     return fail(loomBadMode,
                 "the host doesn't come back from a block"); // to leave would wait for it
-  if (!serverGone_.load(std::memory_order_relaxed))
+  if (!isServerGone)
     jack_deactivate(client_);
+  active_ = false;
   return loomOk;
 }
 

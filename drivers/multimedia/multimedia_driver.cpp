@@ -91,7 +91,7 @@ private:
   void holdPace();
   void drain();
   void interleave(int half);
-  uint64_t nanoseconds(uint64_t count) const { return count * nanosecondsPerSecond / setup_.rate; }
+  uint64_t nanoseconds(uint64_t count) const { return nanosecondsOf(count, setup_.rate); }
 
   Pcm pcm_;
   PcmAbilities abilities_;
@@ -310,7 +310,7 @@ bool MultimediaDriver::recover(int error)
   const uint64_t now = steadyNow();
   const uint64_t ranDry = thread_.writtenAt + nanoseconds(setup_.bufferFrames);
   if (thread_.writtenAt != 0 && now > ranDry)
-    thread_.position += (now - ranDry) * setup_.rate / nanosecondsPerSecond;
+    thread_.position += framesIn(now - ranDry, setup_.rate);
   thread_.writtenAt = now - nanoseconds(setup_.bufferFrames); // the next loss counts from here
   return true;
 }

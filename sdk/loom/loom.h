@@ -9,8 +9,9 @@
  * fills the other. The driver announces the half to fill by LoomCallbacks::bufferSwitch.
  *
  * Every operation answers 0 for success and an error code otherwise, where nothing else is said.
- * All of them are called on the host's main thread; getSamplePosition and outputReady come on the
- * thread of the buffer switch (outputReady also once after init, as a question).
+ * All of them are called on the host's main thread but for getSamplePosition and outputReady, which
+ * come on the thread of the buffer switch (outputReady also once after init, as a question), and
+ * for stop, which may come on either.
  */
 #ifndef LOOM_LOOM_H
 #define LOOM_LOOM_H

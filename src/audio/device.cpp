@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <thread>
 
@@ -119,6 +120,8 @@ bool LoomDevice::readChannelCounts()
   int32_t inputs = 0;
   int32_t outputs = 0;
   bool known = loom::getChannels(&inputs, &outputs) == 0;
+  if (!known)
+    keepErrorMessage();
   inputCount_ = std::clamp(inputs, 0, static_cast<int32_t>(loomMaxChannels));
   outputCount_ = std::clamp(outputs, 0, static_cast<int32_t>(loomMaxChannels));
   return known;
@@ -131,10 +134,15 @@ bool LoomDevice::readBufferSize()
   int32_t maximum = 0;
   int32_t preferred = 0;
   int32_t granularity = 0;
-  if (loom::getBufferSize(&minimum, &maximum, &preferred, &granularity) != 0)
+  if (loom::getBufferSize(&minimum, &maximum, &preferred, &granularity) != 0) {
+    keepErrorMessage();
     return false;
-  if (preferred <= 0 || preferred > mostFrames)
-    return false; // no buffer can be made of it
+  }
+  if (preferred <= 0 || preferred > mostFrames) {
+    std::snprintf(info_.errorMessage, sizeof info_.errorMessage,
+                  "blocks of %d frames are not possible", preferred);
+    return false;
+  }
   blockFrames_ = preferred;
   return true;
 }
@@ -268,6 +276,14 @@ bool LoomDevice::waitForDirectBlock() const
   return true;
 }
 
+/// Its buffers and code are in use yet: nothing of this driver is called or freed any more.
+void LoomDevice::abandonDriver()
+{
+  hung_ = true;
+  drivers_->abandonSelected();
+  loom::setCurrent(nullptr);
+}
+
 // ---- running ----
 
 bool LoomDevice::start()
@@ -296,21 +312,19 @@ void LoomDevice::keepErrorMessage()
 
 void LoomDevice::stop()
 {
-  if (running_ && loom::stop() != 0) {
+  const bool hasFailed = running_ && loom::stop() != 0;
+  if (hasFailed) {
     stopFailed_ = true;
     keepErrorMessage();
   }
   running_ = false;
   acceptsBlocks_.store(false, std::memory_order_release);
   RealtimeWorker::stop();
-  if (!hung_ && (wasAbandoned() || !waitForDirectBlock())) {
-    // Its buffers and code are in use yet: nothing of this driver is called or freed any more.
-    hung_ = true;
-    drivers_->abandonSelected();
-    loom::setCurrent(nullptr);
-  }
-  if (buffersCreated_)
-    loom::disposeBuffers();
+  if (!hung_ && (wasAbandoned() || !waitForDirectBlock()))
+    abandonDriver();
+  // A driver that didn't stop tells here whether it has done so in the meantime.
+  if (buffersCreated_ && loom::disposeBuffers() == loomBadMode && hasFailed)
+    abandonDriver();
   buffersCreated_ = false;
   freeBuffers();
   if (listener_)

@@ -102,6 +102,7 @@ private:
                    const LoomBufferInfo*& next);
   void freeBuffers();
   bool waitForDirectBlock() const;
+  void abandonDriver();
   void keepErrorMessage();
 
   // The driver's thread and the worker

@@ -88,7 +88,7 @@ void OrbiPlayerAudioBridge::formatChanged(int32_t frames, double sampleRate)
     blockFrames_ = frames;
     inputs_.allocate(plugin_.numInputs(), frames);
     outputs_.allocate(plugin_.numOutputs(), frames);
-    sumTargets_.assign(outputs_.pointers.size(), nullptr);
+    sumTargets_.assign(outputs_.pointers.size() + 2, nullptr);
     plugin_.setBlockSize(frames);
   }
   if (sampleRate != sampleRate_) {
@@ -193,13 +193,18 @@ void OrbiPlayerAudioBridge::deliver(int32_t frames)
   if (tap_)
     tap_->processed(outputs_.pointers.data(), static_cast<int32_t>(outputs_.pointers.size()),
                     frames);
-  for (size_t output = 0; output < sumTargets_.size(); ++output) {
+  const size_t count = outputs_.pointers.size();
+  for (size_t output = 0; output < count; ++output) {
     float* target = sumTargets_[output];
-    const size_t next = output + 2; // outputs mostly come as pairs, which go to one pair
-    if (target && next < sumTargets_.size() && sumTargets_[next] == target) {
+    if (!target)
+      continue;
+    // The next one to the same place: outputs mostly come as pairs, which go to one pair.
+    size_t next = output + 1;
+    next += sumTargets_[next] != target;
+    if (sumTargets_[next] == target) {
       kernels_.addTwice(outputs_.pointers[output], outputs_.pointers[next], target, frames);
       sumTargets_[next] = nullptr; // done
-    } else if (target) {
+    } else {
       kernels_.addFrames(outputs_.pointers[output], target, frames);
     }
   }

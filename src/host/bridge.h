@@ -93,7 +93,7 @@ private:
   Buffers inputs_;
   Buffers outputs_;
   std::vector<float*, RealtimeAllocator<float*>>
-      sumTargets_; ///< by output: where to add it after the block, or null
+      sumTargets_; ///< by output: where to add it after the block, or null; and two nulls
   Ref<PluginRouting> routing_;
   const AudioKernels& kernels_;
   ProcessTap* tap_ = nullptr;

@@ -51,7 +51,6 @@ std::string nameOf(const std::string& moduleName)
 OrbPlugin::OrbPlugin(const std::string& moduleName, int32_t moduleIndex)
     : name_(nameOf(moduleName)), moduleIndex_(moduleIndex)
 {
-  platform::prepareFaultGuard();
   if (UApplication* application = UApplication::instance())
     application->addIdle(this);
 }
@@ -157,7 +156,7 @@ void OrbPlugin::abandon()
 int64_t OrbPlugin::dispatch(int32_t opcode, int32_t index, int64_t value, void* ptr, float opt)
 {
   int64_t result = 0;
-  if (!effect_ || isAbandoned())
+  if (!effect_ || hasFaulted())
     return 0;
   bool done = guard([&] { result = effect_->dispatcher(effect_, opcode, index, value, ptr, opt); });
   return done ? result : 0;
@@ -191,14 +190,14 @@ void OrbPlugin::setProgram(int32_t program)
 
 void OrbPlugin::setParameter(int32_t index, float value)
 {
-  if (effect_ && effect_->setParameter && !isAbandoned())
+  if (effect_ && effect_->setParameter && !hasFaulted())
     guard([&] { effect_->setParameter(effect_, index, value); });
 }
 
 float OrbPlugin::parameter(int32_t index)
 {
   float value = 0.0f;
-  if (effect_ && effect_->getParameter && !isAbandoned())
+  if (effect_ && effect_->getParameter && !hasFaulted())
     guard([&] { value = effect_->getParameter(effect_, index); });
   return value;
 }
@@ -319,7 +318,8 @@ ORBI_REALTIME void renderBlock(void* context)
 
 } // namespace
 
-/// A plug-in that faulted isn't called for audio any more.
+/// A plug-in that faults here isn't called any more, neither for audio nor on the main thread: what
+/// it locked in its block stays locked, and whoever asks would wait for ever.
 bool OrbPlugin::runForAudio(void (*call)(void*), void* context)
 {
   if (!hasFaulted() && !platform::runGuarded(call, context))
@@ -349,7 +349,7 @@ int32_t OrbPlugin::handleMessage(FMessage& message)
 {
   if (!message.isMessage("Idle"))
     return 0;
-  if (needsIdle.load(std::memory_order_relaxed)) {
+  if (needsIdle.load(std::memory_order_relaxed) && !hasFaulted()) {
     if (UApplication* application = UApplication::instance())
       application->wantBusyIdle();
     dispatch(opIdle);

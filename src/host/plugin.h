@@ -21,8 +21,9 @@ class ProgramWriter;
 struct ProgramFileKind;
 
 /// One open plug-in; all calls into it go through here. Faults of the plug-in are caught at the
-/// call, which then counts as failed. process and processEvents belong to the audio thread, the
-/// rest to the main thread.
+/// call, which then counts as failed; after one on the audio thread nothing of it is called any
+/// more, and every call is answered as by an empty one. process and processEvents belong to the
+/// audio thread, the rest to the main thread.
 class OrbPlugin final : public CmClass<OrbPlugin, CmObject>, public RealtimeObject {
 public:
   static constexpr const char* className = "OrbPlugin";
@@ -68,7 +69,7 @@ public:
   bool editorRect(OrbRect& rect); ///< in pixels; false when it has no editor
 
   // Calls
-  /// 0 without an effect, and when the plug-in faults.
+  /// 0 without an effect, and when the plug-in faults or did so in a block.
   int64_t dispatch(int32_t opcode, int32_t index = 0, int64_t value = 0, void* ptr = nullptr,
                    float opt = 0.0f);
   void setProgram(int32_t program);              ///< nothing outside of 0...numPrograms - 1
@@ -146,7 +147,7 @@ private:
   uint32_t faultCount_ = 0;
   const char* fileFault_ = nullptr;
   std::atomic<bool> abandoned_{false};
-  std::atomic<bool> faulted_{false}; ///< processing faulted: it isn't called for audio any more
+  std::atomic<bool> faulted_{false}; ///< processing faulted: it isn't called any more
 };
 
 } // namespace orbi

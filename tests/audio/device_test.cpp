@@ -88,6 +88,7 @@ TEST_F(Device, a_step_that_fails_ends_opening_or_starting)
     driver[index].failing = failure.step;
     EXPECT_EQ(device.selectDriver(index), failure.opens) << failure.step;
     EXPECT_FALSE(device.start()) << failure.step;
+    EXPECT_EQ(device.errorMessage(), "step " + std::to_string(failure.step) + " fails");
     EXPECT_FALSE(device.isRunning());
     EXPECT_EQ(driver.takeCalls(index), failure.calls);
     EXPECT_TRUE(device.selectDriver(0)); // the way back is open each time
@@ -100,6 +101,7 @@ TEST_F(Device, a_block_size_that_no_buffer_can_have_is_refused)
   for (int frames : {0, -64, 1 << 30}) {
     driver->frames = frames;
     EXPECT_FALSE(device.selectDriver(0)) << frames;
+    EXPECT_NE(std::string(device.errorMessage()).find(std::to_string(frames)), std::string::npos);
   }
 }
 
@@ -301,6 +303,23 @@ TEST_F(Device, a_direct_block_that_does_not_return_takes_nothing_with_it)
   EXPECT_EQ(driver.takeCalls(), "stop\n"); // its buffers stay
   listener.hold = false;
   thread.join();
+}
+
+TEST_F(Device, a_driver_that_did_not_stop_is_released_in_order_or_not_at_all)
+{
+  for (int answer : {int(loomOk), int(loomBadMode)}) {
+    driver->failing = ProbeDriver::noStep;
+    ASSERT_TRUE(openAndStart());
+    driver->failing = ProbeDriver::atStop;
+    driver->disposeAnswer = answer;
+    driver.takeCalls();
+    bool isOver = answer == loomOk; // its last block came back in the meantime
+    EXPECT_EQ(device.selectDriver(1), isOver);
+    EXPECT_EQ(device.isHung(), !isOver);
+    EXPECT_EQ(driver.takeCalls(),
+              isOver ? "stop\ndisposeBuffers\nrelease\n" : "stop\ndisposeBuffers\n");
+    EXPECT_NE(driver->bufferCount > 0, isOver);
+  }
 }
 
 TEST_F(Device, a_reset_asked_for_on_any_thread_is_carried_out_by_the_check)

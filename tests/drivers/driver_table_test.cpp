@@ -1,3 +1,4 @@
+#include "common/steady_clock.h"
 #include "drivers/test_host.h"
 #include "foundation/uid.h"
 
@@ -61,6 +62,18 @@ TEST(Table, refuses_channels_and_block_sizes_that_do_not_exist)
   for (const int frames : {0, -1, 1 << 30})
     EXPECT_EQ(host.createBuffers({0}, frames), loomBadParameter) << frames;
   EXPECT_EQ(host.createBuffers({}, 256), loomOk) << "no channel at all is allowed";
+}
+
+TEST(SteadyClock, frames_and_nanoseconds_are_told_for_years)
+{
+  constexpr uint64_t day = 86400;
+  constexpr uint64_t second = 1'000'000'000;
+  for (const uint64_t rate : {1000U, 44100U, 48000U, 768000U})
+    for (const uint64_t seconds : {uint64_t(0), uint64_t(1), 5 * day, 10000 * day}) {
+      const uint64_t frames = seconds * rate + rate / 4;
+      EXPECT_EQ(loom::nanosecondsOf(frames, rate), seconds * second + second / 4);
+      EXPECT_EQ(loom::framesIn(seconds * second + second / 4, rate), frames);
+    }
 }
 
 // The drivers of our own and the example, which has its own table.

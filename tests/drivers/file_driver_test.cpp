@@ -203,6 +203,16 @@ TEST_F(FileDriver, failed_write_is_told_at_the_end_and_leaves_no_file)
   EXPECT_EQ(render(host, {0, 1}, 256, 10), loomOk) << "the next run starts afresh";
 }
 
+TEST_F(FileDriver, block_that_outlasts_a_stop_finds_its_buffers_and_is_written)
+{
+  const Variable path("LOOM_FILE_PATH", path_);
+  const Variable block("LOOM_FILE_BLOCK", "64");
+  TestHost host("file");
+  host.outlastAStop();
+  EXPECT_EQ(parseWav(readFile(path_)).data,
+            std::string(size_t(3 * 64 * 8), '\0') + std::string(size_t(64 * 8), '\1'));
+}
+
 TEST_F(FileDriver, full_device_is_an_error_and_stays_a_device)
 {
   const Variable path("LOOM_FILE_PATH", "/dev/full");

@@ -150,6 +150,13 @@ TEST_F(JackDriver, changed_buffer_size_asks_for_one_reset_after_which_the_new_si
   EXPECT_EQ(host.resets, 0);
 }
 
+TEST_F(JackDriver, block_that_outlasts_a_stop_finds_its_buffers_and_ports)
+{
+  TestHost host("jack");
+  host.outlastAStop();
+  EXPECT_TRUE(TestHost::waitFor([this] { return listener_->find("out_1").empty(); }));
+}
+
 TEST_F(JackDriver, server_that_ends_or_is_missing_is_told_and_nothing_hangs)
 {
   for (const int signal : {SIGKILL, SIGTERM}) {

@@ -3,7 +3,9 @@
 #include "foundation/uid.h"
 
 #include <chrono>
+#include <cstring>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <stdexcept>
 #include <thread>
@@ -160,6 +162,31 @@ bool TestHost::waitFor(const std::function<bool()>& condition)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   return true;
+}
+
+void TestHost::outlastAStop()
+{
+  std::atomic<bool> isInside{false};
+  std::atomic<bool> mayReturn{false};
+  fill = [&](int block, int half) {
+    if (block != 3)
+      return;
+    isInside = true;
+    waitFor([&] { return mayReturn.load(); });
+    for (const LoomBufferInfo& info : buffers)
+      std::memset(info.buffers[half], 1, size_t(preferredFrames()) * 4);
+  };
+  ASSERT_TRUE(init()) << error();
+  ASSERT_EQ(createBuffers({0, 1}, preferredFrames()), loomOk) << error();
+  ASSERT_EQ(start(), loomOk) << error();
+  ASSERT_TRUE(waitFor([&] { return isInside.load(); }));
+  EXPECT_EQ(disposeBuffers(), loomBadMode);
+  EXPECT_NE(error(), "");
+  EXPECT_EQ(start(), loomBadMode) << "it runs yet";
+  mayReturn = true;
+  EXPECT_EQ(stop(), loomOk);
+  EXPECT_EQ(blocks, 4);
+  EXPECT_EQ(disposeBuffers(), loomOk) << "they are still there";
 }
 
 std::vector<platform::DriverRegistration> shippedDrivers()

@@ -61,6 +61,8 @@ public:
     return waitFor([=, this] { return blocks >= count; });
   }
   static bool waitFor(const std::function<bool()>& condition);
+  /// Starts, and has a block outlast the time that a stop waits: all has to stay until it is back.
+  void outlastAStop();
 
   static TestHost* current;
   void onSwitch(const Switch& seen);

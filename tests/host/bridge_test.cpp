@@ -164,6 +164,28 @@ TEST_F(Bridge, outputs_that_share_a_channel_are_summed_in_order)
   }
 }
 
+TEST_F(Bridge, a_sum_is_made_in_the_order_of_the_outputs)
+{
+  // In any other order the small one is lost.
+  const struct {
+    std::vector<float> levels;
+    std::vector<int> routes;
+  } cases[] = {{{0, 1e8f, -1e8f, 1}, {0, 0, 0, 0}},
+               {{0, 1e8f, 7, -1e8f, 1, 7}, {0, 0, 1, 0, 0, 1}},
+               {{0, 7, 1e8f, -1e8f, 7, 1}, {0, 1, 0, 0, 1, 0}},
+               {{0, 7, 1e8f, 7, -1e8f, 7, 1}, {0, 1, 0, 1, 0, 1, 0}}};
+  for (const auto& example : cases) {
+    HostRig rig;
+    rig.plugin->levels = example.levels.data();
+    rig.plugin->numOutputs = static_cast<int>(example.levels.size());
+    ASSERT_TRUE(rig.start());
+    for (int output = 0; output < rig.plugin->numOutputs; ++output)
+      rig.bridge->outputs().set(output, example.routes[size_t(output)]);
+    rig.block();
+    EXPECT_EQ(rig.sample(0, 0), 1.0f) << testing::PrintToString(example.routes);
+  }
+}
+
 TEST_F(Bridge, outputs_routed_to_nowhere_are_silent_and_harm_nobody)
 {
   plugin->numOutputs = 200;
@@ -195,8 +217,10 @@ TEST_F(Bridge, an_adding_plugin_finds_its_outputs_cleared)
 TEST_F(Bridge, a_fault_in_a_block_is_silence_from_then_on_and_the_rest_goes_on)
 {
   for (int place : {int(ProbePlugin::inProcess), int(opProcessEvents)})
-    for (ProbeFault fault : {probeThrows, probeBadAccess, probeBadArithmetic}) {
+    for (ProbeFault fault : {probeThrows, probeBadAccess, probeBadArithmetic, probeOverflow}) {
       HostRig rig;
+      rig.plugin->locks = true; // what it holds then is waited for by every other call
+      rig.plugin->needsIdleInEntry = true;
       ASSERT_TRUE(rig.start());
       rig.block();
       EXPECT_EQ(rig.sample(0, 0), rendered(0, 0));
@@ -210,8 +234,18 @@ TEST_F(Bridge, a_fault_in_a_block_is_silence_from_then_on_and_the_rest_goes_on)
       rig.block();
       EXPECT_EQ(rig.sample(0, 0), 0.0f);
       EXPECT_EQ(rig.plugin->blocks, blocks); // it isn't called any more
+      rig.plugin.takeCalls();
       rig.device->stop();
       EXPECT_TRUE(rig.device->start());
+      FMessage idle("Idle");
+      rig.loaded->handleMessage(idle);
+      rig.loaded->setParameter(0, 1.0f);
+      EXPECT_EQ(rig.loaded->parameter(0), 0.0f);
+      OrbRect rect{};
+      EXPECT_FALSE(rig.loaded->editorRect(rect));
+      rig.close();
+      rig.host->unloadAll();
+      EXPECT_EQ(rig.plugin.takeCalls(), "");
     }
 }
 

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <sys/mman.h>
 
 using namespace orbi::platform;
 
@@ -78,11 +79,12 @@ TEST(FaultGuard, faults_of_many_threads_at_once_stay_their_own)
   });
 }
 
-TEST(FaultGuard, overflow_of_the_stack_is_caught_on_a_prepared_thread)
+// Also on threads of a library, which prepare nothing.
+TEST(FaultGuard, overflow_of_the_stack_is_caught_and_the_stack_for_that_goes_with_the_thread)
 {
   int caught = 0;
+  stack_t own{};
   ThreadHandle thread = ThreadHandle::start("overflow", [&] {
-    prepareFaultGuard();
     for (int round = 0; round < 3; ++round)
       caught += guarded([] {
         volatile char start = 1;
@@ -90,9 +92,14 @@ TEST(FaultGuard, overflow_of_the_stack_is_caught_on_a_prepared_thread)
       })
                     ? 0
                     : 1;
+    sigaltstack(nullptr, &own);
   });
   EXPECT_TRUE(thread.join());
   EXPECT_EQ(caught, 3);
+  EXPECT_EQ(own.ss_flags & SS_DISABLE, 0);
+  if (!sanitized) { // they have stacks of their own, and threads that may take the place
+    EXPECT_NE(msync(own.ss_sp, own.ss_size, MS_ASYNC), 0) << "it is mapped yet";
+  }
 }
 
 TEST(FaultGuardDeathTest, fault_outside_of_a_guard_ends_the_program_as_usual)

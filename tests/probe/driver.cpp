@@ -68,9 +68,9 @@ int32_t driverVersion(LoomDriver*)
   return 7;
 }
 
-void errorMessage(LoomDriver*, char* text)
+void errorMessage(LoomDriver* self, char* text)
 {
-  std::strcpy(text, "as the script says");
+  std::snprintf(text, loomErrorBytes, "step %d fails", of(self).probe.failing);
 }
 
 void switchOnce(ProbeDriver& probe, int32_t half)
@@ -177,9 +177,12 @@ int32_t createBuffers(LoomDriver* self, LoomBufferInfo* infos, int32_t count, in
 
 int32_t disposeBuffers(LoomDriver* self)
 {
+  of(self).probe.calls.add("disposeBuffers");
+  if (of(self).probe.disposeAnswer != loomOk)
+    return of(self).probe.disposeAnswer;
   of(self).memory = {};
   of(self).probe.bufferCount = 0;
-  return answer(self, "disposeBuffers", ProbeDriver::noStep) == loomOk;
+  return loomOk;
 }
 
 int32_t controlPanel(LoomDriver* self)

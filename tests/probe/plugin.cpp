@@ -9,6 +9,14 @@ namespace {
 
 ProbePlugin probe;
 
+__attribute__((noinline, no_sanitize("undefined", "address", "thread"))) int
+recurse(volatile char* up)
+{
+  volatile char frame[1024];
+  frame[0] = *up;
+  return *up ? recurse(frame) + frame[0] : 0;
+}
+
 __attribute__((no_sanitize("undefined", "address", "thread"))) void faultIf(int place)
 {
   static volatile int zero = 0;
@@ -21,7 +29,20 @@ __attribute__((no_sanitize("undefined", "address", "thread"))) void faultIf(int 
     *reinterpret_cast<volatile int*>(static_cast<intptr_t>(zero) + 16) = 1;
   if (probe.fault == probeBadArithmetic)
     zero = many / zero;
+  volatile char start = 1;
+  if (probe.fault == probeOverflow)
+    recurse(&start);
 }
+
+/// For the length of a call; a fault in it leaves it locked.
+class Lock {
+public:
+  Lock()
+  {
+    while (probe.locks && probe.isLocked.exchange(true)) {}
+  }
+  ~Lock() { probe.isLocked = false; }
+};
 
 int64_t answerText(const char* text, void* out, int64_t filled, int64_t none)
 {
@@ -84,6 +105,7 @@ bool hasProgram(int64_t program)
 int64_t dispatch(OrbEffect* effect, int32_t opcode, int32_t index, int64_t value, void* ptr,
                  float opt)
 {
+  Lock lock;
   if (opcode != opProcessEvents)
     probe.calls.add("%d %d %lld %g", opcode, index, static_cast<long long>(value),
                     static_cast<double>(opt));
@@ -139,18 +161,24 @@ float getParameter(OrbEffect*, int32_t index)
   return probe.parameters[probe.program][index % ProbePlugin::maxParams];
 }
 
+float levelOf(int output)
+{
+  return probe.levels ? probe.levels[output] : static_cast<float>(output + 1);
+}
+
 void render(float** outputs, int32_t frames, float kept)
 {
   for (int output = 0; output < probe.effect.numOutputs; ++output)
     for (int32_t i = 0; i < frames; ++i)
-      outputs[output][i] = kept * outputs[output][i] + static_cast<float>(output + 1) +
-                           static_cast<float>(i) * 0.001f;
+      outputs[output][i] =
+          kept * outputs[output][i] + levelOf(output) + static_cast<float>(i) * 0.001f;
 }
 
 void process(float** outputs, int32_t frames, float kept)
 {
   if (probe.doesNothing)
     return;
+  Lock lock;
   probe.inside = true;
   while (probe.hold) {}
   probe.frames = frames;

@@ -9,7 +9,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-enum ProbeFault { probeNoFault, probeThrows, probeBadAccess, probeBadArithmetic };
+enum ProbeFault { probeNoFault, probeThrows, probeBadAccess, probeBadArithmetic, probeOverflow };
 
 /// Calls, one a line: "name numbers". What doesn't fit is left out.
 struct ProbeRecord {
@@ -62,6 +62,8 @@ struct ProbePlugin {
   ProbeFault fault = probeNoFault; ///< what happens there
   std::atomic<bool> hold{false};   ///< process doesn't return while this is set
   bool doesNothing = false;        ///< processReplacing returns at once
+  bool locks = false;              ///< a lock, around every call; a fault leaves it held
+  const float* levels = nullptr;   ///< of the outputs' first frames; null for i + 1
 
   // State of its programs: what is read is what was set
   int program = 0;
@@ -78,6 +80,7 @@ struct ProbePlugin {
   OrbEffect effect = {};
   std::atomic<int> blocks{0};
   std::atomic<bool> inside{false};
+  std::atomic<bool> isLocked{false};
   int32_t frames = 0; ///< of the last block
   int eventLists = 0; ///< calls with events since the start
   int32_t eventCount = 0;
@@ -97,6 +100,7 @@ struct ProbeDriver {
   double rateOnceSet = 48000.0; ///< what it tells after setSampleRate
   int type[loomMaxChannels] = {};
   Step failing = noStep;
+  int disposeAnswer = loomOk; ///< other than that keeps the buffers
   int outputReadyAnswer = loomNotPresent;
   bool nested = false; ///< switches again inside outputReady
   int direct = 1;

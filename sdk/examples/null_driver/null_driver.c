@@ -101,7 +101,8 @@ static void* run(void* self)
     half ^= 1;
     played += (uint64_t)driver->frames;
     atomic_store(&driver->position, played);
-    sleepUntil(begin + played * second / sampleRate);
+    /* Whole seconds apart from the rest: their product would overflow within the week. */
+    sleepUntil(begin + played / sampleRate * second + played % sampleRate * second / sampleRate);
   }
   return NULL;
 }

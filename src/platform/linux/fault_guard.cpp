@@ -4,6 +4,7 @@
 #include <csetjmp>
 #include <csignal>
 #include <cxxabi.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -33,7 +34,7 @@ struct Guard {
 
 // Volatile, because the signal handler of the same thread reads it between any two instructions.
 thread_local Guard* volatile innermost = nullptr;
-thread_local bool knowsHandlers = false; // beside it, so that a block touches one place
+thread_local bool isPrepared = false; // beside it, so that a block touches one place
 
 struct GuardedSignal {
   int number;
@@ -94,18 +95,72 @@ static bool installHandlers()
   return true;
 }
 
-[[gnu::cold, gnu::noinline]] static void installHandlersOnce()
+// The stack for handling faults
+
+namespace {
+
+constexpr std::size_t stackBytes = 64 * 1024;
+
+void freeStack(void* memory)
+{
+  stack_t none{};
+  none.ss_flags = SS_DISABLE;
+  sigaltstack(&none, nullptr);
+  munmap(memory, stackBytes);
+}
+
+/// What frees a thread's stack when the thread ends. A destructor of the language's own would cost
+/// an allocation and a lock when the thread registers it, and that may be in its first block.
+class StackKey {
+public:
+  StackKey() : exists_(pthread_key_create(&key_, freeStack) == 0) {}
+  bool hold(void* memory) const { return exists_ && pthread_setspecific(key_, memory) == 0; }
+
+private:
+  pthread_key_t key_{};
+  bool exists_;
+};
+
+void makeStack(const StackKey& key)
+{
+  stack_t present{};
+  if (sigaltstack(nullptr, &present) != 0 || (present.ss_flags & SS_DISABLE) == 0)
+    return; // somebody gave the thread one already
+  void* memory =
+      mmap(nullptr, stackBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED)
+    return;
+  stack_t own{};
+  own.ss_sp = memory;
+  own.ss_size = stackBytes;
+  if (!key.hold(memory))
+    munmap(memory, stackBytes);
+  else
+    sigaltstack(&own, nullptr);
+}
+
+} // namespace
+
+[[gnu::cold, gnu::noinline]] static void prepareThread()
 {
   [[maybe_unused]] static const bool installed = installHandlers();
-  knowsHandlers = true;
+  static const StackKey key;
+  makeStack(key);
+  isPrepared = true;
+}
+
+void prepareFaultGuard()
+{
+  if (!isPrepared)
+    prepareThread();
 }
 
 // Entering and leaving
 
 bool runGuarded(void (*call)(void*), void* context)
 {
-  if (!knowsHandlers)
-    installHandlersOnce();
+  if (!isPrepared)
+    prepareThread();
   Guard guard;
   guard.outer = innermost;
   if (ORBI_MARK_PLACE(guard.entry) != 0) {
@@ -124,51 +179,6 @@ bool runGuarded(void (*call)(void*), void* context)
   }
   innermost = guard.outer;
   return true;
-}
-
-// The stack for handling faults
-
-namespace {
-
-class AlternateStack {
-public:
-  AlternateStack();
-  ~AlternateStack();
-
-private:
-  static constexpr std::size_t bytes = 64 * 1024;
-  void* memory_ = MAP_FAILED;
-};
-
-AlternateStack::AlternateStack()
-{
-  stack_t present{};
-  if (sigaltstack(nullptr, &present) != 0 || (present.ss_flags & SS_DISABLE) == 0)
-    return; // somebody gave the thread one already
-  memory_ = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (memory_ == MAP_FAILED)
-    return;
-  stack_t own{};
-  own.ss_sp = memory_;
-  own.ss_size = bytes;
-  sigaltstack(&own, nullptr);
-}
-
-AlternateStack::~AlternateStack()
-{
-  if (memory_ == MAP_FAILED)
-    return;
-  stack_t none{};
-  none.ss_flags = SS_DISABLE;
-  sigaltstack(&none, nullptr);
-  munmap(memory_, bytes);
-}
-
-} // namespace
-
-void prepareFaultGuard()
-{
-  [[maybe_unused]] thread_local const AlternateStack stack;
 }
 
 } // namespace orbi::platform
