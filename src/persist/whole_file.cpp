@@ -9,16 +9,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Where a link leads, though nothing may be there yet.
-fs::path behindLinks(fs::path path)
-{
-  constexpr int mostLinks = 40; // more go in a circle
-  std::error_code failure;
-  for (int i = 0; i < mostLinks && fs::is_symlink(path, failure); ++i)
-    path = path.parent_path() / fs::read_symlink(path, failure);
-  return path;
-}
-
 /// The size of what was opened; nothing, and the words, when it can't be read.
 std::optional<int64_t> openToRead(FFileStream& stream, const fs::path& path, std::string& fault)
 {
@@ -50,6 +40,15 @@ std::optional<std::string> readBytes(FFileStream& stream, int64_t count, std::st
 }
 
 } // namespace
+
+fs::path behindLinks(fs::path path)
+{
+  constexpr int mostLinks = 40; // more go in a circle
+  std::error_code failure;
+  for (int i = 0; i < mostLinks && fs::is_symlink(path, failure); ++i)
+    path = path.parent_path() / fs::read_symlink(path, failure);
+  return path;
+}
 
 const char* faultOfFile(const fs::path& path)
 {
