@@ -7,6 +7,8 @@ namespace orbi {
 
 bool OrbiPlayerApplication::startAudio()
 {
+  if (options_.render && !prepareRender())
+    return false;
   prepareFileDriver();
   bridge_ = make<OrbiPlayerAudioBridge>(*plugin_, midiInput_.get(), &defaults_);
   songPlayer_ = std::make_unique<SongPlayer>(*bridge_, *midiInput_);
@@ -40,29 +42,46 @@ bool OrbiPlayerApplication::startAudio()
   return true;
 }
 
-/// The driver of this run or the stored one, else the first of the list, else the default one.
+/// The driver of this run or the stored one.
+std::string OrbiPlayerApplication::wantedDriver()
+{
+  if (options_.render)
+    return fileDriverName;
+  if (options_.driver)
+    return *options_.driver;
+  const FDefaults* group = defaults_.getGroup("OrbiPlayerAudio", 0, false);
+  std::string stored = group ? group->getString("LOOM Driver") : "";
+  return stored.empty() ? defaultDriverName : stored;
+}
+
+/// The first of the list where there is none of that name. One that was made but doesn't open stays
+/// selected; it is no success.
+bool OrbiPlayerApplication::openDriver(const std::string& name)
+{
+  return device_->selectDriver(std::max(device_->findDriver(name.c_str()), 0)) &&
+         device_->isOpened();
+}
+
+/// The wanted one, else the default one. Who named it for this run is told of another one.
 bool OrbiPlayerApplication::selectDriver()
 {
-  const FDefaults* group = defaults_.getGroup("OrbiPlayerAudio", 0, false);
-  std::string wanted = group ? group->getString("LOOM Driver") : "";
-  if (wanted.empty())
-    wanted = defaultDriverName;
-  const bool isForRun = options_.driver || options_.render;
-  if (isForRun)
-    wanted = options_.render ? "LOOM File Driver" : *options_.driver;
-  // A driver that was made but doesn't open stays selected; it is no success.
-  auto select = [this](const char* name) {
-    return device_->selectDriver(std::max(device_->findDriver(name), 0)) && device_->isOpened();
-  };
+  const std::string wanted = wantedDriver();
   // A sound file was asked for: no other driver will do.
-  if (options_.render && device_->findDriver(wanted.c_str()) < 0)
+  if (options_.render && device_->findDriver(fileDriverName) < 0)
     return false;
-  const bool selected = select(wanted.c_str()) || (!options_.render && select(defaultDriverName));
+  bool isOpen = openDriver(wanted);
+  const std::string failure = device_->errorMessage();
+  if (!isOpen && !options_.render)
+    isOpen = openDriver(defaultDriverName);
   char name[LoomDriverList::nameLimit];
   device_->driverName(name);
-  if (isForRun)
+  if (options_.driver || options_.render)
     bridge_->setRunDriver(name); // what took the wanted one's place wasn't chosen either
-  return selected && (!options_.render || wanted == name);
+  if (options_.render)
+    return isOpen && wanted == name;
+  if (isOpen && options_.driver && wanted != name)
+    printLine(driverFailure(wanted, failure) + "; " + name + " plays instead");
+  return isOpen;
 }
 
 /// An end that is near is looked for often, so that nobody waits for it.
@@ -77,10 +96,9 @@ void OrbiPlayerApplication::watchForEnd()
 }
 
 /// One line for a driver that can't be used, with the reason where one is known.
-std::string OrbiPlayerApplication::driverFailure(const char* name) const
+std::string OrbiPlayerApplication::driverFailure(const std::string& name, const std::string& reason)
 {
-  return std::string(name) + ": " +
-         (audioFailure_.empty() ? UTranslator::text("there is none") : audioFailure_);
+  return name + ": " + (reason.empty() ? UTranslator::text("there is none") : reason);
 }
 
 /// A run that was given an end would wait for it for ever.
@@ -92,7 +110,7 @@ void OrbiPlayerApplication::endWithoutBlocks()
   audioFailure_ = device_->errorMessage();
   if (audioFailure_.empty())
     audioFailure_ = UTranslator::text("it doesn't run");
-  fail(driverFailure(name));
+  fail(driverFailure(name, audioFailure_));
 }
 
 void OrbiPlayerApplication::stopAudio()

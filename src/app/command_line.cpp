@@ -161,12 +161,36 @@ bool takeFile(Options& options, const std::string& argument, std::string& error)
   return error.empty();
 }
 
+/// Reads the option at the place, and its value: behind "=", or else in the next place.
+bool takeOption(Options& options, const std::vector<std::string>& arguments, size_t& place,
+                std::string& error)
+{
+  const std::string& argument = arguments[place];
+  const size_t equals = argument.find('=');
+  const std::string name = argument.substr(0, equals);
+  std::optional<std::string> value;
+  if (equals != std::string::npos)
+    value = argument.substr(equals + 1);
+  const Option* option = findOption(name);
+  if (option && option->value && !value && ++place < arguments.size())
+    value = arguments[place];
+  if (!option)
+    error = "unknown option: " + argument;
+  else if (!option->value && value)
+    error = name + " takes no value";
+  else if (option->value && !value)
+    error = name + " needs a value: " + option->value;
+  else if (!option->take(options, value.value_or("")))
+    error = "wrong value for " + name + ": " + value.value_or("");
+  return error.empty();
+}
+
 /// Options that make sense only together.
-bool agree(const Options& options, std::string& error)
+bool optionsAgree(const Options& options, std::string& error)
 {
   if (options.render && !options.song)
     error = "--render needs a song: --play FILE.mid";
-  else if (options.render && options.driver && *options.driver != "LOOM File Driver")
+  else if (options.render && options.driver && *options.driver != fileDriverName)
     error = "--render goes through the LOOM File Driver, not --driver " + *options.driver;
   else if (options.song && options.file && isSong(*options.file))
     error = "--play and a song to open: " + options.file->string();
@@ -193,44 +217,16 @@ std::optional<Options> parseCommandLine(const std::vector<std::string>& argument
   error.clear();
   bool onlyFiles = false;
   for (size_t i = 0; i < arguments.size(); ++i) {
-    std::string name = arguments[i];
-    if (!onlyFiles && name == "--") {
+    const std::string& argument = arguments[i];
+    if (!onlyFiles && argument == "--") {
       onlyFiles = true;
       continue;
     }
-    if (onlyFiles || name.empty() || name[0] != '-') {
-      if (!takeFile(options, name, error))
-        return std::nullopt;
-      continue;
-    }
-    // Both --name value and --name=value
-    std::optional<std::string> value;
-    if (size_t equals = name.find('='); equals != std::string::npos) {
-      value = name.substr(equals + 1);
-      name.resize(equals);
-    }
-    const Option* option = findOption(name);
-    if (!option) {
-      error = "unknown option: " + arguments[i];
+    const bool isOption = !onlyFiles && argument.starts_with('-');
+    if (isOption ? !takeOption(options, arguments, i, error) : !takeFile(options, argument, error))
       return std::nullopt;
-    }
-    if (!option->value && value) {
-      error = name + " takes no value";
-      return std::nullopt;
-    }
-    if (option->value && !value) {
-      if (++i >= arguments.size()) {
-        error = name + " needs a value: " + option->value;
-        return std::nullopt;
-      }
-      value = arguments[i];
-    }
-    if (!option->take(options, value.value_or(""))) {
-      error = "wrong value for " + name + ": " + value.value_or("");
-      return std::nullopt;
-    }
   }
-  if (!agree(options, error))
+  if (!optionsAgree(options, error))
     return std::nullopt;
   return options;
 }

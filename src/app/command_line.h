@@ -8,12 +8,15 @@
 
 namespace orbi {
 
+inline constexpr const char* fileDriverName = "LOOM File Driver"; ///< into which a render goes
+
 /// What the command line asks for.
 struct Options {
   enum class Action { run, help, version, listDrivers, listMidi };
   Action action = Action::run;
   bool headless = false;
   bool stats = false;
+  bool hasWindow() const { return !headless && !render; } ///< a render plays by itself
   std::optional<std::string> driver;
   std::optional<std::string> midiPort;
   std::optional<std::filesystem::path> song;   ///< --play

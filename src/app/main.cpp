@@ -29,6 +29,22 @@ int complain(const std::string& program, const std::string& text, int status)
   return status;
 }
 
+/// What was asked for on standard output; no success where it doesn't arrive.
+int print(const std::string& program, const std::string& text)
+{
+  if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0)
+    return 0;
+  return complain(program, "standard output can't be written", statusFailed);
+}
+
+int printLines(const std::string& program, const std::vector<std::string>& lines)
+{
+  std::string text;
+  for (const std::string& line : lines)
+    text += line + '\n';
+  return print(program, text);
+}
+
 std::vector<std::string> driverNames(const LoomDriverList& list)
 {
   std::vector<std::string> names;
@@ -87,9 +103,8 @@ std::vector<std::filesystem::path> resourceFolders(const std::filesystem::path& 
 /// load or save.
 bool isScripted(const Options& options)
 {
-  const bool hasNoWindow = options.headless || options.render;
   return !options.loads.empty() || options.saveProgram || options.saveBank ||
-         (hasNoWindow && (options.song || options.file));
+         (!options.hasWindow() && (options.song || options.file));
 }
 
 int runApplication(Options options, const std::filesystem::path& executable,
@@ -100,11 +115,11 @@ int runApplication(Options options, const std::filesystem::path& executable,
   platform::StandardErrorMessages messages;
 
   std::optional<Song> song;
+  std::string songFault;
   if (options.song) {
-    std::string reason;
-    song = readSong(*options.song, reason);
-    if (!song)
-      return complain(program, options.song->string() + ": " + reason, statusFailed);
+    song = readSong(*options.song, songFault);
+    if (!song && !options.hasWindow())
+      return complain(program, options.song->string() + ": " + songFault, statusFailed);
   }
   const bool answersScript = isScripted(options);
   std::optional<std::filesystem::path> file = options.file;
@@ -114,6 +129,8 @@ int runApplication(Options options, const std::filesystem::path& executable,
                                           settingsFolder(title), resourceFolders(executable)});
   if (song)
     application->setSong(std::move(*song));
+  else
+    application->setSongFault(std::move(songFault));
   if (file)
     application->setFileToOpen(*file);
   application->run();
@@ -139,29 +156,21 @@ int main(int count, char** values)
     return complain(program, error, statusWrong);
   switch (options->action) {
   case Options::Action::help:
-    std::fputs(usageText(program).c_str(), stdout);
-    return 0;
+    return print(program, usageText(program));
   case Options::Action::version:
-    std::printf("%s (ORBiPlayer %s)\n", OrbiPlayerApplication::titleFor(executable).c_str(),
-                ORBI_VERSION);
-    return 0;
-  default:
+    return print(program,
+                 OrbiPlayerApplication::titleFor(executable) + " (ORBiPlayer " ORBI_VERSION ")\n");
+  case Options::Action::listMidi:
+    return printLines(program, midiPortNames(program));
+  case Options::Action::listDrivers:
+  case Options::Action::run:
     break;
-  }
-
-  if (options->action == Options::Action::listMidi) {
-    for (const std::string& name : midiPortNames(executable.stem().string()))
-      std::printf("%s\n", name.c_str());
-    return 0;
   }
 
   auto drivers = platform::registeredDrivers(executable.parent_path());
   std::vector<std::string> names = driverNames(LoomDriverList(drivers));
-  if (options->action == Options::Action::listDrivers) {
-    for (const std::string& name : names)
-      std::printf("%s\n", name.c_str());
-    return 0;
-  }
+  if (options->action == Options::Action::listDrivers)
+    return printLines(program, names);
   if (options->driver)
     if (int status = checkDriver(program, *options->driver, names))
       return status;

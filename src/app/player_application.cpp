@@ -38,6 +38,24 @@ std::unique_ptr<platform::Image> drawIcon(platform::Graphics& graphics)
   return image;
 }
 
+/// The pointer says that the program is at work, while this lives.
+class WaitPointer {
+public:
+  explicit WaitPointer(UApplication& application) : application_(application) { show(1); }
+  WaitPointer(const WaitPointer&) = delete;
+  ~WaitPointer() { show(former_); }
+
+private:
+  void show(int32_t state)
+  {
+    if (application_.canWait())
+      application_.setWaitState(state);
+  }
+
+  UApplication& application_;
+  const int32_t former_ = application_.waitState();
+};
+
 class LanguageSetting final : public ULanguageSetting {
 public:
   explicit LanguageSetting(FDefaultPool& settings) : settings_(settings) {}
@@ -76,7 +94,6 @@ OrbiPlayerApplication::OrbiPlayerApplication(const char* title, Options options,
 {
   createSkinManager();
   createStudio();
-  createUrlOpener();
 }
 
 // The skin manager and its first provider come with the skin language.
@@ -86,9 +103,6 @@ void OrbiPlayerApplication::createStudio()
 {
   studio_ = make<PStudio>();
 }
-
-// Pages are opened by the desktop, which needs no preparing.
-void OrbiPlayerApplication::createUrlOpener() {}
 
 // ---- start ----
 
@@ -102,49 +116,52 @@ void OrbiPlayerApplication::startup()
   loadDefaults();
   createPluginHost();
 
-  int32_t formerWait = waitState();
-  if (canWait())
-    setWaitState(1);
-  bool loaded = loadPlugin();
-  if (canWait() && formerWait != 1)
-    setWaitState(formerWait);
+  if (openInstrument())
+    startPlaying();
+}
+
+/// The plug-in, what it is to play with, and its editor; says what is missing.
+bool OrbiPlayerApplication::openInstrument()
+{
+  bool loaded = false;
+  {
+    WaitPointer wait(*this);
+    loaded = loadPlugin();
+  }
   if (!loaded) {
-    exitStatus_ = 1;
-    show(UTranslator::filled("Plugin \"%s\" not found!", pluginHost_->expectedModuleName()));
+    fail(UTranslator::filled("Plugin \"%s\" not found!", pluginHost_->expectedModuleName()));
     afterStartup();
-    setQuit();
-    return;
+    return false;
   }
   afterStartup();
   if (!loadPrograms()) {
     exitStatus_ = 1;
     setQuit();
-    return;
+    return false;
   }
-  if (!openEditor()) {
-    fail(UTranslator::text("Failed to open Plugin Editor!"));
-    return;
-  }
+  if (openEditor())
+    return true;
+  fail(UTranslator::text("Failed to open Plugin Editor!"));
+  return false;
+}
 
-  if (canWait())
-    setWaitState(1);
+void OrbiPlayerApplication::startPlaying()
+{
+  WaitPointer wait(*this);
   extendMenus();
   startMidiInput();
   if (startAudio()) {
     showFirstStart();
     restoreTime();
   } else {
-    fail(options_.render ? driverFailure("LOOM File Driver")
+    fail(options_.render ? driverFailure(fileDriverName, audioFailure_)
                          : UTranslator::text("Audio Engine could not be started !"));
   }
-  if (canWait())
-    setWaitState(formerWait);
 }
 
-/// A render plays by itself; everything else wants a window, unless it was told to do without.
 bool OrbiPlayerApplication::openDisplay()
 {
-  if (options_.headless || options_.render)
+  if (!options_.hasWindow())
     return true;
   std::string reason;
   auto system = platform::openWindowSystem(surroundings_.executable.stem().string(), reason);
@@ -261,6 +278,18 @@ void OrbiPlayerApplication::restoreTime()
                            signatureDenominator_);
 }
 
+/// As a FILE that can't be opened is.
+bool OrbiPlayerApplication::enterRunState()
+{
+  if (!CmClass::enterRunState())
+    return false;
+  if (!songFault_.empty()) {
+    exitStatus_ = 1;
+    tellTrouble(*options_.song, songFault_, Teller::user);
+  }
+  return true;
+}
+
 bool OrbiPlayerApplication::openFile(const std::filesystem::path& file)
 {
   if (isProgramFile(file))
@@ -330,7 +359,6 @@ OrbiPlayerApplication::~OrbiPlayerApplication()
   deletePluginHost();
   saveDefaults();
   defaults_.closePool();
-  releaseUrlOpener();
 }
 
 void OrbiPlayerApplication::stopMidi()
@@ -378,9 +406,6 @@ void OrbiPlayerApplication::deletePluginHost()
   pluginHost_ = nullptr;
 }
 
-// Goes as it came, last of all.
-void OrbiPlayerApplication::releaseUrlOpener() {}
-
 void OrbiPlayerApplication::saveDefaults()
 {
   defaults_.save(objectFiles_, true);
@@ -388,8 +413,15 @@ void OrbiPlayerApplication::saveDefaults()
 
 // ---- words ----
 
+void OrbiPlayerApplication::printLine(const std::string& text)
+{
+  clearProgress();
+  surroundings_.messages.show(title().view(), text);
+}
+
 void OrbiPlayerApplication::show(const std::string& text)
 {
+  clearProgress();
   messages_.show(title().view(), text);
 }
 

@@ -45,6 +45,8 @@ public:
 
   /// A song that is played from the first block on, and ends the run.
   void setSong(Song song) { song_ = std::move(song); }
+  /// Why the song of the command line can't be played; said when the window is there.
+  void setSongFault(std::string reason) { songFault_ = std::move(reason); }
 
   /// Stops the audio, as the destructor does, and tells what a script wants to know of the run.
   void finishRun();
@@ -56,6 +58,7 @@ public:
 protected:
   void startup() override;
   void afterStartup() override;
+  bool enterRunState() override;
   void beforeQuit() override;
   bool canQuit() override;
   void buildMenuBar() override;
@@ -68,24 +71,28 @@ private:
   // Construction, in this order
   void createSkinManager();
   void createStudio();
-  void createUrlOpener();
 
   // Start, in this order
   bool openDisplay();
   void loadDefaults();
   void loadTranslation();
   void createPluginHost();
+  bool openInstrument();
   bool loadPlugin();
   bool loadPrograms();
   bool openEditor();
+  void startPlaying();
   void extendMenus();
   void startMidiInput();
   void detectMidiDevices();
   void restoreMidiPort();
   std::string wantedMidiPort();
   bool startAudio();
+  std::string wantedDriver();
+  bool openDriver(const std::string& name);
   bool selectDriver();
-  std::string driverFailure(const char* name) const;
+  static std::string driverFailure(const std::string& name, const std::string& reason);
+  bool prepareRender();
   void prepareFileDriver();
   void showFirstStart();
   void restoreTime();
@@ -98,7 +105,6 @@ private:
   void stopStudio();
   void unloadPlugin();
   void deletePluginHost();
-  void releaseUrlOpener();
   void saveDefaults();
 
   // The menu
@@ -118,10 +124,12 @@ private:
   bool tellTrouble(const std::filesystem::path& path, const std::string& reason, Teller teller);
 
   void show(const std::string& text);
-  void fail(const std::string& text); ///< shown, and the program ends
+  void printLine(const std::string& text); ///< on standard error, though there be a window
+  void fail(const std::string& text);      ///< shown, and the program ends
   void endWithoutBlocks();
   void watchForEnd();
   void showProgress();
+  void clearProgress();
   void finishAudio();
   void finishRender(bool complete);
   void reportRender();
@@ -129,11 +137,13 @@ private:
   Options options_;
   Surroundings surroundings_;
   std::optional<Song> song_;
-  std::string audioFailure_;         ///< words of the driver that couldn't be used
-  bool programsLoaded_ = false;      ///< all that the command line names
-  bool mustEnd_ = false;             ///< the run was given an end, which takes blocks to come
-  std::filesystem::path renderPath_; ///< where the driver writes; becomes the render when complete
-  bool quitConfirmed_ = false;       ///< the quit question is asked once
+  std::string songFault_;              ///< empty: none
+  std::string audioFailure_;           ///< words of the driver that couldn't be used
+  bool programsLoaded_ = false;        ///< all that the command line names
+  bool mustEnd_ = false;               ///< the run was given an end, which takes blocks to come
+  std::filesystem::path renderPath_;   ///< where the driver writes
+  std::filesystem::path renderTarget_; ///< what becomes of it when it is complete
+  bool quitConfirmed_ = false;         ///< the quit question is asked once
   bool pluginFaultShown_ = false;
   int exitStatus_ = 0;
 

@@ -112,7 +112,7 @@ bool OrbiPlayerApplication::tellTrouble(const std::filesystem::path& path,
 {
   const std::string file = path.string() + ": ";
   if (teller == Teller::script)
-    surroundings_.messages.show(title().view(), file + reason);
+    printLine(file + reason);
   else
     show(file + translated(reason));
   return false;

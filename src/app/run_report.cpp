@@ -1,6 +1,7 @@
 // What a script hears of a run: settings for the file driver, progress, the result, statistics.
 #include "app/player_application.h"
 
+#include "persist/whole_file.h"
 #include "platform/environment.h"
 
 #include <algorithm>
@@ -8,6 +9,25 @@
 #include <cstdio>
 
 namespace orbi {
+
+/// Under another name until it is complete, so that a run that fails leaves nothing half and what
+/// was there stays. Devices are written to as they are. False with words where a way leads nowhere.
+bool OrbiPlayerApplication::prepareRender()
+{
+  const std::filesystem::path& file = *options_.render;
+  std::error_code error;
+  const std::filesystem::file_status there = std::filesystem::status(file, error);
+  if (!status_known(there)) {
+    audioFailure_ = "the sound file can't be created: " + error.message() + ": " + file.string();
+    return false;
+  }
+  renderPath_ = renderTarget_ = file;
+  if (!exists(there) || is_regular_file(there)) {
+    renderPath_ = renderTarget_ = behindLinks(file);
+    renderPath_ += ".unfinished";
+  }
+  return true;
+}
 
 void OrbiPlayerApplication::prepareFileDriver()
 {
@@ -20,16 +40,6 @@ void OrbiPlayerApplication::prepareFileDriver()
   set("LOOM_FILE_BLOCK", "%d", options_.block);
   set("LOOM_FILE_OUTPUTS", "%d", options_.outputs);
   platform::setEnvironment("LOOM_FILE_FORMAT", options_.format);
-  if (options_.render) {
-    // Under another name until it is complete, so that a run that fails leaves nothing half and
-    // what was there stays. Devices are written to as they are.
-    std::error_code error;
-    std::filesystem::file_status target = std::filesystem::status(*options_.render, error);
-    bool isSpecial = std::filesystem::exists(target) && !std::filesystem::is_regular_file(target);
-    renderPath_ = *options_.render;
-    if (!isSpecial)
-      renderPath_ += ".unfinished";
-  }
   platform::setEnvironment("LOOM_FILE_PATH", renderPath_.string());
   platform::setEnvironment("LOOM_FILE_REALTIME", options_.render ? "0" : "1");
 }
@@ -42,6 +52,13 @@ void OrbiPlayerApplication::showProgress()
   double share = whole > 0.0 ? std::min(songPlayer_->seconds() / whole, 1.0) : 1.0;
   std::fprintf(stderr, "\r%3.0f %%", share * 100.0);
   std::fflush(stderr);
+}
+
+/// What is said goes where the progress stood.
+void OrbiPlayerApplication::clearProgress()
+{
+  if (options_.render && platform::errorOutputIsTerminal())
+    std::fputs("\r     \r", stderr);
 }
 
 void OrbiPlayerApplication::finishRun()
@@ -77,7 +94,7 @@ void OrbiPlayerApplication::finishAudio()
 void OrbiPlayerApplication::finishRender(bool complete)
 {
   std::error_code error;
-  if (renderPath_ == *options_.render) {
+  if (renderPath_ == renderTarget_) {
     if (complete)
       reportRender();
     return;
@@ -86,7 +103,7 @@ void OrbiPlayerApplication::finishRender(bool complete)
     std::filesystem::remove(renderPath_, error);
     return;
   }
-  std::filesystem::rename(renderPath_, *options_.render, error);
+  std::filesystem::rename(renderPath_, renderTarget_, error);
   if (error)
     fail("the sound file can't be named: " + error.message() + ": " + options_.render->string());
   else
@@ -95,8 +112,7 @@ void OrbiPlayerApplication::finishRender(bool complete)
 
 void OrbiPlayerApplication::reportRender()
 {
-  if (platform::errorOutputIsTerminal())
-    std::fprintf(stderr, "\r");
+  clearProgress();
   double peak = songPlayer_->peak();
   char level[64] = "silent";
   if (peak > 0.0)

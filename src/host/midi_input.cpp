@@ -170,17 +170,28 @@ int32_t OrbiPlayerMidiInput::fillEventList(OrbEventList& list, int32_t maximum)
   return writer.count();
 }
 
+/// No begin of a note; then one end of each is enough. Without room nothing else that doesn't let
+/// go of something.
+bool OrbiPlayerMidiInput::outlastsRestart(const PMidiEvent& event, bool hasRoom, Ends& ends)
+{
+  if (beginsNote(event))
+    return false;
+  return (hasRoom && !endsNote(event)) || ends.take(event);
+}
+
 void OrbiPlayerMidiInput::clearNotes()
 {
   {
     FGuard guard(lock_);
     PEventQueue all;
     all.takeAll(events_);
-    Ends ends; // one is enough, as no begin is left
+    Ends ends;
     for (PEvent* next = all.firstEvent(); next; next = all.firstEvent()) {
       auto event = Ref<PMidiEvent>::share(static_cast<PMidiEvent*>(next));
       all.removeAt(0);
-      if (!ends.take(*event))
+      // The first block takes no more than its list holds: of the others the oldest go.
+      const bool hasRoom = all.count() + events_.count() < orbMaxEvents;
+      if (!outlastsRestart(*event, hasRoom, ends))
         continue;
       if (endsNote(*event))
         event->setStatus(noteOff); // a note on without velocity would be taken for a begin

@@ -17,18 +17,8 @@
 
 namespace orbi {
 
-/// What the input port calls for each event that arrives, on its own thread.
-class IMidiReceiver {
-public:
-  virtual void receive(PMidiEvent& event) = 0;
-
-protected:
-  ~IMidiReceiver() = default;
-};
-
 /// Collects what has arrived since the last block and hands it to the plug-in's event list.
 class OrbiPlayerMidiInput final : public CmClass<OrbiPlayerMidiInput, CmObject>,
-                                  public IMidiReceiver,
                                   public IMidiListener,
                                   public RealtimeObject {
 public:
@@ -42,14 +32,14 @@ public:
   static OrbiPlayerMidiInput* instance() { return instance_; }
 
   /// Keeps a copy, in the order of times; equal times in the order of arrival. Any thread.
-  void receive(PMidiEvent& event) override;
+  void receive(PMidiEvent& event);
   void midiReceived(int32_t tag, PEvent& event, PMidiInput& from) override; ///< from the port
   /// For the audio thread, without the lock: what this misses comes with the next block.
   bool hasEvents() const { return waiting_.load(std::memory_order_relaxed) > 0; }
   /// Takes everything that waits; what lies beyond the maximum is lost. How many were written.
   ORBI_REALTIME int32_t fillEventList(OrbEventList& list, int32_t maximum);
-  /// Forgets which notes the plug-in plays, and drops what waits but for what lets go of keys and
-  /// pedals: it may play on what it began before. While no block runs.
+  /// Forgets which notes the plug-in plays, and drops the notes that wait to begin. Their ends
+  /// stay, as it may play on what it began before, and so does all the rest. While no block runs.
   void clearNotes();
 
   /// The port in front of this input, which others connect to. Main thread.
@@ -82,6 +72,7 @@ private:
     static constexpr size_t perChannel = 128 + 4; ///< keys, pedals and all notes off
     std::bitset<16 * perChannel> has_;
   };
+  static bool outlastsRestart(const PMidiEvent& event, bool hasRoom, Ends& ends);
   Ends endsBehind_; ///< beyond mostWaiting, where no begin follows; under the lock
   FLock lock_{"FLock"};
   std::atomic<uint32_t> waiting_{0}; ///< count of events_, for the test without the lock

@@ -27,7 +27,8 @@ void SongPlayer::play(Song song)
       sysex->append(bytes.data(), static_cast<uint32_t>(bytes.size()));
     track->sysex.push_back(std::move(sysex));
   }
-  PEventPool::instance().prepare(PEventPool::capacity);
+  // With room for those on their way: what the pool can't take back would go to the heap.
+  PEventPool::instance().prepare(PEventPool::capacity - mostEventsInBlock);
   tracks_.push_back(std::move(track));
   // Released with the track's contents; the audio thread acquires it at its next block.
   track_.store(tracks_.back().get(), std::memory_order_release);
@@ -41,6 +42,9 @@ double SongPlayer::songSeconds() const
 
 void SongPlayer::formatChanged(int32_t frames, double sampleRate)
 {
+  // A song goes on where it was: what was counted at another rate lasted as long.
+  for (int64_t* count : {&audio_.songFrames, &audio_.allFrames, &audio_.silentFrames})
+    *count = std::llround(static_cast<double>(*count) * sampleRate / sampleRate_);
   frames_ = frames;
   sampleRate_ = sampleRate;
   next_.formatChanged(frames, sampleRate);
@@ -67,13 +71,10 @@ void SongPlayer::process()
   if (!device)
     return;
   const Track* track = track_.load(std::memory_order_acquire);
-  if (track != audio_.track) {
-    audio_.track = track;
-    audio_.next = audio_.nextSysex = 0;
-    audio_.songFrames = audio_.silentFrames = 0;
-  }
+  if (track != audio_.track)
+    beginTrack(track);
   const double until = static_cast<double>(audio_.songFrames + frames_) / sampleRate_;
-  if (track && hasDueEvent(*track, until))
+  if (track && (audio_.endsFormer || hasDueEvent(*track, until)))
     sendDueEvents(*track, until, device->timeStamp() / nanosecondsPerMillisecond);
   next_.process();
   if (over_.load(std::memory_order_relaxed))
@@ -92,22 +93,53 @@ void SongPlayer::process()
   over_.store(true, std::memory_order_relaxed);
 }
 
+void SongPlayer::beginTrack(const Track* track)
+{
+  audio_.endsFormer = audio_.track != nullptr;
+  audio_.track = track;
+  audio_.next = audio_.nextSysex = 0;
+  audio_.songFrames = audio_.silentFrames = 0;
+}
+
+/// The ends of what the former song holds come before the first event.
 void SongPlayer::sendDueEvents(const Track& track, double until, double now)
 {
-  for (; hasDueEvent(track, until); ++audio_.next) {
-    const SongEvent& event = track.song.events[audio_.next];
-    if (event.isSysex()) {
-      PSysexEvent* sysex = track.sysex[audio_.nextSysex++].get();
-      if (!sysex)
-        continue;
-      sysex->setTime(now);
-      input_.receive(*sysex);
-      continue;
+  uint32_t count = audio_.endsFormer ? endFormerSong(now) : 0;
+  for (; count < mostEventsInBlock && hasDueEvent(track, until); ++count)
+    sendNext(track, now);
+}
+
+/// How many were sent.
+uint32_t SongPlayer::endFormerSong(double now)
+{
+  uint32_t count = 0;
+  audio_.held.state().release(now, [&](PMidiEvent& end) {
+    if (count < mostEventsInBlock) {
+      send(end, now);
+      ++count;
     }
-    PMidiEvent message(event.bytes[0], event.bytes[1], event.bytes[2]);
-    message.setTime(now);
-    input_.receive(message);
+  });
+  audio_.endsFormer = count == mostEventsInBlock; // there may be more
+  return count;
+}
+
+void SongPlayer::sendNext(const Track& track, double now)
+{
+  const SongEvent& event = track.song.events[audio_.next++];
+  if (event.isSysex()) {
+    if (PSysexEvent* sysex = track.sysex[audio_.nextSysex++].get())
+      send(*sysex, now);
+    return;
   }
+  PMidiEvent message(event.bytes[0], event.bytes[1], event.bytes[2]);
+  send(message, now);
+}
+
+void SongPlayer::send(PMidiEvent& event, double now)
+{
+  event.setTime(now);
+  input_.receive(event);
+  audio_.held.note(event);
 }
 
 /// The highest level of the block over all outputs that play.

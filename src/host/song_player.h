@@ -5,6 +5,8 @@
 #include "foundation/realtime_memory.h"
 #include "host/midi_input.h"
 #include "host/song.h"
+#include "midi/event_pool.h"
+#include "midi/held_keys.h"
 
 #include <atomic>
 #include <memory>
@@ -22,6 +24,9 @@ public:
   static constexpr double silence = 1e-5; ///< a tail below this level counts as died away, -100 dB
   static constexpr double silentSeconds = 0.5; ///< for which it has to stay there
   static constexpr double longestTailSeconds = 10.0;
+  /// What goes out with one block. The rest waits for the next ones, as beyond the pool's events,
+  /// which others want, too, sending one would reach for the heap.
+  static constexpr uint32_t mostEventsInBlock = PEventPool::capacity / 4;
 
   SongPlayer(OrbiPlayerAudioBridge& next, OrbiPlayerMidiInput& input) : next_(next), input_(input)
   {
@@ -29,7 +34,8 @@ public:
   ~SongPlayer();
 
   // Main thread, before the device starts, but for play
-  void play(Song song); ///< from the next block on; also while the device runs
+  /// From the next block on; also while the device runs. What a former song holds is let go of.
+  void play(Song song);
   void endWithSong() { endsWithSong_ = true; } ///< the run is over when its tail has died away
   void endAfter(double seconds) { limitSeconds_ = seconds; }
   /// Tells the driver by itself that a block is the last one, so that a file ends with it,
@@ -63,7 +69,11 @@ private:
     const std::vector<SongEvent>& events = track.song.events;
     return audio_.next < events.size() && events[audio_.next].seconds < until;
   }
+  ORBI_REALTIME_SELDOM void beginTrack(const Track* track);
   ORBI_REALTIME_SELDOM void sendDueEvents(const Track& track, double until, double now);
+  ORBI_REALTIME_SELDOM uint32_t endFormerSong(double now);
+  ORBI_REALTIME_SELDOM void sendNext(const Track& track, double now);
+  ORBI_REALTIME_SELDOM void send(PMidiEvent& event, double now);
   ORBI_REALTIME_SELDOM float measureBlock(LoomDevice& device) const;
   ORBI_REALTIME_SELDOM bool reachedEnd(const Track* track, LoomDevice& device);
 
@@ -89,6 +99,8 @@ private:
     int64_t songFrames = 0; ///< since the song's start
     int64_t allFrames = 0;
     int64_t silentFrames = 0; ///< since the tail was last heard
+    bool endsFormer = false;  ///< a former song may hold keys and pedals yet
+    PHeldKeys held;           ///< by what was sent
   } audio_;                   // the thread that fills the blocks only, while the device runs
 };
 

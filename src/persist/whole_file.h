@@ -12,6 +12,9 @@ namespace orbi {
 /// end; null when it does.
 const char* faultOfFile(const std::filesystem::path& path);
 
+/// Where a link leads, though nothing may be there yet; somewhere on a circle.
+std::filesystem::path behindLinks(std::filesystem::path path);
+
 /// The whole of a regular file of at most so many bytes. Nothing on failure, and the words for it.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path, int64_t mostBytes,
                                          std::string& fault);

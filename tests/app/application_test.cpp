@@ -2,6 +2,7 @@
 
 #include "platform/driver_source.h"
 #include "platform/temporary_folder.h"
+#include "shared/probes.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* fileDriver = "LOOM File Driver";
+constexpr const char* brokenDriver = "LOOM Broken Driver";
 constexpr const char* nullDriver = "LOOM Null Driver";
 
 class KeptMessages final : public platform::MessageBox {
@@ -30,10 +31,10 @@ protected:
     fs::copy_file(ORBI_SINE, folder_ / "Sine.so");
     for (const auto& known :
          platform::registeredDrivers(fs::path(ORBI_DRIVER_FOLDER).parent_path()))
-      if (known.description == fileDriver)
+      if (known.description == fileDriverName)
         drivers_.push_back(known);
-    drivers_.push_back({"30-broken", "{00000000-0000-0000-0000-000000000002}", "LOOM Broken Driver",
-                        true, folder_ / "none.so"});
+    drivers_.push_back({"30-broken", "{00000000-0000-0000-0000-000000000002}", brokenDriver, true,
+                        folder_ / "none.so"});
   }
 
   /// Runs the program for a moment; during says what to look at while everything stands.
@@ -99,7 +100,7 @@ TEST_F(Application, everything_is_taken_down_and_the_driver_and_routing_are_kept
 {
   run({});
   EXPECT_TRUE(messages_.texts.empty());
-  EXPECT_EQ(storedDriver(), fileDriver);
+  EXPECT_EQ(storedDriver(), fileDriverName);
   withSettings([](FDefaultPool& pool) {
     int64_t place = -1;
     EXPECT_TRUE(pool.getGroup("OrbPlugRouting\\Sine\\LOOM File Driver")->getInt("Port1", place));
@@ -119,17 +120,43 @@ TEST_F(Application, a_stored_driver_that_is_gone_gives_way_to_the_first_of_the_l
   setDriver(nullDriver);
   run({});
   EXPECT_TRUE(messages_.texts.empty());
-  EXPECT_EQ(storedDriver(), fileDriver);
+  EXPECT_EQ(storedDriver(), fileDriverName);
 }
 
 TEST_F(Application, a_driver_for_one_run_leaves_the_stored_name)
 {
   setDriver(nullDriver);
-  for (const char* wanted : {fileDriver, "LOOM Broken Driver"}) { // another one takes its place
+  Options options;
+  options.driver = fileDriverName;
+  run(options);
+  EXPECT_EQ(storedDriver(), nullDriver);
+  EXPECT_TRUE(messages_.texts.empty());
+}
+
+TEST_F(Application, a_line_tells_what_took_the_place_of_the_driver_that_was_named)
+{
+  setDriver(brokenDriver);
+  run({});
+  EXPECT_TRUE(messages_.texts.empty()) << "nobody named it for this run";
+
+  // The one can't be made, the other doesn't open.
+  DriverProbe probe;
+  drivers_.push_back(DriverProbe::registration(0));
+  probe->failing = ProbeDriver::atInit;
+  for (const auto& [wanted, reason] :
+       {std::pair(brokenDriver, "none.so"), {"Probe 0", "as the script says"}}) {
+    setDriver(nullDriver);
+    messages_.texts.clear();
     Options options;
     options.driver = wanted;
     run(options);
     EXPECT_EQ(storedDriver(), nullDriver) << wanted;
+    ASSERT_EQ(messages_.texts.size(), 1u) << wanted;
+    const std::string& line = messages_.texts[0];
+    EXPECT_TRUE(line.starts_with(std::string(wanted) + ": "));
+    EXPECT_TRUE(line.ends_with("; LOOM File Driver plays instead")) << line;
+    EXPECT_NE(line.find(reason), std::string::npos) << line;
+    EXPECT_EQ(status_, 0);
   }
 }
 
@@ -188,7 +215,7 @@ TEST_F(Application, settings_that_cannot_be_read_are_kept_beside_the_new_ones)
   std::ofstream(settings / "Defaults.xml") << "<Defaults><oops";
   run({});
   EXPECT_TRUE(messages_.texts.empty());
-  EXPECT_EQ(storedDriver(), fileDriver);
+  EXPECT_EQ(storedDriver(), fileDriverName);
   EXPECT_EQ(fs::file_size(settings / "Defaults_bad.xml"), 15u);
   EXPECT_EQ(std::distance(fs::directory_iterator(settings), {}), 2);
 }

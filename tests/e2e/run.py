@@ -4,8 +4,10 @@ import array
 import json
 import os
 import pathlib
+import pty
 import shutil
 import signal
+import socket
 import struct
 import subprocess
 import sys
@@ -47,6 +49,11 @@ def help_and_version_and_lists(folder):
     result = run(PLAYER, "--list-drivers")
     check(result.stdout.splitlines() == ["LOOM Multimedia Driver", "LOOM JACK Driver",
                                          "LOOM File Driver"], result.stdout)
+    for option in ("--help", "--version", "--list-drivers", "--list-midi"):
+        with open("/dev/full", "w") as full:
+            result = subprocess.run([PLAYER, option], stdout=full, stderr=subprocess.PIPE, text=True, timeout=60)
+        result.stdout = ""
+        check_one_line(result, 1, "standard output can't be written")
 
 
 @case
@@ -239,12 +246,53 @@ def bad_songs_and_targets_leave_nothing_behind(folder):
         (folder / name).write_bytes(content)
         result = run(PLAYER, "--play", folder / name, "--render", folder / "out.wav")
         check_one_line(result, 1, name)
-    check_one_line(run(PLAYER, "--play", folder / "none.mid"), 1, "none.mid")
+    check_one_line(run(PLAYER, "--headless", "--play", folder / "none.mid"), 1, "none.mid")
     for target in (folder / "no" / "where.wav", folder):
         check_one_line(run(PLAYER, "--play", DEMO, "--render", target), 1, str(target))
     check(sorted(p.name for p in folder.iterdir()) == ["cut.mid", "empty.mid", "lie.mid", "text.mid"])
     result = run(PLAYER, "--play", DEMO, "--render", "/dev/full")
     check(result.returncode == 1 and result.stderr, result)
+
+
+@case
+def a_render_through_a_link_replaces_what_it_leads_to(folder):
+    folder = pathlib.Path(folder)
+    notes = song(folder, [(0, (0x90, 60, 100)), (480, (0x80, 60, 0))])
+    (folder / "files").mkdir()
+    for name in ("there.wav", "new.wav"):
+        link = folder / f"link to {name}"
+        link.symlink_to(pathlib.Path("files", name))
+        if name == "there.wav":
+            link.write_text("former")
+        result = run(PLAYER, "--play", notes, "--render", link)
+        check(result.returncode == 0 and link.is_symlink(), result)
+        check(wav(folder / "files" / name)[:3] == (3, 2, 48000), name)
+    ring = folder / "ring.wav"
+    ring.symlink_to(ring.name)
+    check_one_line(run(PLAYER, "--play", notes, "--render", ring), 1, "LOOM File Driver", "ring.wav")
+    check(ring.is_symlink(), "a link in a circle was replaced")
+    check(len(list(folder.rglob("*"))) == 7, "something is left over:", list(folder.rglob("*")))
+
+
+@case
+def words_of_a_render_have_a_line_of_their_own_on_a_terminal(folder):
+    long = song(folder, [(0, (0x90, 60, 100)), (960 * 3600, (0x80, 60, 0))])
+    ours, its = pty.openpty()
+    process = subprocess.Popen([PLAYER, "--play", long, "--render", pathlib.Path(folder) / "x.wav"], stderr=its)
+    os.close(its)
+    shown = b""
+    while shown.count(b"%") < 3:
+        shown += os.read(ours, 4096)
+    process.send_signal(signal.SIGTERM)
+    while b"\n" not in shown:
+        shown += os.read(ours, 4096)
+    check(process.wait(timeout=20) == 1)
+    os.close(ours)
+    line = ""
+    for part in shown.decode().rstrip().split("\r"):  # each over what stood there
+        line = part + line[len(part):]
+    check(line.startswith("SoundFont Standalone: ") and line.endswith("x.wav"), shown)
+    check(" " * 5 in shown.decode().split("\r"), "the progress wasn't cleared:", shown)
 
 
 @case
@@ -383,6 +431,35 @@ def orbitool_converts_checks_and_packs_files(folder):
     check_one_line(run(tool, "convert", folder / "cut.bin", folder / "b.xml"), 1, "cut.bin")
     check((folder / "b.xml").read_bytes() == text.encode(), "a refused conversion wrote something")
     check_one_line(run(tool, "convert", "a.xml"), 2, "IN OUT")
+
+
+@case
+def run_knows_a_display_that_accepts(folder):
+    text = (ROOT / "run").read_text()
+    begin = text.index("has_display() {")
+    function = text[begin:text.index("\n}\n", begin) + 3] + "has_display"
+
+    def has_display(name):
+        return run("bash", "-uc", function, env=dict(os.environ, DISPLAY=name)).returncode == 0
+
+    # Whose name is whose: a socket that a server left behind, and a server's.
+    sockets = pathlib.Path("/tmp/.X11-unix")
+    sockets.mkdir(mode=0o1777, exist_ok=True)
+    number = 50000 + os.getpid() % 10000
+    path = sockets / f"X{number}"
+    try:
+        for place in (str(path), f"\0{path}"):
+            with socket.socket(socket.AF_UNIX) as server:
+                server.bind(place)
+                check(not has_display(f":{number}"), "one that doesn't accept")
+                server.listen()
+                for name in (f":{number}", f":{number}.0", f"unix:{number}"):
+                    check(has_display(name), name)
+                check(not has_display(f":{number}1") and not has_display(f":{number // 10}"))
+            check(not has_display(f":{number}"), "one that was left behind")
+    finally:
+        path.unlink(missing_ok=True)
+    check(has_display("far.example:0") and not has_display("nonsense") and not has_display(""))
 
 
 @case

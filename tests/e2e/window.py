@@ -374,6 +374,19 @@ def without_a_display_one_line_says_so_and_headless_needs_none(folder):
 
 
 @managed
+def a_song_that_cannot_be_played_is_said_and_the_window_stays(screen, folder):
+    broken = pathlib.Path(folder) / "broken.mid"
+    broken.write_bytes(DEMO.read_bytes()[:100])
+    for options, status in (((), 0), (("--save-bank", pathlib.Path(folder) / "x.fxb"), 1)):
+        with Player(screen, folder, "--play", broken, *options) as player:
+            answer(player, "Return")
+            player.ready()
+            player.process.send_signal(signal.SIGTERM)
+            _, words = player.process.communicate(timeout=20)
+            check(player.process.returncode == status and not words, player.process.returncode, words)
+
+
+@managed
 def no_editor_brings_the_program_down(screen, folder):
     for fault, size in (("open", (200, 144)), ("idle", (200, 144)), ("key", (200, 144)), ("close", (200, 144)),
                         ("destroy", (200, 144)), ("resize", (200, 144)), ("zero", None), ("negative", None),

@@ -23,6 +23,15 @@ Song busySong()
   return song;
 }
 
+/// More at once than the pool has events.
+Song crowdedSong()
+{
+  Song song;
+  for (uint32_t i = 0; i < 2 * PEventPool::capacity; ++i)
+    song.events.push_back({0.0, {uint8_t(0x90 | i / 128 % 16), uint8_t(i % 128), 90}, 3, 0, 0});
+  return song;
+}
+
 class Realtime : public testing::Test, protected HostRig {
 protected:
   void SetUp() override
@@ -70,7 +79,7 @@ TEST(RealtimeGuard, counts_what_it_is_there_for)
 
 TEST_F(Realtime, a_buffer_switch_neither_allocates_nor_locks_nor_waits)
 {
-  player->play(busySong());
+  player->play(crowdedSong());
   ASSERT_TRUE(start());
   bridge->applyRouting();
   RealtimeWatch::Allowance inputsLock(*input);
@@ -82,6 +91,8 @@ TEST_F(Realtime, a_buffer_switch_neither_allocates_nor_locks_nor_waits)
       bool isWorkers = index % 8 == 0; // it is woken only
       int reached = plugin->blocks;
       uint64_t lost = device->lostBlocks();
+      if (index == 100)
+        player->play(busySong());
       {
         RealtimeWatch watch;
         driver->position = {0, index * 64};

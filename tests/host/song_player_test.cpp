@@ -25,6 +25,14 @@ protected:
     buildWithPlayer();
   }
 
+  /// What the plug-in gets with the next block.
+  std::vector<std::array<int, 3>> nextEvents()
+  {
+    plugin->eventCount = 0;
+    runBlocks(1);
+    return eventsSeen();
+  }
+
   /// Blocks until the run is over or the limit is reached.
   int runBlocks(int limit)
   {
@@ -54,16 +62,82 @@ TEST_F(Player, events_go_out_in_the_block_in_which_they_fall_due)
   EXPECT_EQ(player->songSeconds(), 0.04);
   const size_t due[] = {2, 2, 0, 1, 0};
   for (size_t i = 0; i < std::size(due); ++i) {
-    plugin->eventCount = 0;
-    runBlocks(1);
-    EXPECT_EQ(eventsSeen().size(), due[i]) << "block " << i;
+    EXPECT_EQ(nextEvents().size(), due[i]) << "block " << i;
   }
   EXPECT_DOUBLE_EQ(player->seconds(), 0.05);
   player->play(song); // once more, from the next block on
-  runBlocks(1);
-  EXPECT_EQ(eventsSeen()[0][1], 60);
+  EXPECT_EQ(nextEvents()[0], (std::array<int, 3>{0x80, 60, 0}));
   EXPECT_FALSE(player->isOver());
   EXPECT_GT(player->peak(), 2.0f);
+}
+
+TEST_F(Player, a_song_begins_with_the_ends_of_what_the_former_one_holds)
+{
+  plugin->doesNothing = false;
+  Song former, song;
+  former.events = {note(0.0, 60), note(0.0, 61)};
+  for (uint8_t pedal : {64, 69})
+    former.events.push_back({0.0, {0xB5, pedal, 127}, 3, 0, 0});
+  former.events.push_back({0.0, {0x90, 61, 0}, 3, 0, 0}); // ended already
+  former.events.push_back({0.0, {0xB5, 69, 0}, 3, 0, 0});
+  song.events = {note(0.0, 70)};
+  player->play(former);
+  ASSERT_TRUE(start());
+  EXPECT_EQ(nextEvents().size(), 6u);
+  player->play(song);
+  EXPECT_EQ(nextEvents(),
+            (std::vector<std::array<int, 3>>{{0x80, 60, 0}, {0xB5, 64, 0}, {0x90, 70, 100}}));
+  EXPECT_TRUE(nextEvents().empty());
+}
+
+TEST_F(Player, what_is_too_much_for_a_block_comes_with_the_next_ones_in_order)
+{
+  plugin->doesNothing = false;
+  constexpr size_t most = SongPlayer::mostEventsInBlock;
+  constexpr size_t rest = 7;
+  Song former, song;
+  std::vector<std::array<int, 3>> expected, seen;
+  for (size_t i = 0; i < most + rest; ++i) {
+    const auto channel = static_cast<uint8_t>(i / 128), number = static_cast<uint8_t>(i % 128);
+    former.events.push_back({0.0, {uint8_t(0x90 | channel), number, 1}, 3, 0, 0});
+    song.events.push_back({0.0, {uint8_t(0xB0 | channel), 7, number}, 3, 0, 0});
+    expected.push_back({0x80 | channel, number, 0});
+  }
+  for (const SongEvent& event : song.events)
+    expected.push_back({event.bytes[0], event.bytes[1], event.bytes[2]});
+  player->play(former);
+  ASSERT_TRUE(start());
+  for (size_t count : {most, rest})
+    EXPECT_EQ(nextEvents().size(), count);
+  player->play(song);
+  for (size_t count : {most, most, 2 * rest}) {
+    for (const auto& event : nextEvents())
+      seen.push_back(event);
+    EXPECT_EQ(eventsSeen().size(), count);
+    device->reset();
+  }
+  EXPECT_EQ(seen, expected);
+}
+
+TEST_F(Player, a_song_goes_on_where_it_was_when_a_reset_changes_the_rate)
+{
+  Song song;
+  song.events = {note(0.1, 60)};
+  song.seconds = 0.2;
+  player->play(song);
+  player->endWithSong();
+  ASSERT_TRUE(start());
+  runBlocks(5); // 0.05 s
+  driver->rate = 96000.0;
+  ASSERT_TRUE(device->reset());
+  for (int i = 0; i < 10; ++i)
+    EXPECT_TRUE(nextEvents().empty()) << i;
+  EXPECT_EQ(nextEvents().size(), 1u);
+  EXPECT_DOUBLE_EQ(player->seconds(), 0.105);
+  runBlocks(19 + 20); // half of the silence behind the song
+  driver->rate = 48000.0;
+  ASSERT_TRUE(device->reset());
+  EXPECT_EQ(runBlocks(10000), 40);
 }
 
 TEST_F(Player, a_run_ends_when_the_tail_has_been_silent_for_half_a_second)
