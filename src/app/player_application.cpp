@@ -408,7 +408,8 @@ void OrbiPlayerApplication::deletePluginHost()
 
 void OrbiPlayerApplication::saveDefaults()
 {
-  defaults_.save(objectFiles_, true);
+  if (defaults_.save(objectFiles_, true) && !objectFiles_.error().empty())
+    printLine(objectFiles_.error());
 }
 
 // ---- words ----

@@ -26,7 +26,7 @@ public:
   static constexpr double longestTailSeconds = 10.0;
   /// What goes out with one block. The rest waits for the next ones, as beyond the pool's events,
   /// which others want, too, sending one would reach for the heap.
-  static constexpr uint32_t mostEventsInBlock = PEventPool::capacity / 4;
+  static constexpr uint32_t mostEventsInBlock = PEventPool::capacity / 2;
 
   SongPlayer(OrbiPlayerAudioBridge& next, OrbiPlayerMidiInput& input) : next_(next), input_(input)
   {

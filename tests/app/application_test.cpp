@@ -144,7 +144,7 @@ TEST_F(Application, a_line_tells_what_took_the_place_of_the_driver_that_was_name
   drivers_.push_back(DriverProbe::registration(0));
   probe->failing = ProbeDriver::atInit;
   for (const auto& [wanted, reason] :
-       {std::pair(brokenDriver, "none.so"), {"Probe 0", "as the script says"}}) {
+       {std::pair(brokenDriver, "none.so"), {"Probe 0", "step 1 fails"}}) {
     setDriver(nullDriver);
     messages_.texts.clear();
     Options options;

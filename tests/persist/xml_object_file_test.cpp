@@ -1,7 +1,7 @@
 #include "object_file_helpers.h"
 
-#include "foundation/stream_counter.h"
 #include "foundation/number_text.h"
+#include "foundation/stream_counter.h"
 
 #include <bit>
 #include <cmath>
