@@ -408,8 +408,11 @@ void OrbiPlayerApplication::deletePluginHost()
 
 void OrbiPlayerApplication::saveDefaults()
 {
-  if (defaults_.save(objectFiles_, true) && !objectFiles_.error().empty())
-    printLine(objectFiles_.error());
+  if (!defaults_.save(objectFiles_, true) || objectFiles_.error() == settingsFault_)
+    return;
+  settingsFault_ = objectFiles_.error();
+  if (!settingsFault_.empty())
+    printLine(settingsFault_);
 }
 
 // ---- words ----

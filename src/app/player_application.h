@@ -138,6 +138,7 @@ private:
   Surroundings surroundings_;
   std::optional<Song> song_;
   std::string songFault_;              ///< empty: none
+  std::string settingsFault_;          ///< likewise; told once, though they are saved twice
   std::string audioFailure_;           ///< words of the driver that couldn't be used
   bool programsLoaded_ = false;        ///< all that the command line names
   bool mustEnd_ = false;               ///< the run was given an end, which takes blocks to come
