@@ -79,8 +79,10 @@ bool OrbiPlayerApplication::selectDriver()
     bridge_->setRunDriver(name); // what took the wanted one's place wasn't chosen either
   if (options_.render)
     return isOpen && wanted == name;
-  if (isOpen && options_.driver && wanted != name)
-    printLine(driverFailure(wanted, failure) + "; " + name + " plays instead");
+  const bool gaveWay = !isOpen || wanted != name;
+  if (options_.driver && gaveWay)
+    printLine(driverFailure(wanted, failure) +
+              (isOpen ? std::string("; ") + name + " plays instead" : ""));
   return isOpen;
 }
 

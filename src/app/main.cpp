@@ -135,7 +135,7 @@ int runApplication(Options options, const std::filesystem::path& executable,
     application->setFileToOpen(*file);
   application->run();
   application->finishRun();
-  int status = answersScript ? application->exitStatus() : 0;
+  int status = answersScript || application->hasLostOutput() ? application->exitStatus() : 0;
   application = nullptr;
   CmClassRegistry::destroyInstance();
   return status;

@@ -278,7 +278,7 @@ void OrbiPlayerApplication::restoreTime()
                            signatureDenominator_);
 }
 
-/// As a FILE that can't be opened is.
+/// A song that can't be played is told as a FILE is, but what was to be saved is saved.
 bool OrbiPlayerApplication::enterRunState()
 {
   if (!CmClass::enterRunState())

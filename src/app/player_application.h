@@ -50,7 +50,8 @@ public:
 
   /// Stops the audio, as the destructor does, and tells what a script wants to know of the run.
   void finishRun();
-  int exitStatus() const { return exitStatus_; }
+  int exitStatus() const { return hasLostOutput_ ? 1 : exitStatus_; }
+  bool hasLostOutput() const { return hasLostOutput_; } ///< standard output didn't take all
 
   bool opensDroppedFile(const std::filesystem::path& file) const override;
   int32_t handleMessage(FMessage& message) override; ///< "MenuSelect"
@@ -144,7 +145,8 @@ private:
   bool mustEnd_ = false;               ///< the run was given an end, which takes blocks to come
   std::filesystem::path renderPath_;   ///< where the driver writes
   std::filesystem::path renderTarget_; ///< what becomes of it when it is complete
-  bool quitConfirmed_ = false;         ///< the quit question is asked once
+  bool hasLostOutput_ = false;
+  bool quitConfirmed_ = false; ///< the quit question is asked once
   bool pluginFaultShown_ = false;
   int exitStatus_ = 0;
 

@@ -85,8 +85,10 @@ void OrbiPlayerApplication::finishAudio()
     finishRender(exitStatus_ == 0);
   }
   if (statistics_) {
-    std::printf("%s\n", statistics_->json(driver, rate, frames).c_str());
-    std::fflush(stdout);
+    const std::string line = statistics_->json(driver, rate, frames) + '\n';
+    hasLostOutput_ = std::fputs(line.c_str(), stdout) < 0 || std::fflush(stdout) != 0;
+    if (hasLostOutput_)
+      printLine("standard output can't be written");
   }
 }
 

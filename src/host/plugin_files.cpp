@@ -107,8 +107,8 @@ int32_t OrbPlugin::readBank(FStream& stream)
   return readAs(bankKind, stream);
 }
 
-/// One that faulted in a block may still hold what a call for its state would wait for. Leaves the
-/// words for that, or none.
+/// One that faulted in a block answers nothing any more, as it may still hold what a call for its
+/// state would wait for. Leaves the words for that, or none.
 bool OrbPlugin::mayBeAsked()
 {
   fileFault_ = isAbandoned() ? noAnswer : hasFaulted() ? failed : nullptr;
@@ -120,9 +120,11 @@ bool OrbPlugin::writeAs(const ProgramFileKind& kind, FStream& stream)
   if (!mayBeAsked())
     return false;
   ProgramWriter writer(*this, stream);
-  const bool isWhole = (writer.*kind.write)();
-  fileFault_ = writer.fault();
-  return isWhole;
+  if (!(writer.*kind.write)()) {
+    fileFault_ = writer.fault();
+    return false;
+  }
+  return mayBeAsked(); // what it played meanwhile may have been its last
 }
 
 int32_t OrbPlugin::readAs(const ProgramFileKind& kind, FStream& stream)
@@ -174,7 +176,7 @@ int32_t OrbPlugin::saveFile(FFileDialog& dialog, const ProgramFileKind& kind)
   FMemoryStream content;
   {
     const FileInWork inWork(*path);
-    if (!writeAs(kind, content) || !mayBeAsked()) // what it played meanwhile may have been its last
+    if (!writeAs(kind, content))
       return 0;
   }
   file.stream().write(content.data(), content.size()); // what gets lost is told at the end

@@ -191,7 +191,7 @@ bool FObjectFiles::mayReplace(const std::string& name)
   if (!files_.makeFolder(path.parent_path()))
     return fail(path.parent_path(), "the folder can't be made");
   // What may not be written may not be replaced either.
-  if (!unreadable_.contains(name) && exists(path) && !files_.openStream(path, openWrite))
+  if (!unreadable_.contains(name) && files_.mayExist(path) && !files_.openStream(path, openWrite))
     return fail(path, "can't be written");
   return true;
 }
@@ -251,7 +251,7 @@ bool FObjectFiles::putInPlace(const std::string& name, const fs::path& written)
 /// A file that can't be read; what was kept of an earlier one goes.
 bool FObjectFiles::keepAs(const fs::path& path, const fs::path& kept)
 {
-  return !exists(path) || files_.rename(path, kept) ||
+  return !files_.mayExist(path) || files_.rename(path, kept) ||
          fail(path, "can't be read and can't be kept under another name");
 }
 

@@ -208,7 +208,7 @@ FArchiveResult FResourceArchive::writeFile(const FNPath& target, FArchiveProgres
 Ref<FStream> FResourceArchive::openBeside(const FNPath& target, FNPath& beside)
 {
   constexpr int mostNames = 100; // of files that are the user's own or that others write now
-  if (!base_ || (base_->exists(target) && !base_->openStream(target, openWrite)))
+  if (!base_ || (base_->mayExist(target) && !base_->openStream(target, openWrite)))
     return nullptr;
   for (int i = 0; i < mostNames; ++i) {
     beside = target.view() + "~" + (i > 0 ? std::to_string(i) : std::string());

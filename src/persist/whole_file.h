@@ -19,9 +19,6 @@ std::filesystem::path behindLinks(std::filesystem::path path);
 std::optional<std::string> readWholeFile(const std::filesystem::path& path, int64_t mostBytes,
                                          std::string& fault);
 
-/// Where a link leads, though nothing may be there yet.
-std::filesystem::path behindLinks(std::filesystem::path path);
-
 struct FileStart {
   std::string bytes;
   int64_t fileBytes;

@@ -54,6 +54,10 @@ def help_and_version_and_lists(folder):
             result = subprocess.run([PLAYER, option], stdout=full, stderr=subprocess.PIPE, text=True, timeout=60)
         result.stdout = ""
         check_one_line(result, 1, "standard output can't be written")
+    with open("/dev/full", "w") as full:
+        result = subprocess.run([PLAYER, *SILENT, "--seconds", "0.05", "--stats"], stdout=full,
+                                stderr=subprocess.PIPE, text=True, timeout=60)
+    check(result.returncode == 1 and "standard output can't be written" in result.stderr, result)
 
 
 @case
@@ -442,25 +446,19 @@ def run_knows_a_display_that_accepts(folder):
     function = text[begin:text.index("\n}\n", begin) + 3] + "has_display"
 
     def has_display(name):
-        return run("bash", "-uc", function, env=dict(os.environ, DISPLAY=name)).returncode == 0
+        return run("bash", "-uc", f"x11_sockets={folder}\n{function}", env=dict(os.environ, DISPLAY=name)).returncode == 0
 
     # Whose name is whose: a socket that a server left behind, and a server's.
-    sockets = pathlib.Path("/tmp/.X11-unix")
-    sockets.mkdir(mode=0o1777, exist_ok=True)
-    number = 50000 + os.getpid() % 10000
-    path = sockets / f"X{number}"
-    try:
-        for place in (str(path), f"\0{path}"):
-            with socket.socket(socket.AF_UNIX) as server:
-                server.bind(place)
-                check(not has_display(f":{number}"), "one that doesn't accept")
-                server.listen()
-                for name in (f":{number}", f":{number}.0", f"unix:{number}"):
-                    check(has_display(name), name)
-                check(not has_display(f":{number}1") and not has_display(f":{number // 10}"))
-            check(not has_display(f":{number}"), "one that was left behind")
-    finally:
-        path.unlink(missing_ok=True)
+    path = pathlib.Path(folder) / "X57"
+    for place in (str(path), f"\0{path}"):
+        with socket.socket(socket.AF_UNIX) as server:
+            server.bind(place)
+            check(not has_display(":57"), "one that doesn't accept")
+            server.listen()
+            for name in (":57", ":57.0", "unix:57"):
+                check(has_display(name), name)
+            check(not has_display(":571") and not has_display(":5"))
+        check(not has_display(":57"), "one that was left behind")
     check(has_display("far.example:0") and not has_display("nonsense") and not has_display(""))
 
 

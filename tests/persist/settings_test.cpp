@@ -393,6 +393,15 @@ TEST_F(Settings, links_and_permissions_outlive_a_save)
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "dot"), {}), 1);
   fs::rename(folder_ / "dot" / "D.xml", folder_ / "dot" / "D_old.xml"); // cut off
   EXPECT_EQ(load(), 2);
+
+  fs::remove(folder_ / "user" / "Defaults.xml");
+  fs::create_symlink("Defaults.xml", folder_ / "user" / "Defaults.xml"); // leads nowhere
+  FObjectFiles from = files();
+  FDefaultPool pool;
+  EXPECT_EQ(from.load("Defaults", "Defaults", pool), FObjectFiles::Loaded::unreadable);
+  pool.finishLoading();
+  EXPECT_TRUE(pool.save(from, false));
+  EXPECT_TRUE(fs::is_symlink(folder_ / "user" / "Defaults_bad.xml"));
 }
 
 /// A key of the store of older installations, in memory.

@@ -77,7 +77,7 @@ public:
       leftOut.push_back(counted(comments_, "comment isn't", "comments aren't") + " kept");
     if (characters_ > 0)
       leftOut.push_back(counted(characters_, "character isn't", "characters aren't") +
-                        " kept: text stands between elements");
+                        " kept: text stands where none belongs");
     if (halfBytes_ > 0)
       leftOut.push_back(counted(halfBytes_, "digit isn't", "digits aren't") +
                         " kept: of a byte only the half is there");

@@ -305,7 +305,8 @@ void UWindow::addTimer(UView& view, int64_t milliseconds)
 {
   const int64_t now = platform::steadyNanoseconds() / 1000000;
   removeTimer(view);
-  timed_.push_back({&view, milliseconds, now + milliseconds});
+  const int64_t period = std::max<int64_t>(milliseconds, 1);
+  timed_.push_back({&view, period, now + period});
   restartTimer();
 }
 

@@ -420,8 +420,8 @@ void UWindow::onTimer()
   std::vector<Ref<UView>> due;
   for (TimedView& each : timed_)
     if (each.due <= now) {
-      const int64_t late = (now - each.due) / each.period;
-      each.due += std::max<int64_t>(late, 1) * each.period; // one that is late misses none
+      const int64_t missed = (now - each.due) / each.period; // as the loop's timers reckon it
+      each.due += (missed + 1) * each.period;
       due.push_back(Ref<UView>::share(each.view));
     }
   FMessage message("Timer");
