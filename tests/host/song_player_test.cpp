@@ -25,6 +25,16 @@ protected:
     buildWithPlayer();
   }
 
+  /// For 0.2 s, which ends the run.
+  void playShortSong(std::vector<SongEvent> events)
+  {
+    Song song;
+    song.events = std::move(events);
+    song.seconds = 0.2;
+    player->play(song);
+    player->endWithSong();
+  }
+
   /// What the plug-in gets with the next block.
   std::vector<std::array<int, 3>> nextEvents()
   {
@@ -121,11 +131,7 @@ TEST_F(Player, what_is_too_much_for_a_block_comes_with_the_next_ones_in_order)
 
 TEST_F(Player, a_song_goes_on_where_it_was_when_a_reset_changes_the_rate)
 {
-  Song song;
-  song.events = {note(0.1, 60)};
-  song.seconds = 0.2;
-  player->play(song);
-  player->endWithSong();
+  playShortSong({note(0.1, 60)});
   ASSERT_TRUE(start());
   runBlocks(5); // 0.05 s
   driver->rate = 96000.0;
@@ -142,11 +148,7 @@ TEST_F(Player, a_song_goes_on_where_it_was_when_a_reset_changes_the_rate)
 
 TEST_F(Player, a_run_ends_when_the_tail_has_been_silent_for_half_a_second)
 {
-  Song song;
-  song.events = {note(0.1, 60)};
-  song.seconds = 0.2;
-  player->play(song);
-  player->endWithSong();
+  playShortSong({note(0.1, 60)});
   player->stopDriverAtEnd();
   ASSERT_TRUE(start());
   driver.takeCalls();
@@ -157,10 +159,7 @@ TEST_F(Player, a_run_ends_when_the_tail_has_been_silent_for_half_a_second)
 TEST_F(Player, a_tail_without_end_is_cut_after_ten_seconds)
 {
   plugin->doesNothing = false;
-  Song song;
-  song.seconds = 0.2;
-  player->play(song);
-  player->endWithSong();
+  playShortSong({});
   ASSERT_TRUE(start());
   EXPECT_EQ(runBlocks(10000), 20 + 1000);
 }
